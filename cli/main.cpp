@@ -1,0 +1,5 @@
+#include "cli/cli.hpp"
+
+int main(int argc, char** argv) {
+    return cli::main(argc, argv);
+}

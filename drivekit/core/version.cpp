@@ -1,0 +1,7 @@
+#include "drivekit/core/version.hpp"
+
+namespace drivekit {
+
+std::string_view version() { return "0.1.0"; }
+
+}  // namespace drivekit

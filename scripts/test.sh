@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Every test: installs what is missing, builds the tests with AddressSanitizer and
+# UndefinedBehaviorSanitizer (warnings are errors), runs them, then runs the hardware-lab
+# checks under QEMU against the real kernel drivers.
+# Usage: scripts/test.sh [--no-lab]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+lab=1
+[[ "${1:-}" == "--no-lab" ]] && lab=0
+
+if [[ $lab -eq 1 ]]; then scripts/install-deps.sh --lab; else scripts/install-deps.sh; fi
+
+cmake --preset asan >/dev/null
+cmake --build --preset asan
+ctest --preset asan -j2
+
+if [[ $lab -eq 1 ]]; then
+  cmake --preset release >/dev/null
+  cmake --build --preset release --target vantrel
+  scripts/lab/run-all.sh build/release/cli/vantrel
+fi
