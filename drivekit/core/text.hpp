@@ -1,5 +1,8 @@
 #pragma once
-// Text clean-up shared by every decoder of drive data.
+// Text clean-up shared by every decoder of drive data. Drive text fields are untrusted
+// bytes: any byte sequence goes in, valid UTF-8 always comes out, nothing throws, and a
+// field the buffer doesn't fully hold is the empty text. Pure functions, safe from any
+// thread.
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -8,11 +11,14 @@
 
 namespace drivekit::text {
 
-/// Removes whitespace and control characters (including NUL and Unicode spaces such as
-/// U+00A0) from both ends of UTF-8 text.
+/// Removes whitespace and control characters from both ends of UTF-8 text: C0/C1
+/// controls including NUL, format characters (Cf, such as U+200B and U+FEFF), and every
+/// Unicode space and line or paragraph separator (such as U+00A0 and U+3000). Characters
+/// inside the text are kept; an invalid byte at an end stops the trimming there.
 std::string trimmed(std::string_view utf8);
 
-/// Decodes bytes as UTF-8, replacing each invalid sequence by U+FFFD.
+/// Decodes bytes as UTF-8, replacing each maximal invalid subsequence by one U+FFFD (the
+/// Unicode recommended practice). Valid input, NUL bytes included, comes out unchanged.
 std::string repairedUTF8(ByteView bytes);
 
 /// The field [offset, offset+length) of a buffer as repaired, trimmed UTF-8; the empty
@@ -20,7 +26,9 @@ std::string repairedUTF8(ByteView bytes);
 std::string field(ByteView buffer, std::size_t offset, std::size_t length);
 
 /// printf-style formatting into a std::string, for the fixed technical formats of the
-/// program ("0x%08X", "0x%02X").
+/// program ("0x%08X", "0x%02X"). Always formats as the C locale does, whatever the
+/// process's setlocale says (a GUI toolkit sets it), so "%.1f" never turns into "1,5";
+/// numbers shown to users go through LocalFormat instead.
 std::string format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace drivekit::text

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "drivekit/core/json.hpp"
 #include "drivekit/discovery/link.hpp"
 
 namespace drivekit {
@@ -52,6 +53,12 @@ struct RAIDInfo {
     std::string memberStatus = "Unknown";
     int memberCount = 0;
     std::optional<std::string> setBSDName;
+
+    /// The JSON record with exactly the field names as keys; `setBSDName` left out when
+    /// absent.
+    json::Object toJSON() const;
+    /// Nothing when a key is missing or of the wrong type: damaged counts as absent.
+    static std::optional<RAIDInfo> fromJSON(const json::Object& object);
 
     bool operator==(const RAIDInfo&) const = default;
 };

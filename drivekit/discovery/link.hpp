@@ -7,6 +7,7 @@
 #include <string>
 
 #include "drivekit/core/bytes.hpp"
+#include "drivekit/core/json.hpp"
 #include "drivekit/core/local_format.hpp"
 
 namespace drivekit {
@@ -68,6 +69,11 @@ struct TransferMode {
     /// Nothing when the record would hold nothing.
     static std::optional<TransferMode> make(const Drive& drive, const std::optional<SATALink>& sata,
                                             const Locale& locale);
+
+    /// The present fields under their own names; absent ones left out.
+    json::Object toJSON() const;
+    /// Nothing when the value isn't an object or a key has the wrong type.
+    static std::optional<TransferMode> fromJSON(const json::Object& object);
 
     bool operator==(const TransferMode&) const = default;
 };

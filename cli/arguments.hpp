@@ -1,0 +1,34 @@
+#pragma once
+// Parsing of the command line into a plain record. Knows every subcommand's options, so
+// a typo is reported before anything touches a device.
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace cli {
+
+enum class Command { none, help, version, check };
+
+struct Arguments {
+    Command command = Command::none;
+    std::optional<std::string> device;  // kernel name, "/dev/" already removed
+    bool json = false;
+    bool help = false;                  // --help after a subcommand
+};
+
+struct ParseResult {
+    std::optional<Arguments> arguments;
+    std::string error;                  // one sentence when arguments is absent
+};
+
+ParseResult parseArguments(const std::vector<std::string_view>& args);
+
+/// "nvme0n1" for "nvme0n1" and "/dev/nvme0n1"; nothing for a path elsewhere or an empty
+/// or dotted name, which could never be a block device of this machine.
+std::optional<std::string> kernelName(std::string_view device);
+
+std::string usageText();
+std::string checkUsageText();
+
+}  // namespace cli

@@ -1,0 +1,101 @@
+#include "drivekit/core/text.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "drivekit/core/bytes.hpp"
+
+namespace drivekit {
+namespace {
+
+using std::string_literals::operator""s;
+
+Bytes bytesOf(std::string_view s) {
+    return Bytes(s.begin(), s.end());
+}
+
+constexpr std::string_view kFFFD = "\xEF\xBF\xBD";
+
+TEST(Text, TrimmedRemovesWhitespaceAndControlsAtBothEndsOnly) {
+    EXPECT_EQ(text::trimmed("  \t Samsung SSD 980 PRO \r\n"), "Samsung SSD 980 PRO");
+    EXPECT_EQ(text::trimmed("\0\0WD  Blue\0\0\0"s), "WD  Blue");
+    // No-break space, ideographic space, byte order mark, zero width space, DEL, C1 NEL.
+    EXPECT_EQ(text::trimmed("\xC2\xA0\xE3\x80\x80\xEF\xBB\xBF"
+                            "a\xC2\xA0"
+                            "b\xE2\x80\x8B\x7F\xC2\x85"),
+              "a\xC2\xA0"
+              "b");
+    EXPECT_EQ(text::trimmed(" \0 \x01\x1F "s), "");
+    EXPECT_EQ(text::trimmed(""), "");
+    // Letters beyond ASCII are kept, at the ends too.
+    EXPECT_EQ(text::trimmed(" \xC3\xA9t\xC3\xA9 "), "\xC3\xA9t\xC3\xA9");
+    // An invalid byte is not whitespace: trimming stops at it, and the text stays as it is.
+    EXPECT_EQ(text::trimmed(" abc\xFF "), "abc\xFF");
+    EXPECT_EQ(text::trimmed("\x80 x"), "\x80 x");
+}
+
+TEST(Text, RepairedUTF8ReplacesEachMaximalInvalidSubsequence) {
+    const auto repaired = [](std::string_view s) { return text::repairedUTF8(bytesOf(s)); };
+    const std::string r(kFFFD);
+
+    const std::string valid = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\0z"s;  // a é € 😀 NUL z
+    EXPECT_EQ(repaired(valid), valid);
+    EXPECT_EQ(repaired("abc\xFF"
+                       "def"),
+              "abc" + r + "def");
+    EXPECT_EQ(repaired("x\xE2\x82"), "x" + r);  // truncated at the end: one
+    EXPECT_EQ(repaired("\xE2\x82"
+                       "A"),
+              r + "A");                                      // broken by ASCII: one, A kept
+    EXPECT_EQ(repaired("\xC0\xAF"), r + r);                  // overlong
+    EXPECT_EQ(repaired("\xED\xA0\x80"), r + r + r);          // a surrogate
+    EXPECT_EQ(repaired("\xF4\x90\x80\x80"), r + r + r + r);  // past U+10FFFF
+    EXPECT_EQ(repaired("\x80\xBF"), r + r);                  // lone continuation bytes
+    EXPECT_EQ(repaired(""), "");
+}
+
+TEST(Text, FieldIsRepairedTrimmedAndEmptyPastTheBuffer) {
+    // A serial padded with blanks and NULs, as drives fill short fields.
+    Bytes identify(30, 0);
+    const std::string serial = "S4EWNX0R123456  ";
+    std::copy(serial.begin(), serial.end(), identify.begin() + 4);
+    EXPECT_EQ(text::field(identify, 4, 20), "S4EWNX0R123456");
+    EXPECT_EQ(text::field(identify, 24, 40), "");  // the model of a 30-byte identify
+    EXPECT_EQ(text::field(identify, 30, 0), "");
+    EXPECT_EQ(text::field(identify, 31, 0), "");
+    EXPECT_EQ(text::field(identify, SIZE_MAX, 2), "");  // no wrap-round to the front
+    EXPECT_EQ(text::field(identify, 4, SIZE_MAX), "");
+
+    Bytes blanks(40);
+    for (std::size_t i = 0; i < blanks.size(); ++i) blanks[i] = i % 3 ? ' ' : '\0';
+    EXPECT_EQ(text::field(blanks, 0, 40), "");
+
+    const Bytes firmware = bytesOf("  Fir\xFFmware  ");
+    EXPECT_EQ(text::field(firmware, 0, firmware.size()), "Fir" + std::string(kFFFD) + "mware");
+}
+
+TEST(Text, FormatIsPrintfInTheCLocale) {
+    EXPECT_EQ(text::format("0x%08X", 0xE00002BCu), "0xE00002BC");
+    EXPECT_EQ(text::format("0x%02X", 5u), "0x05");
+    EXPECT_EQ(text::format("%s", ""), "");
+    const std::string longText(1000, 'x');
+    EXPECT_EQ(text::format("<%s>", longText.c_str()), "<" + longText + ">");
+    EXPECT_EQ(text::format("%.1f", 1.5), "1.5");
+}
+
+TEST(Bytes, ReadsPastTheEndGiveZeroWhateverTheOffset) {
+    const Bytes data = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0x0A};
+    EXPECT_EQ(le16(data, 0), 0x0201u);
+    EXPECT_EQ(le32(data, 8), 0x0A09u);  // half the field is past the end
+    EXPECT_EQ(be32(data, 8), 0x090A0000u);
+    EXPECT_EQ(le64(data, SIZE_MAX), 0u);  // no wrap-round to the front
+    EXPECT_EQ(be64(data, SIZE_MAX - 1), 0u);
+    // A 16-byte counter reads as its low 8 bytes.
+    EXPECT_EQ(readLE(data, 0, 16), 0x0807060504030201u);
+}
+
+}  // namespace
+}  // namespace drivekit

@@ -1,0 +1,213 @@
+#include "drivekit/discovery/link.hpp"
+
+#include <gtest/gtest.h>
+
+#include "drivekit/discovery/drive.hpp"
+
+namespace drivekit {
+namespace {
+
+const Locale english{"en_US"};
+const Locale german{"de_DE"};
+
+// A link word: generation in bits 0-3, lane count in bits 4-9.
+constexpr std::uint32_t pcie(std::uint32_t generation, std::uint32_t lanes) {
+    return generation | (lanes << 4);
+}
+
+TEST(USBLink, TextsAndCeilingsOfEveryUSBSpeed) {
+    struct Case {
+        std::int64_t bitsPerSecond;
+        std::string text;
+        int ceiling;
+    };
+    const Case cases[] = {
+        {12'000'000, "USB 12 Mb/s", 1},
+        {480'000'000, "USB 480 Mb/s", 43},
+        {5'000'000'000, "USB 5 Gb/s", 450},  // still the 72 % factor at exactly 5 Gb/s
+        {10'000'000'000, "USB 10 Gb/s", 1000},
+        {20'000'000'000, "USB 20 Gb/s", 2000},
+        {40'000'000'000, "USB 40 Gb/s", 2000},  // limited
+    };
+    for (const auto& c : cases) {
+        const LinkInfo link = LinkRules::usb(c.bitsPerSecond, english);
+        EXPECT_EQ(link.current, c.text);
+        EXPECT_EQ(link.ceilingMBps, c.ceiling) << c.text;
+        EXPECT_FALSE(link.capable || link.supported) << c.text;
+    }
+    // Just above 5 Gb/s the 80 % factor applies.
+    EXPECT_EQ(LinkRules::usb(5'000'000'010, english).ceilingMBps, 500);
+}
+
+TEST(USBLink, LocaleDecimalMarkOnlyWhereTheValueIsNotWhole) {
+    EXPECT_EQ(LinkRules::usb(10'000'000'000, german).current, "USB 10 Gb/s");
+    EXPECT_EQ(LinkRules::usb(480'000'000, german).current, "USB 480 Mb/s");
+    EXPECT_EQ(LinkRules::usb(2'500'000'000, german).current, "USB 2,5 Gb/s");
+    EXPECT_EQ(LinkRules::usb(2'500'000'000, english).current, "USB 2.5 Gb/s");
+}
+
+TEST(PCIeLink, CapableAndSupportedCompareGenerationAndLanesTogether) {
+    // Running at what it can do: nothing better is possible.
+    auto link = LinkRules::pciExpress(pcie(3, 4), pcie(3, 4), std::nullopt);
+    ASSERT_TRUE(link);
+    EXPECT_EQ(link->current, "PCIe 3.0 \u00D74");
+    EXPECT_EQ(link->capable, std::nullopt);
+    EXPECT_EQ(link->supported, "PCIe 3.0 \u00D74");
+    EXPECT_EQ(link->ceilingMBps, 3743);
+
+    // Running below its capabilities in both.
+    link = LinkRules::pciExpress(pcie(3, 2), pcie(4, 4), std::nullopt);
+    ASSERT_TRUE(link);
+    EXPECT_EQ(link->current, "PCIe 3.0 \u00D72");
+    EXPECT_EQ(link->capable, "PCIe 4.0 \u00D74");
+    EXPECT_EQ(link->supported, "PCIe 4.0 \u00D74");
+    EXPECT_EQ(link->ceilingMBps, 1871);
+
+    // Faster generation, fewer lanes than the capabilities: neither side is above.
+    link = LinkRules::pciExpress(pcie(4, 4), pcie(3, 8), std::nullopt);
+    ASSERT_TRUE(link);
+    EXPECT_EQ(link->capable, "PCIe 3.0 \u00D78");
+    EXPECT_EQ(link->supported, std::nullopt);
+
+    // No capabilities, or capabilities of an unknown generation: both absent.
+    for (auto caps : {std::optional<std::uint32_t>{}, std::optional<std::uint32_t>{pcie(6, 4)}}) {
+        link = LinkRules::pciExpress(pcie(1, 1), caps, std::nullopt);
+        ASSERT_TRUE(link);
+        EXPECT_EQ(link->current, "PCIe 1.0 \u00D71");
+        EXPECT_FALSE(link->capable || link->supported);
+        EXPECT_EQ(link->ceilingMBps, 237);
+    }
+    // Sixteen lanes of gen 5; the lane field is six bits wide.
+    link = LinkRules::pciExpress(pcie(5, 16), std::nullopt, std::nullopt);
+    ASSERT_TRUE(link);
+    EXPECT_EQ(link->current, "PCIe 5.0 \u00D716");
+    EXPECT_EQ(link->ceilingMBps, 59857);
+    EXPECT_EQ(LinkRules::pciExpress(pcie(3, 32), std::nullopt, std::nullopt)->current,
+              "PCIe 3.0 \u00D732");
+}
+
+TEST(PCIeLink, NoLinkForUnknownGenerationOrZeroLanes) {
+    EXPECT_EQ(LinkRules::pciExpress(pcie(0, 4), pcie(3, 4), std::nullopt), std::nullopt);
+    EXPECT_EQ(LinkRules::pciExpress(pcie(6, 4), std::nullopt, std::nullopt), std::nullopt);
+    EXPECT_EQ(LinkRules::pciExpress(pcie(3, 0), pcie(3, 4), std::nullopt), std::nullopt);
+    EXPECT_EQ(LinkRules::pciExpress(0, std::nullopt, std::nullopt), std::nullopt);
+}
+
+TEST(PCIeLink, TunnelsCapTheCeiling) {
+    using Tunnel = LinkInfo::Tunnel;
+    EXPECT_EQ(LinkRules::pciExpress(pcie(3, 4), std::nullopt, Tunnel::thunderbolt3)->ceilingMBps,
+              2800);
+    EXPECT_EQ(LinkRules::pciExpress(pcie(4, 4), std::nullopt, Tunnel::thunderbolt5)->ceilingMBps,
+              6000);
+    EXPECT_EQ(LinkRules::pciExpress(pcie(4, 4), std::nullopt, std::nullopt)->ceilingMBps, 7482);
+    EXPECT_EQ(LinkRules::pciExpress(pcie(4, 4), std::nullopt, Tunnel::unknown)->ceilingMBps, 3800);
+    // A tunnel only ever lowers the ceiling.
+    EXPECT_EQ(LinkRules::pciExpress(pcie(3, 2), std::nullopt, Tunnel::usb4)->ceilingMBps, 1871);
+
+    EXPECT_EQ(LinkRules::tunnelFor(std::nullopt), Tunnel::unknown);
+    EXPECT_EQ(LinkRules::tunnelFor(16), Tunnel::thunderbolt3);
+    EXPECT_EQ(LinkRules::tunnelFor(32), Tunnel::usb4);
+    EXPECT_EQ(LinkRules::tunnelFor(64), Tunnel::thunderbolt5);
+    EXPECT_EQ(LinkRules::tunnelFor(128), Tunnel::thunderbolt5);
+    EXPECT_EQ(LinkRules::tunnelFor(48), Tunnel::unknown);
+    EXPECT_EQ(LinkRules::tunnelFor(8), Tunnel::unknown);
+    EXPECT_EQ(LinkRules::tunnelCeilingMBps(Tunnel::usb4), 3800);
+}
+
+TEST(SATALink, Words76And77) {
+    using Speed = SATALink::Speed;
+    // A drive of all three generations running at 6 Gb/s; bit 8 (NCQ) is above the
+    // nibble that must be clear and doesn't matter.
+    EXPECT_EQ(SATALink::fromWords(0x010E, 3 << 1), (SATALink{Speed::gen3, Speed::gen3}));
+    // Running at 3 Gb/s on a 6 Gb/s drive.
+    EXPECT_EQ(SATALink::fromWords(0x000E, 2 << 1), (SATALink{Speed::gen2, Speed::gen3}));
+    // Bit 0 of word 76 set: no SATA at all, however good word 77 looks.
+    EXPECT_EQ(SATALink::fromWords(0x000F, 3 << 1), std::nullopt);
+    EXPECT_EQ(SATALink::fromWords(0x0000, 3 << 1), std::nullopt);
+    EXPECT_EQ(SATALink::fromWords(0xFFFF, 3 << 1), std::nullopt);
+    // Claims 6 Gb/s current on a 3 Gb/s drive: contradictory, nothing.
+    EXPECT_EQ(SATALink::fromWords(0x0006, 3 << 1), std::nullopt);
+    // Word 77 unusable (bit 0 set, or a code outside 1-3): supported alone.
+    EXPECT_EQ(SATALink::fromWords(0x0006, (3 << 1) | 1), (SATALink{std::nullopt, Speed::gen2}));
+    EXPECT_EQ(SATALink::fromWords(0x0002, 0), (SATALink{std::nullopt, Speed::gen1}));
+    EXPECT_EQ(SATALink::fromWords(0x0006, 4 << 1), (SATALink{std::nullopt, Speed::gen2}));
+    // Reserved bits 4-7 set: no supported speed, but a current one still stands alone.
+    EXPECT_EQ(SATALink::fromWords(0x0010 | 0x000E, 2 << 1), (SATALink{Speed::gen2, std::nullopt}));
+    EXPECT_EQ(SATALink::fromWords(0x0010, 0), std::nullopt);
+}
+
+TEST(SATALink, FromIdentifyReadsLittleEndianWords) {
+    Bytes identify(512, 0);
+    identify[152] = 0x0E;  // word 76
+    identify[153] = 0x01;
+    identify[154] = 0x04;  // word 77: current code 2
+    EXPECT_EQ(SATALink::fromIdentify(identify),
+              (SATALink{SATALink::Speed::gen2, SATALink::Speed::gen3}));
+    const Bytes shortPage(identify.begin(), identify.begin() + 511);
+    EXPECT_EQ(SATALink::fromIdentify(shortPage), std::nullopt);
+}
+
+TEST(SATALink, SpeedNamesInTwoLocales) {
+    using Speed = SATALink::Speed;
+    EXPECT_EQ(SATALink::name(Speed::gen1, english), "SATA 1.5 Gb/s");
+    EXPECT_EQ(SATALink::name(Speed::gen2, english), "SATA 3 Gb/s");
+    EXPECT_EQ(SATALink::name(Speed::gen3, english), "SATA 6 Gb/s");
+    EXPECT_EQ(SATALink::name(Speed::gen1, german), "SATA 1,5 Gb/s");
+    EXPECT_EQ(SATALink::name(Speed::gen3, german), "SATA 6 Gb/s");
+    EXPECT_EQ(SATALink::allCases.front(), Speed::gen1);
+    EXPECT_EQ(static_cast<int>(SATALink::allCases.back()), 3);
+}
+
+TEST(TransferMode, FromDriveLinkAndSATA) {
+    Drive drive;
+    drive.bsdName = "nvme0n1";
+    drive.transport = Transport::internalNVMe;
+    drive.onAppleFabric = true;
+    // An internal drive with no PCIe link in the registry shows only appleSilicon.
+    auto mode = TransferMode::make(drive, std::nullopt, english);
+    ASSERT_TRUE(mode);
+    EXPECT_EQ(mode->appleSilicon, true);
+    EXPECT_FALSE(mode->current || mode->supported || mode->hasSATA());
+
+    // With a link it is an ordinary drive; `capable` is not kept.
+    drive.link = LinkRules::pciExpress(pcie(3, 2), pcie(4, 4), std::nullopt);
+    mode = TransferMode::make(drive, std::nullopt, english);
+    ASSERT_TRUE(mode);
+    EXPECT_EQ(*mode, (TransferMode{"PCIe 3.0 \u00D72", "PCIe 4.0 \u00D74", std::nullopt,
+                                   std::nullopt, std::nullopt}));
+
+    // A SATA drive behind a USB bridge: the USB link and the SATA speeds side by side.
+    Drive usb;
+    usb.bsdName = "sdb";
+    usb.transport = Transport::usb;
+    usb.link = LinkRules::usb(5'000'000'000, german);
+    mode = TransferMode::make(usb, SATALink{SATALink::Speed::gen1, SATALink::Speed::gen3}, german);
+    ASSERT_TRUE(mode);
+    EXPECT_EQ(mode->current, "USB 5 Gb/s");
+    EXPECT_EQ(mode->supported, std::nullopt);
+    EXPECT_EQ(mode->sataCurrent, "SATA 1,5 Gb/s");
+    EXPECT_EQ(mode->sataSupported, "SATA 6 Gb/s");
+    EXPECT_TRUE(mode->hasSATA());
+    EXPECT_EQ(mode->appleSilicon, std::nullopt);
+
+    // Nothing known at all: no record, not an empty one.
+    usb.link.reset();
+    EXPECT_EQ(TransferMode::make(usb, std::nullopt, english), std::nullopt);
+    usb.transport = Transport::internalNVMe;  // not on the Apple fabric
+    EXPECT_EQ(TransferMode::make(usb, std::nullopt, english), std::nullopt);
+}
+
+TEST(TransferMode, JSONLeavesAbsentKeysOut) {
+    const TransferMode mode{"USB 5 Gb/s", std::nullopt, "SATA 6 Gb/s", std::nullopt, std::nullopt};
+    EXPECT_EQ(mode.toJSON().dump(), R"({"current":"USB 5 Gb/s","sataCurrent":"SATA 6 Gb/s"})");
+    EXPECT_EQ(TransferMode::fromJSON(mode.toJSON()), mode);
+    const TransferMode apple{std::nullopt, std::nullopt, std::nullopt, std::nullopt, true};
+    EXPECT_EQ(apple.toJSON().dump(), R"({"appleSilicon":true})");
+    EXPECT_EQ(TransferMode::fromJSON(apple.toJSON()), apple);
+    EXPECT_EQ(TransferMode::fromJSON(json::Object::parse(R"({"appleSilicon":"yes"})")),
+              std::nullopt);
+    EXPECT_EQ(TransferMode::fromJSON(json::Object::parse(R"({"current":4})")), std::nullopt);
+}
+
+}  // namespace
+}  // namespace drivekit

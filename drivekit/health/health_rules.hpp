@@ -1,0 +1,44 @@
+#pragma once
+// HealthRules: the fixed rules that turn one reading into a HealthReport. Pure functions
+// of their arguments: no history, no state, callable from any thread. The order in which
+// the rules run is part of the behaviour, since among equal verdicts the earliest finding
+// is the one a drive is shown with.
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "drivekit/core/local_format.hpp"
+#include "drivekit/discovery/drive.hpp"
+#include "drivekit/health/nvme_health.hpp"
+#include "drivekit/health/report.hpp"
+#include "drivekit/health/verdict.hpp"
+
+namespace drivekit::HealthRules {
+
+/// Rates one NVMe log: the findings in rule order, the figures, the raw rows, the score
+/// and the first forecast. Numbers in the messages are formatted for `locale`. Never fails.
+HealthReport evaluate(const NVMeHealth& health, const Drive& drive, const Locale& locale);
+
+/// The spare-capacity rule, shared by NVMe and ATA: `spare` percent left, the drive's
+/// `threshold` percent if it gives one, and the drive's own spare `alarm`. A threshold
+/// counts only from 1 to 89: drives that report a fixed 99% would otherwise flag every
+/// healthy drive, so for them the alarm bit and the spare alone decide.
+Verdict spare(int spare, std::optional<int> threshold, bool alarm);
+
+/// The sentence for the spare rule's verdict; absent exactly when that verdict is `healthy`.
+std::optional<std::string> spareMessage(int spare, std::optional<int> threshold, bool alarm,
+                                        const Locale& locale);
+
+/// The sentence for a percentage of rated write endurance used. NVMe counts saturate at
+/// 255, so 255 reads "or more".
+std::string wearMessage(int percentageUsed, const Locale& locale);
+
+}  // namespace drivekit::HealthRules
+
+namespace drivekit::SMARTStatusRules {
+
+/// The pass/fail word of an NVMe drive from its critical-warning byte: `failing` when the
+/// worst verdict of the set bits is above `watch`, `verified` otherwise.
+SMARTStatus nvme(std::uint8_t criticalWarning);
+
+}  // namespace drivekit::SMARTStatusRules

@@ -1,0 +1,53 @@
+#include "drivekit/health/nvme_reader.hpp"
+
+#include <variant>
+#include <vector>
+
+#include "drivekit/core/text.hpp"
+
+namespace drivekit::NVMeReader {
+
+namespace {
+
+Failure failureOf(const platform::NVMeAdminFailure& platformFailure) {
+    using Kind = platform::NVMeAdminFailure::Kind;
+    const std::uint32_t code = platformFailure.code;
+    switch (platformFailure.kind) {
+        case Kind::noController:
+            return Failure{Failure::Kind::noSMARTService, 0, static_cast<int>(code)};
+        case Kind::systemError:
+            return Failure{Failure::Kind::ioError, code, static_cast<int>(code)};
+        case Kind::commandStatus:
+            return Failure{Failure::Kind::ioError, code, 0};
+    }
+    return Failure{Failure::Kind::ioError, ioReturnError, 0};
+}
+
+}  // namespace
+
+std::string Failure::text() const {
+    switch (kind) {
+        case Kind::noSMARTService:
+            return "This drive doesn't expose NVMe SMART.";
+        case Kind::ioError:
+            return drivekit::text::format("NVMe SMART read failed (IOReturn 0x%08X).", status);
+    }
+    return {};
+}
+
+Result<NVMeHealth, Failure> read(std::string_view bsdName, platform::NVMeAdmin& admin) {
+    const platform::NVMeAdminReply log = admin.smartLog(bsdName);
+    if (const auto* failed = std::get_if<platform::NVMeAdminFailure>(&log)) {
+        return Unexpected{failureOf(*failed)};
+    }
+    const platform::NVMeAdminReply identify = admin.identifyController(bsdName);
+    if (const auto* failed = std::get_if<platform::NVMeAdminFailure>(&identify)) {
+        return Unexpected{failureOf(*failed)};
+    }
+    auto health = NVMeHealth::decode(std::get<std::vector<std::uint8_t>>(log),
+                                     std::get<std::vector<std::uint8_t>>(identify));
+    if (!health) return Unexpected{Failure{Failure::Kind::ioError, ioReturnError, 0}};
+    return std::move(*health);
+}
+
+}  // namespace drivekit::NVMeReader

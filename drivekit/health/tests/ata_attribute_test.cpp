@@ -1,0 +1,112 @@
+#include "drivekit/health/ata_attribute.hpp"
+
+#include <gtest/gtest.h>
+
+#include "drivekit/health/tests/ata_pages.hpp"
+
+namespace drivekit {
+namespace {
+
+using testpages::SmartDataPage;
+using testpages::ThresholdsPage;
+
+TEST(ATAAttribute, ReadsEveryFieldOfARow) {
+    const Bytes data = SmartDataPage()
+                           .attribute(0, 5, 0x0033, 100, 99, 0x0000'0000'0008)
+                           .attribute(1, 194, 0x0022, 65, 44, 0x0000'2C00'1223)
+                           .attribute(2, 9, 0x0032, 98, 98, 0xA1B2'C3D4'E5F6)
+                           .sealed();
+    const Bytes thresholds = ThresholdsPage().threshold(0, 5, 10).threshold(1, 194, 0).sealed();
+
+    const auto rows = ATAAttribute::parse(data, thresholds);
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[0], (ATAAttribute{5, 0x0033, 100, 99, 10, 8}));
+    EXPECT_EQ(rows[1], (ATAAttribute{194, 0x0022, 65, 44, 0, 0x2C00'1223}));
+    // All six raw bytes, little-endian; the vendor byte after them stays out.
+    EXPECT_EQ(rows[2].raw, 0xA1B2'C3D4'E5F6u);
+    EXPECT_EQ(rows[2].rawLow(), 0xC3D4'E5F6u);
+    EXPECT_EQ(rows[2].threshold, 0);  // no threshold entry for 9
+    EXPECT_TRUE(rows[0].isPrefailure());
+    EXPECT_FALSE(rows[1].isPrefailure());
+}
+
+// Unused slots sit anywhere in the table, the last slot included, and the page order
+// is kept rather than sorted by id.
+TEST(ATAAttribute, SkipsEmptySlotsAndKeepsPageOrder) {
+    const Bytes data = SmartDataPage()
+                           .attribute(3, 197, 0x0032, 100, 100, 0)
+                           .attribute(7, 1, 0x000F, 117, 99, 0)
+                           .attribute(29, 241, 0x0000, 99, 99, 4242)
+                           .sealed();
+    const auto rows = ATAAttribute::parse(data);
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[0].id, 197);
+    EXPECT_EQ(rows[1].id, 1);
+    EXPECT_EQ(rows[2].id, 241);
+    EXPECT_EQ(rows[2].raw, 4242u);
+}
+
+TEST(ATAAttribute, ThresholdsMatchByIdNotBySlot) {
+    const Bytes data =
+        SmartDataPage().attribute(0, 5, 0x33, 100, 100, 0).attribute(1, 187, 0x32, 90, 90, 0).sealed();
+    const Bytes thresholds = ThresholdsPage()
+                                 .threshold(0, 187, 50)
+                                 .threshold(4, 5, 36)
+                                 .threshold(6, 5, 40)  // a later entry for an id wins
+                                 .threshold(7, 0, 99)  // an unused entry gives nothing
+                                 .sealed();
+    const auto rows = ATAAttribute::parse(data, thresholds);
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0].threshold, 40);
+    EXPECT_EQ(rows[1].threshold, 50);
+}
+
+TEST(ATAAttribute, PageSizesAtTheEdge) {
+    Bytes data = SmartDataPage().attribute(29, 5, 0x33, 100, 100, 7).sealed();
+    const Bytes thresholds = ThresholdsPage().threshold(29, 5, 10).sealed();
+
+    const Bytes exact(data.begin(), data.begin() + 362);
+    const auto full = ATAAttribute::parse(exact, Bytes(thresholds.begin(), thresholds.begin() + 362));
+    ASSERT_EQ(full.size(), 1u);
+    EXPECT_EQ(full[0].raw, 7u);
+    EXPECT_EQ(full[0].threshold, 10);
+
+    EXPECT_TRUE(ATAAttribute::parse(Bytes(data.begin(), data.begin() + 361)).empty());
+    // A short thresholds page is no thresholds page: the rows stay, none can fail.
+    const auto unthresholded =
+        ATAAttribute::parse(data, Bytes(thresholds.begin(), thresholds.begin() + 100));
+    ASSERT_EQ(unthresholded.size(), 1u);
+    EXPECT_EQ(unthresholded[0].threshold, 0);
+    EXPECT_FALSE(unthresholded[0].isFailingNow());
+}
+
+TEST(ATAAttribute, FailingNowOnlyAgainstARealThreshold) {
+    auto row = [](std::uint8_t value, std::uint8_t threshold) {
+        ATAAttribute a;
+        a.value = value;
+        a.threshold = threshold;
+        return a;
+    };
+    EXPECT_TRUE(row(10, 10).isFailingNow());
+    EXPECT_TRUE(row(9, 10).isFailingNow());
+    EXPECT_FALSE(row(11, 10).isFailingNow());
+    EXPECT_TRUE(row(253, 253).isFailingNow());
+    EXPECT_FALSE(row(1, 254).isFailingNow());
+    EXPECT_FALSE(row(1, 255).isFailingNow());
+    EXPECT_FALSE(row(0, 0).isFailingNow());
+}
+
+TEST(ATAAttribute, NamesFromTheTableOrByNumber) {
+    EXPECT_EQ(ATAAttribute::nameFor(1), "Read Error Rate");
+    EXPECT_EQ(ATAAttribute::nameFor(5), "Reallocated Sectors");
+    EXPECT_EQ(ATAAttribute::nameFor(168), "Max Erase Count (rated)");
+    EXPECT_EQ(ATAAttribute::nameFor(170), "Available Reserved Space");
+    EXPECT_EQ(ATAAttribute::nameFor(232), "Available Reserved Space");
+    EXPECT_EQ(ATAAttribute::nameFor(245), "TLC Data Written");
+    EXPECT_EQ(ATAAttribute::nameFor(2), "Attribute 2");
+    EXPECT_EQ(ATAAttribute::nameFor(246), "Attribute 246");
+    EXPECT_EQ(ATAAttribute::nameFor(0), "Attribute 0");
+}
+
+}  // namespace
+}  // namespace drivekit

@@ -1,0 +1,140 @@
+#include "drivekit/health/ata_family.hpp"
+
+#include <initializer_list>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace drivekit {
+namespace {
+
+using Kind = ATAFamily::Kind;
+
+ATAAttributeTable withIds(std::initializer_list<std::uint8_t> ids) {
+    ATAAttributeTable table;
+    for (const std::uint8_t id : ids) table[id] = ATAAttribute{id, 0, 100, 100, 0, 0};
+    return table;
+}
+
+Kind kindOf(std::string_view model, std::optional<bool> isSSD = true) {
+    return familyFor(model, std::nullopt, {}, isSSD).kind;
+}
+
+// Model texts as drives report them in IDENTIFY.
+TEST(ATAFamily, NamedModelsFindTheirFamily) {
+    const std::pair<const char*, Kind> cases[] = {
+        {"CT500MX500SSD1", Kind::crucial},
+        {"CT1000BX500SSD1", Kind::crucial},
+        {"Crucial_CT256MX100SSD1", Kind::crucial},
+        {"Micron_1100_MTFDDAK512TBN", Kind::crucial},
+        {"WDC WDS500G2B0A-00SM50", Kind::marvellSanDisk},
+        {"WDC WDS100T2G0A-00JH30", Kind::marvellSanDisk},
+        {"SanDisk SDSSDH3 1T00", Kind::marvellSanDisk},
+        {"SanDisk Ultra II 480GB", Kind::marvellSanDisk},
+        {"WD Blue SA510 2.5 1000GB", Kind::marvellSanDisk},
+        {"CT240BX200SSD1", Kind::siliconMotion},
+        {"KINGSTON SKC600512G", Kind::siliconMotion},
+        {"ADATA SU800", Kind::siliconMotion},
+        {"TS256GSSD230S", Kind::siliconMotion},
+        {"Patriot P210 256GB", Kind::siliconMotion},
+        {"PNY CS900 240GB SSD", Kind::phison},
+        {"KINGSTON SUV300S37A240G", Kind::phison},
+        {"Patriot Burst", Kind::phison},
+        {"GOODRAM IRIDIUM PRO", Kind::phison},
+        {"Lexar 256GB SSD", Kind::lexar},
+        {"OCZ-TRION150", Kind::toshibaOCZ},
+        {"TOSHIBA Q300", Kind::toshibaOCZ},
+        {"KINGSTON SV100S264G", Kind::jmicron},
+        {"ADATA SP600", Kind::jmicron},
+        {"TS64GSSD25S-M", Kind::jmicron},
+        {"KINGSTON SA400S37240G", Kind::kingston},
+        {"INTEL SSDSC2KB480G8", Kind::intel},
+        {"Samsung SSD 860 EVO 500GB", Kind::generic},
+    };
+    for (const auto& [model, kind] : cases) {
+        EXPECT_EQ(ATAFamilyText::raw(kindOf(model)), ATAFamilyText::raw(kind)) << model;
+    }
+}
+
+TEST(ATAFamily, MatchingIgnoresCase) {
+    EXPECT_EQ(kindOf("ct500mx500ssd1"), Kind::crucial);
+    EXPECT_EQ(kindOf("kingston skc600512g"), Kind::siliconMotion);
+    EXPECT_EQ(kindOf("lexar ns100 512gb"), Kind::lexar);
+}
+
+// The Crucial pattern takes BX300 and BX500; the Silicon Motion one only BX100 and BX200.
+TEST(ATAFamily, OnlyTheMX500CountsOnePendingSectorAsNoise) {
+    EXPECT_EQ(familyFor("CT500MX500SSD1", std::nullopt, {}, true).pendingNoise, 1u);
+    EXPECT_EQ(familyFor("ct2000mx500ssd1", std::nullopt, {}, std::nullopt).pendingNoise, 1u);
+    EXPECT_EQ(familyFor("CT1000BX500SSD1", std::nullopt, {}, true).pendingNoise, 0u);
+    EXPECT_EQ(familyFor("CT500MX300SSD1", std::nullopt, {}, true).pendingNoise, 0u);
+    EXPECT_EQ(familyFor("CT240BX200SSD1", std::nullopt, {}, true).pendingNoise, 0u);
+}
+
+TEST(ATAFamily, ARotatingDriveIsAHardDriveWhateverItsName) {
+    EXPECT_EQ(kindOf("ST2000DM008-2FR102", false), Kind::hardDrive);
+    EXPECT_EQ(kindOf("CT500MX500SSD1", false), Kind::hardDrive);
+    const ATAFamily hdd = familyFor("CT500MX500SSD1", std::nullopt, withIds({168, 167}), false);
+    EXPECT_EQ(hdd, ATAFamily::of(Kind::hardDrive));
+    // Unknown rotation doesn't make one.
+    EXPECT_EQ(kindOf("ST2000DM008-2FR102", std::nullopt), Kind::generic);
+}
+
+TEST(ATAFamily, PhisonFirmwareNamesAModelNoPatternKnows) {
+    auto byFirmware = [](std::string_view firmware) {
+        return familyFor("SATA SSD", firmware, {}, true).kind;
+    };
+    EXPECT_EQ(byFirmware("SAFM01.6"), Kind::phison);
+    EXPECT_EQ(byFirmware("SBFM61.3"), Kind::phison);
+    EXPECT_EQ(byFirmware("S9FD0101"), Kind::phison);
+    EXPECT_EQ(byFirmware("sbfk1234"), Kind::phison);
+    EXPECT_EQ(byFirmware("SIFM01.6"), Kind::generic);
+    EXPECT_EQ(byFirmware("XSAFM01"), Kind::generic);  // only at the start
+    EXPECT_EQ(familyFor("SATA SSD", std::nullopt, {}, true).kind, Kind::generic);
+    // A named model wins over the firmware.
+    EXPECT_EQ(familyFor("CT500MX500SSD1", std::string_view("SAFM01.6"), {}, true).kind,
+              Kind::crucial);
+}
+
+TEST(ATAFamily, AttributeSignaturesInTheirOrder) {
+    auto bySignature = [](std::initializer_list<std::uint8_t> ids) {
+        return familyFor("SATA SSD", std::nullopt, withIds(ids), true).kind;
+    };
+    EXPECT_EQ(bySignature({230, 233, 234}), Kind::marvellSanDisk);
+    EXPECT_EQ(bySignature({230, 233}), Kind::generic);
+    EXPECT_EQ(bySignature({173, 244, 245, 246}), Kind::phison);
+    // 167 is the Silicon Motion mark: with it the Phison set is no longer Phison.
+    EXPECT_EQ(bySignature({167, 168, 173, 244, 245, 246}), Kind::siliconMotion);
+    EXPECT_EQ(bySignature({168, 167}), Kind::siliconMotion);
+    EXPECT_EQ(bySignature({168, 245}), Kind::siliconMotion);
+    EXPECT_EQ(bySignature({168}), Kind::generic);
+    EXPECT_EQ(bySignature({168, 167, 230}), Kind::generic);
+    // Marvell's set is tried first.
+    EXPECT_EQ(bySignature({168, 167, 230, 233, 234}), Kind::marvellSanDisk);
+}
+
+TEST(ATAFamily, NamesComeBeforeSignaturesAndSignaturesBeforeMakers) {
+    EXPECT_EQ(familyFor("CT500MX500SSD1", std::nullopt, withIds({230, 233, 234}), true).kind,
+              Kind::crucial);
+    EXPECT_EQ(familyFor("KINGSTON SA400S37240G", std::nullopt, withIds({167, 168}), true).kind,
+              Kind::siliconMotion);
+    EXPECT_EQ(familyFor("KINGSTON SA400S37240G", std::nullopt, withIds({1, 9, 12}), true).kind,
+              Kind::kingston);
+    EXPECT_EQ(familyFor("INTEL SSDSC2BB240G4", std::nullopt, withIds({230, 233, 234}), true).kind,
+              Kind::marvellSanDisk);
+}
+
+TEST(ATAFamily, TableRowsCarryTheirUnitsAndNoise) {
+    const ATAFamily crucial = ATAFamily::of(Kind::crucial);
+    ASSERT_TRUE(crucial.written);
+    EXPECT_EQ(crucial.written->id, 246);
+    EXPECT_EQ(crucial.written->unit, 512u);
+    EXPECT_EQ(ATAFamily::of(Kind::siliconMotion).written->unit, 33'554'432u);
+    EXPECT_EQ(ATAFamily::of(Kind::phison).ignored, (std::set<std::uint8_t>{3, 7, 8, 10, 197}));
+    EXPECT_EQ(ATAFamily::of(Kind::generic).averageErase, (std::vector<std::uint8_t>{167, 173}));
+    EXPECT_FALSE(ATAFamily::of(Kind::generic).written);
+    EXPECT_EQ(ATAFamilyText::raw(Kind::toshibaOCZ), "toshibaOCZ");
+}
+
+}  // namespace
+}  // namespace drivekit

@@ -1,0 +1,118 @@
+#include "drivekit/health/forecast.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+namespace drivekit {
+namespace {
+
+using Kind = LifeForecast::Band::Kind;
+using Band = LifeForecast::Band;
+
+const Locale en{"en_US"};
+constexpr std::uint64_t TB = 1'000'000'000'000;
+
+LifeForecast range(double low, double high) { return LifeForecast{low, high}; }
+
+TEST(Forecast, BootstrapNeedsWritesAMonthOfPowerAndLifeLeft) {
+    EXPECT_FALSE(LifeForecast::bootstrap(10, 0, 10'000, 1'000'000'000'000));
+    EXPECT_FALSE(LifeForecast::bootstrap(10, TB, 719, 1'000'000'000'000));
+    EXPECT_TRUE(LifeForecast::bootstrap(10, TB, 720, 1'000'000'000'000));
+    EXPECT_FALSE(LifeForecast::bootstrap(100, TB, 10'000, 1'000'000'000'000));
+    EXPECT_TRUE(LifeForecast::bootstrap(99, TB, 10'000, 1'000'000'000'000));
+}
+
+TEST(Forecast, BootstrapFromMeasuredWear) {
+    // 10% used after 10 TB in a powered year: 1 TB a percent, 90 percent left at 10 TB a
+    // year is 9 years, spread by 1 + 0.5/10.
+    const auto forecast = LifeForecast::bootstrap(10, 10 * TB, 8760, 1'000'000'000'000);
+    ASSERT_TRUE(forecast);
+    EXPECT_NEAR(forecast->lowYears, 9 * 0.8 / 1.05, 1e-9);
+    EXPECT_NEAR(forecast->highYears, 9 * 1.25 * 1.05, 1e-9);
+    EXPECT_EQ(forecast->confidence, LifeForecast::Confidence::low);
+    EXPECT_FALSE(forecast->usesPrior);
+    EXPECT_EQ(LifeForecast::text(*forecast, en), "7–12 years");
+}
+
+TEST(Forecast, BootstrapWithoutWearUsesThePrior) {
+    // No wear yet: 600 drive writes of 1 TB assumed; 1 TB written in 30 powered days.
+    const auto forecast = LifeForecast::bootstrap(0, TB, 720, 1'000'000'000'000);
+    ASSERT_TRUE(forecast);
+    const double years = 6e12 * 100 / (1e12 / 30.0) / 365.0;
+    EXPECT_NEAR(forecast->lowYears, years * 0.8 / 1.5, 1e-9);
+    EXPECT_NEAR(forecast->highYears, years * 1.25 * 1.5, 1e-9);
+    EXPECT_TRUE(forecast->usesPrior);
+    EXPECT_EQ(forecast->confidence, LifeForecast::Confidence::low);
+
+    // A capacity of 0 makes the prior 6 bytes a percent, never a division by zero.
+    EXPECT_DOUBLE_EQ(LifeForecast::priorBytesPerPercent(0), 6.0);
+    const auto tiny = LifeForecast::bootstrap(0, 1'000, 720, 0);
+    ASSERT_TRUE(tiny);
+    EXPECT_NEAR(tiny->highYears, 600.0 / (1000.0 / 30.0) / 365.0 * 1.25 * 1.5, 1e-12);
+}
+
+TEST(Forecast, Bands) {
+    EXPECT_EQ(LifeForecast::band(0.4, 0.6), (Band{Kind::monthsRange, 5, 7}));
+    EXPECT_EQ(LifeForecast::band(0.02, 0.03), (Band{Kind::underAMonth, 0, 0}));
+    EXPECT_EQ(LifeForecast::band(0.04, 0.05), (Band{Kind::underAMonth, 0, 0}));
+    EXPECT_EQ(LifeForecast::band(0.05, 0.1), (Band{Kind::aboutAMonth, 0, 0}));
+    EXPECT_EQ(LifeForecast::band(0.2, 0.2), (Band{Kind::aboutMonths, 2, 0}));
+    // L rounds to 0 while the high end is a month or more: under that many months, at least 2.
+    EXPECT_EQ(LifeForecast::band(0.03, 0.2), (Band{Kind::underMonths, 3, 0}));
+    EXPECT_EQ(LifeForecast::band(0.03, 0.09), (Band{Kind::underMonths, 2, 0}));
+    // A high end below 1.5 years stays in months even with a low end of a year.
+    EXPECT_EQ(LifeForecast::band(1.0, 1.4), (Band{Kind::monthsRange, 12, 17}));
+    EXPECT_EQ(LifeForecast::band(5.0, 24.0), (Band{Kind::yearsToTwenty, 5, 0}));
+    EXPECT_EQ(LifeForecast::band(19.6, 30.0), (Band{Kind::over20, 0, 0}));
+    EXPECT_EQ(LifeForecast::band(19.4, 30.0), (Band{Kind::yearsToTwenty, 19, 0}));
+    EXPECT_EQ(LifeForecast::band(4.1, 4.4), (Band{Kind::aboutYears, 4, 0}));
+    EXPECT_EQ(LifeForecast::band(4.5, 9.2), (Band{Kind::yearsRange, 5, 9}));  // halves away
+    // 1.5 years rounds to 2, so "about" never counts a single year.
+    EXPECT_EQ(LifeForecast::band(1.0, 1.5), (Band{Kind::yearsRange, 1, 2}));
+    EXPECT_EQ(LifeForecast::band(2.4, 2.4), (Band{Kind::aboutYears, 2, 0}));
+}
+
+TEST(Forecast, WordsOfEachBand) {
+    struct Case {
+        LifeForecast forecast;
+        std::string text, headline, phrase, sentence;
+    };
+    for (const auto& c : {
+             Case{range(5.0, 9.0), "5–9 years", "5–9 years", "5–9 years left",
+                  "5–9 years left at your current usage."},
+             Case{range(4.1, 4.4), "about 4 years", "About 4 years", "about 4 years left",
+                  "About 4 years left at your current usage."},
+             Case{range(1.0, 1.5), "1–2 years", "1–2 years", "1–2 years left",
+                  "1–2 years left at your current usage."},
+             Case{range(5.0, 24.0), "5–20+ years", "5–20+ years", "5–20+ years left",
+                  "5–20+ years left at your current usage."},
+             Case{range(19.6, 30.0), "20+ years", "20+ years", "more than 20 years left",
+                  "More than 20 years left at your current usage."},
+             Case{range(0.4, 0.6), "5–7 months", "5–7 months", "5–7 months left",
+                  "5–7 months left at your current usage."},
+             Case{range(0.2, 0.2), "about 2 months", "About 2 months", "about 2 months left",
+                  "About 2 months left at your current usage."},
+             Case{range(0.03, 0.2), "under 3 months", "Under 3 months", "under 3 months left",
+                  "Under 3 months left at your current usage."},
+             Case{range(0.05, 0.1), "about a month", "About a month", "about a month left",
+                  "About a month left at your current usage."},
+             Case{range(0.02, 0.03), "under a month", "Under a month", "under a month left",
+                  "Under a month left at your current usage."},
+         }) {
+        EXPECT_EQ(LifeForecast::text(c.forecast, en), c.text);
+        EXPECT_EQ(LifeForecast::headline(c.forecast, en), c.headline);
+        EXPECT_EQ(LifeForecast::leftPhrase(c.forecast, en), c.phrase);
+        EXPECT_EQ(LifeForecast::leftSentence(c.forecast, en), c.sentence);
+    }
+}
+
+TEST(Forecast, ConfidenceWords) {
+    EXPECT_EQ(ConfidenceText::raw(LifeForecast::Confidence::medium), "medium");
+    EXPECT_EQ(ConfidenceText::parse("high"), LifeForecast::Confidence::high);
+    EXPECT_FALSE(ConfidenceText::parse("Low"));
+}
+
+}  // namespace
+}  // namespace drivekit

@@ -1,0 +1,277 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "drivekit/health/health_rules.hpp"
+
+namespace drivekit {
+namespace {
+
+using Signal = Finding::Signal;
+
+const Locale en{"en_US"};
+
+/// A new, healthy drive: full spare, a sane threshold, no wear, no warnings.
+NVMeHealth freshDrive() {
+    NVMeHealth health;
+    health.temperatureC = 38;
+    health.availableSpare = 100;
+    health.spareThreshold = 10;
+    health.dataUnitsWritten = 2'000'000;
+    health.powerOnHours = 1000;
+    health.model = "Samsung SSD 980 PRO 1TB";
+    health.serial = "S5GXNF0R123456";
+    health.firmware = "5B2QGXA7";
+    return health;
+}
+
+Drive internalDrive() {
+    Drive drive;
+    drive.bsdName = "nvme0n1";
+    drive.model = "Samsung SSD 980 PRO 1TB";
+    drive.sizeBytes = 1'000'204'886'016;
+    drive.transport = Transport::internalNVMe;
+    drive.isSolidState = true;
+    return drive;
+}
+
+HealthReport rate(const NVMeHealth& health) {
+    return HealthRules::evaluate(health, internalDrive(), en);
+}
+
+std::vector<std::string> messages(const HealthReport& report) {
+    std::vector<std::string> out;
+    for (const auto& f : report.findings) out.push_back(f.message);
+    return out;
+}
+
+TEST(NVMeRules, AFreshDriveHasNoFindings) {
+    const auto report = rate(freshDrive());
+    EXPECT_TRUE(report.findings.empty());
+    EXPECT_EQ(report.verdict(), Verdict::healthy);
+    EXPECT_EQ(report.score, 100);
+}
+
+TEST(NVMeRules, EveryAlarmAtOnceComesInRuleOrder) {
+    auto health = freshDrive();
+    health.criticalWarning = 0xFF;  // bits 6 and 7 say nothing
+    health.mediaErrors = 3;
+    health.percentageUsed = 95;
+    const auto report = rate(health);
+
+    const std::vector<Finding> expected{
+        {Verdict::failed, "The drive switched to read-only mode.", Signal::drive},
+        {Verdict::failing, "The drive reports its reliability is degraded.", Signal::drive},
+        {Verdict::warning,
+         "The drive's power-loss backup has failed: a power cut could lose data it hasn't saved "
+         "yet.",
+         Signal::drive},
+        {Verdict::warning,
+         "The drive's persistent memory region has become read-only or unreliable.",
+         Signal::drive},
+        {Verdict::failed, "The drive reports spare capacity below its critical threshold (100%).",
+         Signal::spare},
+        {Verdict::watch, "The drive is reporting a temperature warning.", Signal::temp},
+        {Verdict::warning, "3 uncorrected data errors recorded.", Signal::errors},
+        {Verdict::warning, "95% of rated write endurance used.", Signal::life},
+    };
+    EXPECT_EQ(report.findings, expected);
+    // Read-only and the spare alarm are both failed; the earlier rule is shown.
+    EXPECT_EQ(worstFinding(report.findings)->message, "The drive switched to read-only mode.");
+    EXPECT_EQ(report.verdict(), Verdict::failed);
+    EXPECT_TRUE(report.isReadOnly);
+}
+
+TEST(NVMeRules, EachBitAloneGivesItsOwnFinding) {
+    struct Case {
+        std::uint8_t bits;
+        Verdict verdict;
+        Signal signal;
+    };
+    for (const auto& c : {Case{0x01, Verdict::failed, Signal::spare},
+                          Case{0x02, Verdict::watch, Signal::temp},
+                          Case{0x04, Verdict::failing, Signal::drive},
+                          Case{0x08, Verdict::failed, Signal::drive},
+                          Case{0x10, Verdict::warning, Signal::drive},
+                          Case{0x20, Verdict::warning, Signal::drive}}) {
+        auto health = freshDrive();
+        health.criticalWarning = c.bits;
+        const auto report = rate(health);
+        ASSERT_EQ(report.findings.size(), 1u) << int(c.bits);
+        EXPECT_EQ(report.findings[0].verdict, c.verdict) << int(c.bits);
+        EXPECT_EQ(report.findings[0].signal, c.signal) << int(c.bits);
+        EXPECT_EQ(report.isReadOnly, c.bits == 0x08);
+    }
+    auto ignored = freshDrive();
+    ignored.criticalWarning = 0xC0;
+    EXPECT_TRUE(rate(ignored).findings.empty());
+}
+
+TEST(NVMeRules, MediaErrorsAreAWarningFromTheFirstAndNeverMore) {
+    auto health = freshDrive();
+    health.mediaErrors = 1;
+    auto report = rate(health);
+    ASSERT_EQ(report.findings.size(), 1u);
+    EXPECT_EQ(report.findings[0].verdict, Verdict::warning);
+    EXPECT_EQ(report.findings[0].message, "1 uncorrected data errors recorded.");
+
+    health.mediaErrors = 123'456;
+    report = rate(health);
+    EXPECT_EQ(report.findings[0].verdict, Verdict::warning);
+    EXPECT_EQ(report.findings[0].message, "123,456 uncorrected data errors recorded.");
+
+    // Counts past the signed range are shown as the signed maximum.
+    health.mediaErrors = std::numeric_limits<std::uint64_t>::max();
+    EXPECT_EQ(rate(health).findings[0].message,
+              "9,223,372,036,854,775,807 uncorrected data errors recorded.");
+}
+
+TEST(NVMeRules, WearFindingsAndTheirWords) {
+    struct Case {
+        int used;
+        std::optional<Verdict> verdict;
+        std::string message;
+    };
+    const std::string replace = " Many drives keep working, but plan a replacement.";
+    for (const auto& c : {
+             Case{69, std::nullopt, ""},
+             Case{70, Verdict::watch, "70% of rated write endurance used."},
+             Case{89, Verdict::watch, "89% of rated write endurance used."},
+             Case{90, Verdict::warning, "90% of rated write endurance used."},
+             Case{100, Verdict::warning, "At or past its rated write endurance (100% used)." + replace},
+             Case{101, Verdict::warning, "Past its rated write endurance (101% used)." + replace},
+             Case{254, Verdict::warning, "Past its rated write endurance (254% used)." + replace},
+             Case{255, Verdict::warning,
+                  "Past its rated write endurance (255% or more used)." + replace},
+         }) {
+        auto health = freshDrive();
+        health.percentageUsed = static_cast<std::uint8_t>(c.used);
+        const auto report = rate(health);
+        if (!c.verdict) {
+            EXPECT_TRUE(report.findings.empty()) << c.used;
+            continue;
+        }
+        ASSERT_EQ(report.findings.size(), 1u) << c.used;
+        EXPECT_EQ(report.findings[0].verdict, *c.verdict) << c.used;
+        EXPECT_EQ(report.findings[0].signal, Signal::life);
+        EXPECT_EQ(report.findings[0].message, c.message);
+    }
+    // The wording alone, beyond what a byte can hold.
+    EXPECT_EQ(HealthRules::wearMessage(300, en),
+              "Past its rated write endurance (255% or more used)." + replace);
+    EXPECT_EQ(HealthRules::wearMessage(0, en), "0% of rated write endurance used.");
+}
+
+TEST(NVMeRules, SpareRuleVerdicts) {
+    using HealthRules::spare;
+    // A threshold of 90 or more, or 0, is as good as none.
+    EXPECT_EQ(spare(100, 99, false), Verdict::healthy);
+    EXPECT_EQ(spare(80, 99, false), Verdict::watch);
+    EXPECT_EQ(spare(5, 0, false), Verdict::failing);
+    EXPECT_EQ(spare(95, 90, false), Verdict::healthy);
+    EXPECT_EQ(spare(40, std::nullopt, false), Verdict::warning);
+    EXPECT_EQ(spare(0, std::nullopt, false), Verdict::failed);
+    EXPECT_EQ(spare(0, 10, false), Verdict::failed);
+    // Against a usable threshold of 10.
+    EXPECT_EQ(spare(30, 10, false), Verdict::warning);
+    EXPECT_EQ(spare(25, 10, false), Verdict::warning);
+    EXPECT_EQ(spare(15, 10, false), Verdict::failing);
+    EXPECT_EQ(spare(10, 10, false), Verdict::failed);
+    EXPECT_EQ(spare(60, 10, false), Verdict::watch);
+    // Near the threshold counts before the 90% test: threshold 85 makes 90 failing.
+    EXPECT_EQ(spare(90, 85, false), Verdict::failing);
+    EXPECT_EQ(spare(91, 85, false), Verdict::healthy);
+    EXPECT_EQ(spare(70, 60, false), Verdict::warning);
+    EXPECT_EQ(spare(89, 89, false), Verdict::failed);
+    // The drive's own alarm wins over any figure.
+    EXPECT_EQ(spare(100, 10, true), Verdict::failed);
+}
+
+TEST(NVMeRules, SpareRuleMessages) {
+    using HealthRules::spareMessage;
+    EXPECT_FALSE(spareMessage(100, 99, false, en));
+    EXPECT_EQ(spareMessage(80, 99, false, en), "Spare capacity has started to shrink (80%).");
+    EXPECT_EQ(spareMessage(30, 10, false, en), "Spare capacity has dropped to 30%.");
+    EXPECT_EQ(spareMessage(15, 10, false, en),
+              "Spare capacity is close to the critical threshold (15%).");
+    EXPECT_EQ(spareMessage(5, 0, false, en), "Spare capacity is nearly used up (5%).");
+    EXPECT_EQ(spareMessage(100, 10, true, en),
+              "The drive reports spare capacity below its critical threshold (100%).");
+    EXPECT_EQ(spareMessage(0, std::nullopt, false, en), "The drive has no spare capacity left.");
+    EXPECT_EQ(spareMessage(0, 10, false, en), "The drive has no spare capacity left.");
+    EXPECT_EQ(spareMessage(10, 10, false, en),
+              "Spare capacity is at or below the critical threshold (10%).");
+    // The percent follows the locale.
+    EXPECT_EQ(spareMessage(30, 10, false, Locale{"de_DE"}),
+              "Spare capacity has dropped to 30\u00A0%.");
+}
+
+TEST(NVMeRules, SpareFindingInTheReport) {
+    auto health = freshDrive();
+    health.availableSpare = 0;
+    health.spareThreshold = 0;  // as QEMU's emulated drive reports
+    const auto report = rate(health);
+    ASSERT_EQ(report.findings.size(), 1u);
+    EXPECT_EQ(report.findings[0],
+              (Finding{Verdict::failed, "The drive has no spare capacity left.", Signal::spare}));
+}
+
+TEST(NVMeRules, ReportAssembly) {
+    auto health = freshDrive();
+    health.percentageUsed = 150;
+    health.dataUnitsWritten = 3;
+    health.temperatureC.reset();
+    auto report = rate(health);
+    EXPECT_EQ(report.source, "NVMe SMART");
+    EXPECT_EQ(report.model, "Samsung SSD 980 PRO 1TB");
+    EXPECT_EQ(report.serial, "S5GXNF0R123456");
+    EXPECT_EQ(report.firmware, "5B2QGXA7");
+    EXPECT_EQ(report.isSSD, true);
+    EXPECT_EQ(report.lifeRemainingPercent, 0);  // never negative
+    EXPECT_FALSE(report.temperatureC);
+    EXPECT_EQ(report.powerOnHours, 1000u);
+    EXPECT_EQ(report.dataWrittenBytes, 1'536'000u);
+    EXPECT_TRUE(report.attributes.empty());
+    EXPECT_TRUE(report.selfTests.empty());
+    EXPECT_FALSE(report.ata);
+    EXPECT_FALSE(report.sataLink);
+    EXPECT_EQ(report.details.size(), 12u);
+    EXPECT_EQ(report.details, healthDetails(health, en));
+    EXPECT_EQ(report.score, 0);
+    EXPECT_FALSE(report.forecast);  // more than 99% used
+    EXPECT_EQ(report.drive, internalDrive());
+
+    // An empty model falls back to the drive's; empty serial and firmware stay present.
+    health = freshDrive();
+    health.model.clear();
+    health.serial.clear();
+    health.firmware.clear();
+    health.percentageUsed = 40;
+    report = rate(health);
+    EXPECT_EQ(report.model, internalDrive().model);
+    EXPECT_EQ(report.serial, "");
+    EXPECT_EQ(report.firmware, "");
+    EXPECT_EQ(report.lifeRemainingPercent, 60);
+    EXPECT_EQ(report.temperatureC, 38);
+    EXPECT_TRUE(report.forecast);
+
+    // Bytes written wrap in 64 bits rather than fail.
+    health.dataUnitsWritten = std::numeric_limits<std::uint64_t>::max();
+    EXPECT_EQ(rate(health).dataWrittenBytes,
+              std::numeric_limits<std::uint64_t>::max() * std::uint64_t{512'000});
+}
+
+TEST(NVMeRules, SMARTStatusFromTheCriticalWarning) {
+    EXPECT_EQ(SMARTStatusRules::nvme(0x00), SMARTStatus::verified);
+    EXPECT_EQ(SMARTStatusRules::nvme(0x02), SMARTStatus::verified);  // watch is not failing
+    EXPECT_EQ(SMARTStatusRules::nvme(0xC0), SMARTStatus::verified);
+    EXPECT_EQ(SMARTStatusRules::nvme(0x10), SMARTStatus::failing);
+    EXPECT_EQ(SMARTStatusRules::nvme(0x01), SMARTStatus::failing);
+    EXPECT_EQ(SMARTStatusRules::nvme(0x06), SMARTStatus::failing);
+}
+
+}  // namespace
+}  // namespace drivekit

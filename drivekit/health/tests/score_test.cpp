@@ -1,0 +1,168 @@
+#include "drivekit/health/score.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "drivekit/health/health_rules.hpp"
+
+namespace drivekit {
+namespace {
+
+using ReadoutText::Step;
+
+const Locale en{"en_US"};
+
+NVMeHealth drive(int used, int spare, std::uint64_t errors = 0, std::uint8_t warning = 0,
+                 int threshold = 10) {
+    NVMeHealth health;
+    health.percentageUsed = static_cast<std::uint8_t>(used);
+    health.availableSpare = static_cast<std::uint8_t>(spare);
+    health.spareThreshold = static_cast<std::uint8_t>(threshold);
+    health.mediaErrors = errors;
+    health.criticalWarning = warning;
+    return health;
+}
+
+int score(const NVMeHealth& health) { return HealthRules::score(health); }
+
+TEST(NVMeScore, StartsFromLifeCappedBySpare) {
+    EXPECT_EQ(score(drive(0, 100)), 100);
+    EXPECT_EQ(score(drive(10, 50)), 50);
+    EXPECT_EQ(score(drive(30, 100)), 70);  // a full spare never lowers it
+    EXPECT_EQ(score(drive(50, 80)), 50);   // half the life left, nothing wrong: 50
+    EXPECT_EQ(score(drive(100, 100)), 0);
+    // Past 100% used the score is 0 whatever the rest.
+    EXPECT_EQ(score(drive(150, 100)), 0);
+    EXPECT_EQ(score(drive(255, 100, 5, 0x30)), 0);
+}
+
+TEST(NVMeScore, ErrorsCostTenThenFiveEachUpToForty) {
+    EXPECT_EQ(score(drive(0, 100, 1)), 90);
+    EXPECT_EQ(score(drive(0, 100, 2)), 85);
+    EXPECT_EQ(score(drive(0, 100, 7)), 60);
+    EXPECT_EQ(score(drive(0, 100, 100)), 60);
+    EXPECT_EQ(score(drive(0, 100, UINT64_MAX)), 60);
+    // Below 0 it stops at 0.
+    EXPECT_EQ(score(drive(80, 100, 7)), 0);
+}
+
+TEST(NVMeScore, CriticalWarningsCapIt) {
+    EXPECT_EQ(score(drive(0, 100, 0, 0x08)), 10);  // read-only
+    EXPECT_EQ(score(drive(0, 100, 0, 0x04)), 10);  // reliability
+    EXPECT_EQ(score(drive(0, 100, 0, 0x01)), 10);  // spare alarm
+    EXPECT_EQ(score(drive(0, 100, 0, 0x10)), 50);  // power-loss backup
+    EXPECT_EQ(score(drive(0, 100, 0, 0x20)), 50);  // persistent memory
+    EXPECT_EQ(score(drive(60, 100, 0, 0x10)), 40);  // under the cap already
+    EXPECT_EQ(score(drive(95, 100, 0, 0x08)), 5);
+    EXPECT_EQ(score(drive(0, 100, 0, 0xC0)), 100);  // bits 6 and 7 say nothing
+    // The temperature bit takes 10 points, never below 0.
+    EXPECT_EQ(score(drive(0, 100, 0, 0x02)), 90);
+    EXPECT_EQ(score(drive(95, 100, 0, 0x02)), 0);
+    EXPECT_EQ(score(drive(0, 100, 0, 0x0A)), 0);
+}
+
+TEST(NVMeScore, ASpareAtItsThresholdCapsItAtTwenty) {
+    // 50% spare against a threshold of 60: the spare rule says failed.
+    EXPECT_EQ(score(drive(0, 50, 0, 0, 60)), 20);
+    EXPECT_EQ(score(drive(0, 50, 0, 0x02, 60)), 10);
+    // A spare of 0 already takes the score to 0.
+    EXPECT_EQ(score(drive(0, 0, 0, 0, 0)), 0);
+    // The alarm bit is not passed to the spare rule: its cap is the bit cap of 10.
+    EXPECT_EQ(score(drive(0, 100, 0, 0x01, 10)), 10);
+    // An unusable threshold of 99 doesn't fail a spare of 95.
+    EXPECT_EQ(score(drive(0, 95, 0, 0, 99)), 95);
+}
+
+TEST(ScoreBreakdown, Explanation) {
+    ReadoutText::ScoreFacts facts;
+    facts.lifeUsed = 10;
+    EXPECT_EQ(ReadoutText::scoreExplanation(facts),
+              "Starts from the life the drive has left, can't be higher than its spare capacity, "
+              "and drops for errors.");
+    facts.isUSB = true;
+    EXPECT_EQ(ReadoutText::scoreExplanation(facts),
+              "Starts from the life the drive has left, can't be higher than its spare capacity, "
+              "and drops for problems the drive reports.");
+    facts.lifeUsed.reset();
+    EXPECT_EQ(ReadoutText::scoreExplanation(facts),
+              "This drive doesn’t report its life, so the score starts from 100, can't be higher "
+              "than its spare capacity, and drops for problems the drive reports.");
+    facts.isUSB = false;
+    EXPECT_EQ(ReadoutText::scoreExplanation(facts),
+              "This drive doesn’t report its life, so the score starts from 100, can't be higher "
+              "than its spare capacity, and drops for errors.");
+}
+
+std::vector<Step> stepsOf(const NVMeHealth& health) {
+    Drive nvme;
+    nvme.transport = Transport::internalNVMe;
+    const auto report = HealthRules::evaluate(health, nvme, en);
+    return ReadoutText::scoreSteps(ReadoutText::scoreFacts(health, report), en);
+}
+
+TEST(ScoreBreakdown, NVMeRowsRetellTheArithmetic) {
+    EXPECT_EQ(stepsOf(drive(10, 50, 1)), (std::vector<Step>{
+                                             {"Life left", "90"},
+                                             {"Spare capacity 50%: the lower value counts", "50"},
+                                             {"Data errors: 1", "−10"},
+                                         }));
+    EXPECT_EQ(stepsOf(drive(0, 100)), (std::vector<Step>{
+                                          {"Life left", "100"},
+                                          {"Spare capacity 100%", "no change"},
+                                          {"Data errors: 0", "no change"},
+                                      }));
+    // A cap from the drive's own warnings, told as points the warnings took.
+    EXPECT_EQ(stepsOf(drive(0, 100, 0, 0x08)), (std::vector<Step>{
+                                                   {"Life left", "100"},
+                                                   {"Spare capacity 100%", "no change"},
+                                                   {"Data errors: 0", "no change"},
+                                                   {"Warnings the drive raised", "−90"},
+                                               }));
+    // A spare at its threshold, with no warning bit: told as a cap.
+    EXPECT_EQ(stepsOf(drive(0, 50, 0, 0, 60)),
+              (std::vector<Step>{
+                  {"Life left", "100"},
+                  {"Spare capacity 50%: the lower value counts", "50"},
+                  {"Data errors: 0", "no change"},
+                  {"Spare at the drive's critical level", "capped at 20"},
+              }));
+    // Past 100% used the life row says 0, not a negative number.
+    EXPECT_EQ(stepsOf(drive(150, 100)).front(), (Step{"Life left", "0"}));
+}
+
+TEST(ScoreBreakdown, UsbAndUnreportedLife) {
+    ReadoutText::ScoreFacts usb;
+    usb.isUSB = true;
+    usb.lifeLeft = 80;
+    usb.dataErrors = 2;
+    usb.score = 60;
+    EXPECT_EQ(ReadoutText::scoreSteps(usb, en),
+              (std::vector<Step>{
+                  {"Life left", "80"},
+                  {"Data errors (2) and other problems the drive reports", "−20"},
+              }));
+    usb.dataErrors = 0;
+    EXPECT_EQ(ReadoutText::scoreSteps(usb, en).back(),
+              (Step{"Other problems the drive reports", "−20"}));
+    usb.dataErrors = 3;
+    usb.score = 80;
+    EXPECT_EQ(ReadoutText::scoreSteps(usb, en).back(), (Step{"Data errors: 3", "no change"}));
+
+    ReadoutText::ScoreFacts noLife;
+    noLife.spare = 100;
+    noLife.score = 100;
+    EXPECT_EQ(ReadoutText::scoreSteps(noLife, en),
+              (std::vector<Step>{{"Life left: not reported", "—"},
+                                 {"Spare capacity 100%", "no change"}}));
+    // The score before history is what the rows explain.
+    noLife.ownScore = 70;
+    noLife.score = 65;
+    noLife.smartStatus = SMARTStatus::verified;
+    EXPECT_EQ(ReadoutText::scoreSteps(noLife, en).back(),
+              (Step{"Spare at the drive's critical level", "capped at 70"}));
+}
+
+}  // namespace
+}  // namespace drivekit

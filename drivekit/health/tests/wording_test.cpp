@@ -1,0 +1,195 @@
+#include "drivekit/health/wording.hpp"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "drivekit/core/platform_words.hpp"
+#include "drivekit/health/report.hpp"
+
+namespace drivekit {
+namespace {
+
+const Locale en{"en_US"};
+
+Finding finding(Verdict verdict, std::string message) {
+    return Finding{verdict, std::move(message), Finding::Signal::drive};
+}
+
+Drive driveOn(Transport transport) {
+    Drive drive;
+    drive.bsdName = "sda";
+    drive.transport = transport;
+    return drive;
+}
+
+TEST(DocumentWording, TitlesByTier) {
+    using DocumentWording::title;
+    EXPECT_EQ(title(Tier::healthy, DriveKind::internalSSD, false), "This drive is healthy.");
+    EXPECT_EQ(title(Tier::watch, DriveKind::usb, false), "Worth watching.");
+    EXPECT_EQ(title(Tier::warning, DriveKind::usb, false), "This drive needs care.");
+    EXPECT_EQ(title(Tier::failing, DriveKind::usb, false), "This drive needs attention.");
+    EXPECT_EQ(title(Tier::failed, DriveKind::internalSSD, false), "This drive has failed.");
+    EXPECT_EQ(title(Tier::failed, DriveKind::internalSSD, true), "This drive is read-only.");
+    EXPECT_EQ(title(Tier::limited, DriveKind::sdCard, false), "SD cards don't report health data.");
+    EXPECT_EQ(title(Tier::limited, DriveKind::usb, false), "Limited health info for this drive.");
+}
+
+TEST(DocumentWording, LineTellsTheWorstFindingOrTheFigures) {
+    using DocumentWording::line;
+    const std::optional<LifeForecast> forecast = LifeForecast{5.0, 9.0};
+    EXPECT_EQ(line(Tier::healthy, 12, forecast, {}, en),
+              "It has used 12% of its rated life. 5–9 years left at your current usage. Nothing "
+              "to do.");
+    // A healthy tier is not told by a finding.
+    const std::vector<Finding> watch{finding(Verdict::watch, "The drive is reporting a temperature warning.")};
+    EXPECT_EQ(line(Tier::healthy, std::nullopt, std::nullopt, watch, en), "Nothing to do.");
+    EXPECT_EQ(line(Tier::watch, 12, forecast, watch, en),
+              "The drive is reporting a temperature warning. Keep your backups current.");
+    const std::vector<Finding> warnings{
+        finding(Verdict::unknown, "unread"), finding(Verdict::warning, "First warning."),
+        finding(Verdict::warning, "Second warning.")};
+    EXPECT_EQ(line(Tier::warning, 12, forecast, warnings, en), "First warning.");
+    // A watch tier without a rated finding tells the figures, without "Nothing to do."
+    EXPECT_EQ(line(Tier::watch, 104, std::nullopt, {}, en), "It has used 104% of its rated life.");
+    // Nothing to say at all.
+    EXPECT_EQ(line(Tier::limited, std::nullopt, std::nullopt, {}, en),
+              "Vantrel couldn't read this drive's health data.");
+    const std::vector<Finding> unread{finding(Verdict::healthy, "note"),
+                                      finding(Verdict::unknown, "The read timed out.")};
+    EXPECT_EQ(line(Tier::limited, std::nullopt, std::nullopt, unread, en), "The read timed out.");
+    EXPECT_EQ(DocumentWording::forecastSentence(LifeForecast{19.6, 30.0}, en),
+              "More than 20 years left at your current usage.");
+}
+
+TEST(DocumentWording, LimitedReasonsAndReadSources) {
+    using DocumentWording::limitedReason;
+    using DocumentWording::readSource;
+    EXPECT_EQ(limitedReason(DriveKind::sdCard, false),
+              "SD cards don’t report health data, so there’s no health score.");
+    EXPECT_EQ(limitedReason(DriveKind::usb, true),
+              "Its USB enclosure has an NVMe bridge, which doesn’t pass the drive’s health data "
+              "to this computer, so there’s no health score.");
+    EXPECT_EQ(limitedReason(DriveKind::usb, false),
+              "Vantrel hasn’t read this drive’s health data over USB, so there’s no health score.");
+    EXPECT_EQ(limitedReason(DriveKind::internalSSD, false),
+              "Vantrel couldn’t read this drive’s health data, so there’s no health score.");
+    EXPECT_EQ(DocumentWording::limitedReasonForShare(DriveKind::other, false),
+              "Vantrel couldn’t read this drive’s health data, so there’s no health score. Below "
+              "is what Linux can see of it.");
+
+    EXPECT_EQ(readSource(ReadMethod::nvmeSMART, driveOn(Transport::internalNVMe)),
+              "NVMe SMART, read live from the internal SSD.");
+    EXPECT_EQ(readSource(ReadMethod::nvmeSMART, driveOn(Transport::externalNVMe)),
+              "NVMe SMART over Thunderbolt, read live without unmounting anything.");
+    EXPECT_EQ(readSource(ReadMethod::ataSMARTLive, driveOn(Transport::usb)),
+              "ATA SMART through Linux's own USB storage driver, read live without unmounting "
+              "anything.");
+    EXPECT_EQ(readSource(ReadMethod::ataSMARTHandOver, driveOn(Transport::usb)),
+              "ATA SMART over USB, read through the enclosure's bridge. Vantrel unmounts the drive "
+              "for a few seconds while it reads, then Linux mounts it again.");
+    EXPECT_EQ(readSource(ReadMethod::none, driveOn(Transport::usb), "ASMedia ASM235CM bridge"),
+              "Connected over USB through its ASMedia ASM235CM bridge. Linux doesn't read this "
+              "drive's health itself. The Vantrel app's Check health can: it borrows the drive for "
+              "a few seconds.");
+    EXPECT_EQ(readSource(ReadMethod::none, driveOn(Transport::usb), std::nullopt, true),
+              "Connected over USB. Its enclosure has an NVMe bridge, and Vantrel reads health over "
+              "USB from SATA drives only.");
+    EXPECT_EQ(readSource(ReadMethod::none, driveOn(Transport::sdCard)),
+              "The card in the computer's built-in SD reader. SD cards don't share health data "
+              "with this computer.");
+    EXPECT_EQ(readSource(ReadMethod::none, driveOn(Transport::sata)),
+              "Linux doesn't report this drive's health.");
+    EXPECT_EQ(ReadingSource::ataLive(), readSource(ReadMethod::ataSMARTLive, driveOn(Transport::usb)));
+    EXPECT_EQ(ReadMethodText::raw(ReadMethod::ataSMARTHandOver), "ataSMARTHandOver");
+    EXPECT_EQ(ReadMethodText::parse("none"), ReadMethod::none);
+    EXPECT_FALSE(ReadMethodText::parse("nvme"));
+}
+
+TEST(DocumentWording, MacWordsSayLinux) {
+    using PlatformWords::forLinux;
+    EXPECT_EQ(forLinux("macOS's own driver"), "Linux's own driver");
+    EXPECT_EQ(forLinux("The Mac slept, and the Mac's score fell."),
+              "This computer slept, and the computer's score fell.");
+    EXPECT_EQ(forLinux("data to the Mac, so"), "data to this computer, so");
+    // Whole words only.
+    EXPECT_EQ(forLinux("Time Machine and the Machine"), "Time Machine and the Machine");
+    EXPECT_EQ(forLinux("MacBook"), "MacBook");
+}
+
+TEST(DocumentWording, PrettyNamesRaidAndVolumes) {
+    using DocumentWording::prettyName;
+    EXPECT_EQ(prettyName("SSD 980 PRO 1TB"), "Samsung 980 PRO");
+    EXPECT_EQ(prettyName("1TB"), "1TB");  // nothing would remain
+    EXPECT_EQ(prettyName("WDC WDS500G2B0A 500GB"), "WDC WDS500G2B0A");
+    EXPECT_EQ(prettyName("Portable SSD 1.5 TB"), "Portable SSD");
+    EXPECT_EQ(prettyName("Samsung SSD 870 EVO"), "Samsung SSD 870 EVO");
+    EXPECT_EQ(prettyName("Drive 1tb"), "Drive 1tb");  // the unit is matched as written
+
+    RAIDInfo raid;
+    raid.setName = "Raid2TB";
+    raid.level = "Mirror";
+    raid.status = "Online";
+    raid.memberCount = 2;
+    EXPECT_EQ(DocumentWording::raidSentence(raid),
+              " One of 2 drives in the Raid2TB mirror (RAID 1), which is online.");
+    raid.level = "Stripe";
+    raid.status = "Degraded";
+    EXPECT_EQ(DocumentWording::raidSentence(raid),
+              " One of 2 drives in the Raid2TB RAID 0 stripe, which is degraded.");
+
+    const std::vector<Volume> volumes{
+        {"sda1", "Data", "/", "ext4", {}},
+        {"sda2", "Recovery", std::nullopt, "vfat", {}},
+        {"sda3", "Boot helper", std::nullopt, "apfs", {"Preboot"}},
+        {"sda4", std::nullopt, "/mnt", "xfs", {}},
+        {"sda5", "", "/srv", "xfs", {}},
+        {"sda6", "Backup", "/backup", "ext4", {"Data"}},
+    };
+    const auto named = DocumentWording::volumeNames(volumes);
+    ASSERT_EQ(named.size(), 2u);
+    EXPECT_EQ(named[0].name, "Data");
+    EXPECT_EQ(named[1].name, "Backup");
+}
+
+TEST(DocumentWording, CriticalWarningWordsAndVerdict) {
+    using DocumentWording::criticalText;
+    EXPECT_EQ(criticalText(0x00), "");
+    EXPECT_EQ(criticalText(0xC0), "");
+    EXPECT_EQ(criticalText(0x09), "spare low, read-only");
+    EXPECT_EQ(criticalText(0xFF),
+              "spare low, temperature, reliability, read-only, backup failed, persistent memory "
+              "read-only");
+
+    using HealthRules::criticalWarning;
+    EXPECT_EQ(criticalWarning(0x00), Verdict::healthy);
+    EXPECT_EQ(criticalWarning(0xC0), Verdict::healthy);
+    EXPECT_EQ(criticalWarning(0x02), Verdict::watch);
+    EXPECT_EQ(criticalWarning(0x12), Verdict::warning);
+    EXPECT_EQ(criticalWarning(0x22), Verdict::warning);
+    EXPECT_EQ(criticalWarning(0x16), Verdict::failing);
+    EXPECT_EQ(criticalWarning(0x41), Verdict::failed);
+    EXPECT_EQ(criticalWarning(0x08), Verdict::failed);
+}
+
+TEST(SerialMask, KeepsTheLastFewCharacters) {
+    using SerialMask::shown;
+    EXPECT_EQ(shown(std::nullopt, false), std::nullopt);
+    EXPECT_EQ(shown(std::string(" \n\t"), false), std::nullopt);
+    EXPECT_EQ(shown(std::string(""), true), std::nullopt);
+    // Inner blanks don't count: 6 characters keep 3.
+    EXPECT_EQ(shown(std::string("AB  CD12"), false), "••••D12");
+    EXPECT_EQ(shown(std::string("S5GXNF0R123456"), false), "••••3456");
+    EXPECT_EQ(shown(std::string("12345678"), false), "••••5678");
+    EXPECT_EQ(shown(std::string("ABCDE"), false), "••••DE");
+    EXPECT_EQ(shown(std::string("A"), false), "••••");
+    // Characters, not bytes.
+    EXPECT_EQ(shown(std::string("ÄÖÜßéè"), false), "••••ßéè");
+    // Kept whole: trimmed only, inner blanks stay.
+    EXPECT_EQ(shown(std::string("  AB CD12\n"), true), "AB CD12");
+}
+
+}  // namespace
+}  // namespace drivekit

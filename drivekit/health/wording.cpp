@@ -1,0 +1,340 @@
+#include "drivekit/health/wording.hpp"
+
+#include <array>
+#include <regex>
+#include <utility>
+
+#include "drivekit/core/platform_words.hpp"
+#include "drivekit/health/placeholders.hpp"
+#include "drivekit/health/report.hpp"
+
+namespace drivekit {
+namespace {
+
+struct TitleWording {
+    static constexpr std::string_view healthy = "This drive is healthy.";
+    static constexpr std::string_view watch = "Worth watching.";
+    static constexpr std::string_view warning = "This drive needs care.";
+    static constexpr std::string_view failing = "This drive needs attention.";
+    static constexpr std::string_view readOnly = "This drive is read-only.";
+    static constexpr std::string_view failed = "This drive has failed.";
+    static constexpr std::string_view sdCard = "SD cards don't report health data.";
+    static constexpr std::string_view limited = "Limited health info for this drive.";
+};
+
+struct LineWording {
+    static constexpr std::string_view keepBackups = " Keep your backups current.";
+    static constexpr std::string_view lifeUsed = "It has used %lld% of its rated life.";
+    static constexpr std::string_view nothingToDo = "Nothing to do.";
+    static constexpr std::string_view unreadable = "Vantrel couldn't read this drive's health data.";
+    static constexpr std::string_view atCurrentUsage = " at your current usage.";
+};
+
+struct LimitedWording {
+    static constexpr std::string_view sdCard =
+        "SD cards don’t report health data, so there’s no health score.";
+    static constexpr std::string_view usbNVMeBridge =
+        "Its USB enclosure has an NVMe bridge, which doesn’t pass the drive’s health data to the "
+        "Mac, so there’s no health score.";
+    static constexpr std::string_view usb =
+        "Vantrel hasn’t read this drive’s health data over USB, so there’s no health score.";
+    static constexpr std::string_view other =
+        "Vantrel couldn’t read this drive’s health data, so there’s no health score.";
+    static constexpr std::string_view shareSuffix = " Below is what macOS can see of it.";
+};
+
+struct SourceWording {
+    static constexpr std::string_view nvmeThunderbolt =
+        "NVMe SMART over Thunderbolt, read live without unmounting anything.";
+    static constexpr std::string_view nvmeInternal = "NVMe SMART, read live from the internal SSD.";
+    static constexpr std::string_view ataHandOver =
+        "ATA SMART over USB, read through the enclosure's bridge. Vantrel unmounts the drive for a "
+        "few seconds while it reads, then macOS mounts it again.";
+    static constexpr std::string_view connectedOverUSB = "Connected over USB";
+    static constexpr std::string_view throughIts = " through its ";
+    static constexpr std::string_view usbNVMeBridge =
+        "Its enclosure has an NVMe bridge, and Vantrel reads health over USB from SATA drives "
+        "only.";
+    static constexpr std::string_view usbNotRead =
+        "macOS doesn't read this drive's health itself. The Vantrel app's Check health can: it "
+        "borrows the drive for a few seconds.";
+    static constexpr std::string_view sdCard =
+        "The card in the Mac's built-in SD reader. SD cards don't share health data with the "
+        "Mac.";
+    static constexpr std::string_view other = "macOS doesn't report this drive's health.";
+};
+
+constexpr std::string_view kRaidSentence = " One of %d drives in the %@ %@, which is %@.";
+
+// Volumes that the system keeps for itself, by role and by whole name.
+constexpr std::array<std::string_view, 9> kHiddenRoles{
+    "Preboot", "Recovery", "VM", "Hardware", "xART", "Update", "Prelogin", "Installer", "Enterprise"};
+constexpr std::array<std::string_view, 7> kHiddenNames{
+    "iSCPreboot", "xART", "Hardware", "Recovery", "Preboot", "VM", "Update"};
+
+// The NVMe critical-warning bits in their order, with their words and verdicts. Bits 6 and
+// 7 are in no row: they count as healthy.
+struct CriticalBit {
+    std::uint8_t bit;
+    std::string_view word;
+    Verdict verdict;
+};
+constexpr std::array<CriticalBit, 6> kCriticalBits{{
+    {0x01, "spare low", Verdict::failed},
+    {0x02, "temperature", Verdict::watch},
+    {0x04, "reliability", Verdict::failing},
+    {0x08, "read-only", Verdict::failed},
+    {0x10, "backup failed", Verdict::warning},
+    {0x20, "persistent memory read-only", Verdict::warning},
+}};
+
+constexpr std::string_view kBullets = "••••";
+
+std::string onLinux(std::string_view sentence) { return PlatformWords::forLinux(sentence); }
+
+std::string capitalised(std::string text) {
+    if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') {
+        text[0] = static_cast<char>(text[0] - 'a' + 'A');
+    }
+    return text;
+}
+
+std::string asciiLower(std::string text) {
+    for (char& c : text) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return text;
+}
+
+template <std::size_t N>
+bool contains(const std::array<std::string_view, N>& list, std::string_view value) {
+    for (const auto& item : list) {
+        if (item == value) return true;
+    }
+    return false;
+}
+
+// UTF-8 to code points and back, for the serial mask, which counts characters, not bytes.
+std::vector<std::string> codePoints(std::string_view text) {
+    std::vector<std::string> points;
+    std::size_t i = 0;
+    while (i < text.size()) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        std::size_t length = 1;
+        if (lead >= 0xF0) length = 4;
+        else if (lead >= 0xE0) length = 3;
+        else if (lead >= 0xC0) length = 2;
+        length = std::min(length, text.size() - i);
+        points.emplace_back(text.substr(i, length));
+        i += length;
+    }
+    return points;
+}
+
+// Unicode White_Space, in UTF-8.
+bool isWhitespace(std::string_view point) {
+    static constexpr std::array<std::string_view, 25> kSpaces{
+        "\t",           "\n",           "\v",           "\f",           "\r",
+        " ",            "\xC2\x85",     "\xC2\xA0",     "\xE1\x9A\x80", "\xE2\x80\x80",
+        "\xE2\x80\x81", "\xE2\x80\x82", "\xE2\x80\x83", "\xE2\x80\x84", "\xE2\x80\x85",
+        "\xE2\x80\x86", "\xE2\x80\x87", "\xE2\x80\x88", "\xE2\x80\x89", "\xE2\x80\x8A",
+        "\xE2\x80\xA8", "\xE2\x80\xA9", "\xE2\x80\xAF", "\xE2\x81\x9F", "\xE3\x80\x80"};
+    return contains(kSpaces, point);
+}
+
+}  // namespace
+
+namespace ReadMethodText {
+
+std::string_view raw(ReadMethod method) noexcept {
+    switch (method) {
+        case ReadMethod::nvmeSMART: return "nvmeSMART";
+        case ReadMethod::ataSMARTLive: return "ataSMARTLive";
+        case ReadMethod::ataSMARTHandOver: return "ataSMARTHandOver";
+        case ReadMethod::none: return "none";
+    }
+    return "none";
+}
+
+std::optional<ReadMethod> parse(std::string_view raw) noexcept {
+    for (auto method : {ReadMethod::nvmeSMART, ReadMethod::ataSMARTLive,
+                        ReadMethod::ataSMARTHandOver, ReadMethod::none}) {
+        if (ReadMethodText::raw(method) == raw) return method;
+    }
+    return std::nullopt;
+}
+
+}  // namespace ReadMethodText
+
+namespace DocumentWording {
+
+std::string title(Tier tier, DriveKind kind, bool readOnly) {
+    switch (tier) {
+        case Tier::healthy: return std::string(TitleWording::healthy);
+        case Tier::watch: return std::string(TitleWording::watch);
+        case Tier::warning: return std::string(TitleWording::warning);
+        case Tier::failing: return std::string(TitleWording::failing);
+        case Tier::failed:
+            return std::string(readOnly ? TitleWording::readOnly : TitleWording::failed);
+        case Tier::limited:
+            return std::string(kind == DriveKind::sdCard ? TitleWording::sdCard
+                                                         : TitleWording::limited);
+    }
+    return std::string(TitleWording::limited);
+}
+
+std::string forecastSentence(const LifeForecast& forecast, const Locale& locale) {
+    return capitalised(LifeForecast::leftPhrase(forecast, locale)) +
+           std::string(LineWording::atCurrentUsage);
+}
+
+std::string line(Tier tier, std::optional<int> lifeUsed,
+                 const std::optional<LifeForecast>& forecast, std::span<const Finding> findings,
+                 const Locale& locale) {
+    // The tier decides: a healthy drive is never told by a finding, whatever it says.
+    if (const auto worst = worstFinding(findings); worst && tier != Tier::healthy) {
+        if (tier == Tier::watch) return worst->message + std::string(LineWording::keepBackups);
+        return worst->message;
+    }
+
+    std::vector<std::string> sentences;
+    if (lifeUsed) {
+        sentences.push_back(fillPlaceholders(LineWording::lifeUsed, {std::to_string(*lifeUsed)}));
+    }
+    if (forecast) sentences.push_back(forecastSentence(*forecast, locale));
+    if (tier == Tier::healthy) sentences.emplace_back(LineWording::nothingToDo);
+
+    if (sentences.empty()) {
+        for (const auto& finding : findings) {
+            if (finding.verdict == Verdict::unknown) return finding.message;
+        }
+        return std::string(LineWording::unreadable);
+    }
+    std::string joined;
+    for (const auto& sentence : sentences) {
+        if (!joined.empty()) joined += ' ';
+        joined += sentence;
+    }
+    return joined;
+}
+
+std::string limitedReason(DriveKind kind, bool nvmeBridge) {
+    switch (kind) {
+        case DriveKind::sdCard: return onLinux(LimitedWording::sdCard);
+        case DriveKind::usb:
+            return onLinux(nvmeBridge ? LimitedWording::usbNVMeBridge : LimitedWording::usb);
+        case DriveKind::internalSSD:
+        case DriveKind::thunderbolt:
+        case DriveKind::other: return onLinux(LimitedWording::other);
+    }
+    return onLinux(LimitedWording::other);
+}
+
+std::string limitedReasonForShare(DriveKind kind, bool nvmeBridge) {
+    return limitedReason(kind, nvmeBridge) + onLinux(LimitedWording::shareSuffix);
+}
+
+std::string readSource(ReadMethod method, const Drive& drive,
+                       const std::optional<std::string>& bridgeName, bool nvmeBridge) {
+    switch (method) {
+        case ReadMethod::nvmeSMART:
+            return std::string(drive.transport == Transport::externalNVMe
+                                   ? SourceWording::nvmeThunderbolt
+                                   : SourceWording::nvmeInternal);
+        // The same sentence as the report's own source of a live read.
+        case ReadMethod::ataSMARTLive: return ReadingSource::ataLive();
+        case ReadMethod::ataSMARTHandOver: return onLinux(SourceWording::ataHandOver);
+        case ReadMethod::none: break;
+    }
+    if (drive.transport == Transport::usb) {
+        std::string text(SourceWording::connectedOverUSB);
+        if (bridgeName) text += std::string(SourceWording::throughIts) + *bridgeName;
+        text += ". ";
+        text += onLinux(nvmeBridge ? SourceWording::usbNVMeBridge : SourceWording::usbNotRead);
+        return text;
+    }
+    if (drive.transport == Transport::sdCard) return onLinux(SourceWording::sdCard);
+    return onLinux(SourceWording::other);
+}
+
+std::string prettyName(std::string_view model) {
+    static const std::regex capacity(R"(\s*\d+(\.\d+)?\s?(TB|GB)$)");
+    std::string rest(model);
+    if (std::smatch match; std::regex_search(rest, match, capacity)) {
+        rest.erase(static_cast<std::size_t>(match.position(0)));
+    }
+    if (rest.rfind("SSD ", 0) == 0) rest.replace(0, 4, "Samsung ");
+    return rest.empty() ? std::string(model) : rest;
+}
+
+std::string raidSentence(const RAIDInfo& raid) {
+    std::string kind = RAIDWording::levelText(raid);
+    if (kind == "RAID 1 mirror") kind = "mirror (RAID 1)";
+    return fillPlaceholders(kRaidSentence, {std::to_string(raid.memberCount), raid.setName, kind,
+                                            asciiLower(RAIDWording::statusLabel(raid))});
+}
+
+std::vector<Volume> volumeNames(std::span<const Volume> volumes) {
+    std::vector<Volume> named;
+    for (const auto& volume : volumes) {
+        bool hidden = false;
+        for (const auto& role : volume.roles) hidden = hidden || contains(kHiddenRoles, role);
+        if (volume.name) hidden = hidden || contains(kHiddenNames, *volume.name);
+        if (hidden || !volume.name || volume.name->empty()) continue;
+        named.push_back(volume);
+    }
+    return named;
+}
+
+std::string criticalText(std::uint8_t criticalWarning) {
+    std::string text;
+    for (const auto& row : kCriticalBits) {
+        if ((criticalWarning & row.bit) == 0) continue;
+        if (!text.empty()) text += ", ";
+        text += row.word;
+    }
+    return text;
+}
+
+}  // namespace DocumentWording
+
+namespace HealthRules {
+
+Verdict criticalWarning(std::uint8_t criticalWarning) {
+    Verdict worst = Verdict::healthy;
+    for (const auto& row : kCriticalBits) {
+        if ((criticalWarning & row.bit) != 0 && row.verdict > worst) worst = row.verdict;
+    }
+    return worst;
+}
+
+}  // namespace HealthRules
+
+namespace SerialMask {
+
+std::optional<std::string> shown(const std::optional<std::string>& serial, bool keepWhole) {
+    if (!serial) return std::nullopt;
+    auto points = codePoints(*serial);
+    std::size_t first = 0;
+    std::size_t last = points.size();
+    while (first < last && isWhitespace(points[first])) ++first;
+    while (last > first && isWhitespace(points[last - 1])) --last;
+    if (first == last) return std::nullopt;
+
+    std::string trimmed;
+    std::vector<std::string> kept;
+    for (std::size_t i = first; i < last; ++i) {
+        trimmed += points[i];
+        if (!isWhitespace(points[i])) kept.push_back(points[i]);
+    }
+    if (keepWhole) return trimmed;
+
+    const std::size_t shownCount = std::min<std::size_t>(kept.size() / 2, 4);
+    std::string masked(kBullets);
+    for (std::size_t i = kept.size() - shownCount; i < kept.size(); ++i) masked += kept[i];
+    return masked;
+}
+
+}  // namespace SerialMask
+
+}  // namespace drivekit

@@ -1,0 +1,44 @@
+#pragma once
+// SCSIDrive: anything that takes SCSI commands (a captured USB enclosure, a kernel SCSI
+// generic device). Health reads and the surface scan are written against this interface
+// alone, so they run the same over every transport and against fakes in tests.
+#include <cstdint>
+#include <string>
+
+#include "drivekit/core/bytes.hpp"
+#include "drivekit/core/result.hpp"
+#include "drivekit/usb/diagnostics_log.hpp"
+
+namespace drivekit {
+
+class SCSIDrive {
+public:
+    /// Why a command failed, as the sentence the user may be shown. Each transport words
+    /// its own failures; the technical detail goes to `log()`.
+    struct Failure {
+        std::string message;
+
+        bool operator==(const Failure&) const = default;
+    };
+    using Answer = Result<Bytes, Failure>;
+
+    virtual ~SCSIDrive() = default;
+
+    /// Sends one command block and reads up to `dataIn` bytes back (0 for none), waiting
+    /// at most `timeoutSeconds`. The answer may hold fewer bytes than asked for.
+    virtual Answer command(ByteView cdb, std::int64_t dataIn, double timeoutSeconds) = 0;
+
+    /// The transport's diagnostics for this drive.
+    virtual DiagnosticsLog& log() = 0;
+
+    /// True once the device has stopped answering altogether and nothing more can be
+    /// asked until it is reset. Callers stop sending then instead of piling up time-outs.
+    virtual bool stoppedAnswering() const { return false; }
+
+protected:
+    SCSIDrive() = default;
+    SCSIDrive(const SCSIDrive&) = default;
+    SCSIDrive& operator=(const SCSIDrive&) = default;
+};
+
+}  // namespace drivekit

@@ -1,0 +1,167 @@
+#include "platform/linux/linux_sysfs.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <deque>
+#include <system_error>
+
+namespace platform {
+
+namespace {
+
+// Attributes are a page at most; anything longer is not the kind of file this reads.
+constexpr std::size_t maxAttributeBytes = 64 * 1024;
+// The kernel's own limit on links followed in one path walk.
+constexpr int maxLinkHops = 40;
+
+void appendComponents(std::string_view path, std::deque<std::string>& into, bool atFront) {
+    std::vector<std::string> parts;
+    std::size_t start = 0;
+    while (start <= path.size()) {
+        const std::size_t end = std::min(path.find('/', start), path.size());
+        if (end > start) parts.emplace_back(path.substr(start, end - start));
+        start = end + 1;
+    }
+    if (atFront) {
+        into.insert(into.begin(), parts.begin(), parts.end());
+    } else {
+        into.insert(into.end(), parts.begin(), parts.end());
+    }
+}
+
+std::string joined(const std::vector<std::string>& components) {
+    std::string path;
+    for (const auto& c : components) {
+        path += '/';
+        path += c;
+    }
+    return path.empty() ? "/" : path;
+}
+
+}  // namespace
+
+LinuxSysfs::LinuxSysfs(std::filesystem::path root) {
+    std::error_code ec;
+    auto absolute = std::filesystem::absolute(root, ec);
+    if (ec) absolute = root;
+    // A root given with links in it (a temp folder under a linked /tmp) is pinned once,
+    // so that every later walk starts from the real folder.
+    auto canonical = std::filesystem::weakly_canonical(absolute, ec);
+    root_ = ec ? absolute.lexically_normal() : canonical;
+    isSystemRoot_ = root_ == root_.root_path();
+}
+
+std::optional<std::string> LinuxSysfs::walk(std::string_view path, bool followLast) const {
+    if (path.empty() || path.front() != '/') return std::nullopt;
+    std::deque<std::string> todo;
+    appendComponents(path, todo, false);
+    std::vector<std::string> done;
+    int hops = 0;
+    while (!todo.empty()) {
+        std::string name = std::move(todo.front());
+        todo.pop_front();
+        if (name == ".") continue;
+        if (name == "..") {
+            if (!done.empty()) done.pop_back();
+            continue;
+        }
+        done.push_back(std::move(name));
+        if (todo.empty() && !followLast) break;
+
+        std::error_code ec;
+        const auto host = root_ / joined(done).substr(1);
+        const auto status = std::filesystem::symlink_status(host, ec);
+        if (ec || !std::filesystem::exists(status)) return std::nullopt;
+        if (!std::filesystem::is_symlink(status)) continue;
+
+        if (++hops > maxLinkHops) return std::nullopt;
+        const auto target = std::filesystem::read_symlink(host, ec);
+        if (ec) return std::nullopt;
+        done.pop_back();
+        if (target.is_absolute()) done.clear();
+        appendComponents(target.native(), todo, true);
+    }
+    return joined(done);
+}
+
+std::optional<std::filesystem::path> LinuxSysfs::hostPath(std::string_view path,
+                                                          bool followLast) const {
+    if (path.empty() || path.front() != '/') return std::nullopt;
+    if (isSystemRoot_) return std::filesystem::path(path);
+    auto inside = walk(path, followLast);
+    if (!inside) return std::nullopt;
+    return root_ / inside->substr(1);
+}
+
+std::optional<std::string> LinuxSysfs::read(std::string_view path) const {
+    const auto host = hostPath(path, true);
+    if (!host) return std::nullopt;
+    const int fd = ::open(host->c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return std::nullopt;
+
+    std::string text;
+    char buffer[4096];
+    bool failed = false;
+    for (;;) {
+        const ssize_t got = ::read(fd, buffer, sizeof buffer);
+        if (got < 0) {
+            if (errno == EINTR) continue;
+            failed = true;  // EISDIR for a folder, EIO for a device that went away
+            break;
+        }
+        if (got == 0) break;
+        text.append(buffer, static_cast<std::size_t>(got));
+        if (text.size() > maxAttributeBytes) {
+            failed = true;
+            break;
+        }
+    }
+    ::close(fd);
+    if (failed) return std::nullopt;
+    if (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+}
+
+std::vector<std::string> LinuxSysfs::list(std::string_view path) const {
+    std::vector<std::string> names;
+    const auto host = hostPath(path, true);
+    if (!host) return names;
+    std::error_code ec;
+    for (std::filesystem::directory_iterator it(*host, ec), end; !ec && it != end;
+         it.increment(ec)) {
+        names.push_back(it->path().filename().string());
+    }
+    if (ec) names.clear();
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+bool LinuxSysfs::exists(std::string_view path) const {
+    const auto host = hostPath(path, true);
+    if (!host) return false;
+    std::error_code ec;
+    return std::filesystem::exists(*host, ec);
+}
+
+std::optional<std::string> LinuxSysfs::readLink(std::string_view path) const {
+    const auto host = hostPath(path, false);
+    if (!host) return std::nullopt;
+    std::error_code ec;
+    auto target = std::filesystem::read_symlink(*host, ec);
+    if (ec) return std::nullopt;
+    return target.string();
+}
+
+std::optional<std::string> LinuxSysfs::resolve(std::string_view path) const {
+    if (path.empty() || path.front() != '/') return std::nullopt;
+    if (!isSystemRoot_) return walk(path, true);
+    std::error_code ec;
+    auto canonical = std::filesystem::canonical(std::filesystem::path(path), ec);
+    if (ec) return std::nullopt;
+    return canonical.string();
+}
+
+}  // namespace platform
