@@ -5,9 +5,11 @@
 // before %). A locale without ICU data formats as "en_US". Every function is pure as seen
 // from outside, never throws, and may be called from any thread; the ICU formatters of
 // each locale are built once and shared.
+#include <concepts>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace drivekit {
@@ -29,6 +31,16 @@ namespace LocalFormat {
 /// Integer with the locale's grouping: 1,234,567 (en), 1.234.567 (de), 1 234 567 (fr).
 std::string count(std::int64_t value, const Locale& locale);
 std::string count(std::uint64_t value, const Locale& locale);
+/// Any other integer type (int, std::uint32_t, ...), which would otherwise be ambiguous
+/// between the two above.
+template <std::integral T>
+requires(!std::same_as<T, bool>) std::string count(T value, const Locale& locale) {
+    if constexpr (std::is_signed_v<T>) {
+        return count(static_cast<std::int64_t>(value), locale);
+    } else {
+        return count(static_cast<std::uint64_t>(value), locale);
+    }
+}
 /// Integer without any grouping separators, in the locale's digits.
 std::string plainCount(std::uint64_t value, const Locale& locale);
 /// Integer percent in the locale's percent style: 98% (en), 98 % (de, fr). The value is

@@ -14,7 +14,9 @@ inline std::int64_t roundHalfAway(double value) noexcept {
     return static_cast<std::int64_t>(r);
 }
 
-/// Rounds to `digits` fraction digits, halves away from zero.
+/// Rounds to `digits` fraction digits, halves away from zero, on the binary value times
+/// 10^digits, as the stored figures' rule has it: 0.285 (a double just below it) gives
+/// 0.28. LocalFormat::decimal rounds the number as written instead ("0.29").
 inline double roundHalfAway(double value, int digits) noexcept {
     const double scale = std::pow(10.0, digits);
     return std::round(value * scale) / scale;

@@ -32,6 +32,10 @@ TEST(LocalFormat, CountGroupsTheLocaleWay) {
     EXPECT_EQ(LocalFormat::count(UINT64_MAX, en), "18,446,744,073,709,551,615");
     EXPECT_EQ(LocalFormat::count(std::int64_t{INT64_MIN}, en), "-9,223,372,036,854,775,808");
 
+    EXPECT_EQ(LocalFormat::count(-1234, de), "-1.234");  // plain int and unsigned types
+    EXPECT_EQ(LocalFormat::count(std::uint32_t{4000000000}, de), "4.000.000.000");
+    EXPECT_EQ(LocalFormat::count(std::uint8_t{255}, en), "255");
+
     EXPECT_EQ(LocalFormat::plainCount(1234567, de), "1234567");
     EXPECT_EQ(LocalFormat::plainCount(UINT64_MAX, fr), "18446744073709551615");
 }
