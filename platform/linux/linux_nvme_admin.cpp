@@ -112,7 +112,11 @@ std::optional<std::string> nvmeControllerOf(std::string_view bsdName, const Sysf
 
 nvme_admin_cmd smartLogCommand(std::span<std::uint8_t> data) {
     const auto dwords = static_cast<std::uint32_t>(data.size() / 4);
-    return command(opcodeGetLogPage, allNamespaces, (dwords - 1) << 16 | logSMARTHealth, data);
+    // Retain Asynchronous Event: reading the log must not acknowledge a pending SMART
+    // event that the kernel or a monitoring daemon is still to see.
+    constexpr std::uint32_t retainAsyncEvent = 1u << 15;
+    return command(opcodeGetLogPage, allNamespaces,
+                   (dwords - 1) << 16 | retainAsyncEvent | logSMARTHealth, data);
 }
 
 nvme_admin_cmd identifyControllerCommand(std::span<std::uint8_t> data) {

@@ -73,7 +73,7 @@ TEST(NVMeAdminCommands, AsTheKernelTakesThem) {
     const nvme_admin_cmd get = smartLogCommand(log);
     EXPECT_EQ(get.opcode, 0x02);
     EXPECT_EQ(get.nsid, 0xFFFFFFFFu);
-    EXPECT_EQ(get.cdw10, 0x007F0002u);  // 128 dwords, log 2
+    EXPECT_EQ(get.cdw10, 0x007F8002u);  // 128 dwords, retain the event, log 2
     EXPECT_EQ(get.cdw11, 0u);
     EXPECT_EQ(get.cdw12, 0u);
     EXPECT_EQ(get.cdw13, 0u);
