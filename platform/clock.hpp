@@ -6,7 +6,7 @@
 namespace platform {
 
 class Clock {
-public:
+  public:
     virtual ~Clock() = default;
 
     /// Wall time, for records that carry a date. It can jump when the user or NTP sets
@@ -16,7 +16,7 @@ public:
     /// Monotonic time, for intervals and time-outs; it never jumps.
     virtual std::chrono::steady_clock::time_point steadyNow() const = 0;
 
-protected:
+  protected:
     Clock() = default;
     Clock(const Clock&) = default;
     Clock& operator=(const Clock&) = default;

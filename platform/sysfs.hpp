@@ -13,7 +13,7 @@
 namespace platform {
 
 class Sysfs {
-public:
+  public:
     virtual ~Sysfs() = default;
 
     /// The text of a small attribute file with its one trailing newline removed; any
@@ -42,7 +42,7 @@ public:
     /// part of the path is missing.
     virtual std::optional<std::string> resolve(std::string_view path) const = 0;
 
-protected:
+  protected:
     Sysfs() = default;
     Sysfs(const Sysfs&) = default;
     Sysfs& operator=(const Sysfs&) = default;

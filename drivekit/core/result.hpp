@@ -9,6 +9,9 @@ namespace drivekit {
 
 template <typename E>
 struct Unexpected {
+    // A constructor, not an aggregate: `Unexpected(e)` then also compiles on clang 14,
+    // which lacks parenthesised aggregate initialisation.
+    explicit Unexpected(E e) : error(std::move(e)) {}
     E error;
 };
 template <typename E>

@@ -104,7 +104,9 @@ constexpr std::array<SMARTRow, 3> smartTable{{
 
 namespace TransportText {
 
-std::string_view raw(Transport transport) { return rowOf(transport).raw; }
+std::string_view raw(Transport transport) {
+    return rowOf(transport).raw;
+}
 
 std::optional<Transport> parse(std::string_view raw) {
     for (const auto& row : transportTable) {
@@ -113,9 +115,13 @@ std::optional<Transport> parse(std::string_view raw) {
     return std::nullopt;
 }
 
-std::string_view key(Transport transport) { return rowOf(transport).key; }
+std::string_view key(Transport transport) {
+    return rowOf(transport).key;
+}
 
-std::string label(Transport transport) { return std::string(rowOf(transport).raw); }
+std::string label(Transport transport) {
+    return std::string(rowOf(transport).raw);
+}
 
 }  // namespace TransportText
 
@@ -157,9 +163,9 @@ json::Object RAIDInfo::toJSON() const {
 std::optional<RAIDInfo> RAIDInfo::fromJSON(const json::Object& object) {
     if (!object.is_object()) return std::nullopt;
     RAIDInfo raid;
-    for (auto [key, into] : {std::pair{"setName", &raid.setName}, std::pair{"level", &raid.level},
-                             std::pair{"status", &raid.status},
-                             std::pair{"memberStatus", &raid.memberStatus}}) {
+    for (auto [key, into] :
+         {std::pair{"setName", &raid.setName}, std::pair{"level", &raid.level},
+          std::pair{"status", &raid.status}, std::pair{"memberStatus", &raid.memberStatus}}) {
         const auto it = object.find(key);
         if (it == object.end() || !it->is_string()) return std::nullopt;
         *into = it->get<std::string>();

@@ -64,10 +64,10 @@ struct RAIDInfo {
 };
 
 namespace RAIDWording {
-std::string levelLabel(const RAIDInfo& raid);        // "Mirror"
-std::string levelText(const RAIDInfo& raid);         // "RAID 1 mirror"
-std::string statusLabel(const RAIDInfo& raid);       // "Online"
-std::string memberStatusLabel(const RAIDInfo& raid); // "Rebuilding"
+std::string levelLabel(const RAIDInfo& raid);         // "Mirror"
+std::string levelText(const RAIDInfo& raid);          // "RAID 1 mirror"
+std::string statusLabel(const RAIDInfo& raid);        // "Online"
+std::string memberStatusLabel(const RAIDInfo& raid);  // "Rebuilding"
 }  // namespace RAIDWording
 
 struct Drive {
@@ -103,7 +103,7 @@ enum class SMARTStatus { verified, failing, notSupported };
 namespace SMARTStatusText {
 std::string_view raw(SMARTStatus status);  // "verified", "failing", "notSupported"
 std::optional<SMARTStatus> parse(std::string_view raw);
-std::string label(SMARTStatus status);     // "Verified", "Failing", "Not supported"
+std::string label(SMARTStatus status);  // "Verified", "Failing", "Not supported"
 }  // namespace SMARTStatusText
 
 }  // namespace drivekit

@@ -60,7 +60,7 @@ std::uint64_t errorCount(const std::optional<std::string>& text) {
     std::string_view value = *text;
     while (!value.empty() && (value.back() == ' ' || value.back() == '\n')) value.remove_suffix(1);
     if (value.size() > 2 && value[0] == '0' && (value[1] == 'x' || value[1] == 'X')) {
-        return parseUnsigned(value.substr(2), 10).value_or(0);
+        return parseUnsigned(value.substr(2), 16).value_or(0);
     }
     return parseUnsigned(value).value_or(0);
 }
@@ -121,7 +121,8 @@ std::optional<std::int64_t> maxBytes(std::string_view bsdName, const platform::S
     if (!text) return std::nullopt;
     const auto words = fields(*text);
     const auto kilobytes = words.size() == 1 ? parseUnsigned(words.front()) : std::nullopt;
-    constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()) / 1024;
+    constexpr auto most =
+        static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()) / 1024;
     if (!kilobytes || *kilobytes < 1 || *kilobytes > most) return std::nullopt;
     return static_cast<std::int64_t>(*kilobytes * 1024);
 }

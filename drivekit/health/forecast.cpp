@@ -61,10 +61,18 @@ std::string say(const LifeForecast& forecast, Form form, const Locale& locale) {
     const auto& wording = wordingFor(band);
     std::string_view pattern;
     switch (form) {
-        case Form::text: pattern = wording.text; break;
-        case Form::leftPhrase: pattern = wording.leftPhrase; break;
-        case Form::leftSentence: pattern = wording.leftSentence; break;
-        case Form::headline: pattern = wording.headline; break;
+        case Form::text:
+            pattern = wording.text;
+            break;
+        case Form::leftPhrase:
+            pattern = wording.leftPhrase;
+            break;
+        case Form::leftSentence:
+            pattern = wording.leftSentence;
+            break;
+        case Form::headline:
+            pattern = wording.headline;
+            break;
     }
     switch (band.kind) {
         case Kind::yearsRange:
@@ -81,7 +89,8 @@ std::string say(const LifeForecast& forecast, Form form, const Locale& locale) {
         case Kind::underMonths:
             return fillPlaceholders(pattern, {LocalFormat::count(band.first, locale)});
         case Kind::aboutAMonth:
-        case Kind::underAMonth: return std::string(pattern);
+        case Kind::underAMonth:
+            return std::string(pattern);
     }
     return std::string(pattern);
 }
@@ -127,7 +136,8 @@ LifeForecast::Band LifeForecast::band(double lowYears, double highYears) {
         const auto low = roundHalfAway(lowMonths);
         const auto high = roundHalfAway(highMonths);
         if (high >= 1 && low >= 1 && low < high) return {Kind::monthsRange, low, high};
-        if (low >= 1) return low == 1 ? Band{Kind::aboutAMonth, 0, 0} : Band{Kind::aboutMonths, low, 0};
+        if (low >= 1)
+            return low == 1 ? Band{Kind::aboutAMonth, 0, 0} : Band{Kind::aboutMonths, low, 0};
         const auto ceiling = static_cast<std::int64_t>(std::ceil(highMonths));
         return {Kind::underMonths, std::max<std::int64_t>(ceiling, 2), 0};
     }
@@ -156,9 +166,12 @@ namespace ConfidenceText {
 
 std::string_view raw(LifeForecast::Confidence confidence) noexcept {
     switch (confidence) {
-        case LifeForecast::Confidence::low: return "low";
-        case LifeForecast::Confidence::medium: return "medium";
-        case LifeForecast::Confidence::high: return "high";
+        case LifeForecast::Confidence::low:
+            return "low";
+        case LifeForecast::Confidence::medium:
+            return "medium";
+        case LifeForecast::Confidence::high:
+            return "high";
     }
     return "low";
 }

@@ -56,7 +56,8 @@ struct SpareWording {
     static constexpr std::string_view warning = "Spare capacity has dropped to %@.";
     static constexpr std::string_view failingNearThreshold =
         "Spare capacity is close to the critical threshold (%@).";
-    static constexpr std::string_view failingNearlyUsedUp = "Spare capacity is nearly used up (%@).";
+    static constexpr std::string_view failingNearlyUsedUp =
+        "Spare capacity is nearly used up (%@).";
     static constexpr std::string_view failedAlarm =
         "The drive reports spare capacity below its critical threshold (%@).";
     static constexpr std::string_view failedNoneLeft = "The drive has no spare capacity left.";
@@ -109,9 +110,12 @@ std::optional<std::string> spareMessage(int spare, std::optional<int> threshold,
     const std::string percent = LocalFormat::percent(spare, locale);
     switch (HealthRules::spare(spare, threshold, alarm)) {
         case Verdict::healthy:
-        case Verdict::unknown: return std::nullopt;
-        case Verdict::watch: return fillPlaceholders(SpareWording::watch, {percent});
-        case Verdict::warning: return fillPlaceholders(SpareWording::warning, {percent});
+        case Verdict::unknown:
+            return std::nullopt;
+        case Verdict::watch:
+            return fillPlaceholders(SpareWording::watch, {percent});
+        case Verdict::warning:
+            return fillPlaceholders(SpareWording::warning, {percent});
         case Verdict::failing:
             return fillPlaceholders(usableThreshold(threshold) ? SpareWording::failingNearThreshold
                                                                : SpareWording::failingNearlyUsedUp,
@@ -153,7 +157,8 @@ HealthReport evaluate(const NVMeHealth& health, const Drive& drive, const Locale
             spareMessage(health.availableSpare, health.spareThreshold, alarm, locale).value_or(""));
     }
     if (warning & kTemperatureRule.bit) {
-        add(kTemperatureRule.verdict, kTemperatureRule.signal, std::string(kTemperatureRule.message));
+        add(kTemperatureRule.verdict, kTemperatureRule.signal,
+            std::string(kTemperatureRule.message));
     }
     // A single media error is already a warning: NVMe has no tier above it, on purpose.
     if (health.mediaErrors > 0) {

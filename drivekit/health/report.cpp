@@ -25,8 +25,12 @@ std::optional<Finding> worstFinding(std::span<const Finding> findings) {
 }
 
 namespace ReadingSource {
-std::string nvme() { return "NVMe SMART"; }
-std::string ataOverUSB() { return "ATA SMART over USB"; }
+std::string nvme() {
+    return "NVMe SMART";
+}
+std::string ataOverUSB() {
+    return "ATA SMART over USB";
+}
 std::string ataLive() {
     return PlatformWords::forLinux(
         "ATA SMART through macOS's own USB storage driver, read live without unmounting "

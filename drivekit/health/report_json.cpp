@@ -112,7 +112,9 @@ json::Object ataAttribute(const ATAAttribute& attribute) {
     return object;
 }
 
-json::Object selfTestEntry(const SelfTest::Entry& entry) { return entry.toJSON(); }
+json::Object selfTestEntry(const SelfTest::Entry& entry) {
+    return entry.toJSON();
+}
 
 json::Object forecast(const LifeForecast& forecast) {
     json::Object object = json::Object::object();

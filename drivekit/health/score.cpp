@@ -126,8 +126,8 @@ std::vector<Step> scoreSteps(const ScoreFacts& facts, const Locale& locale) {
     std::vector<Step> steps;
     std::int64_t running = 100;
     if (!facts.lifeUsed && !facts.lifeLeft) {
-        steps.push_back({std::string(StepWording::lifeNotReported),
-                         std::string(StepWording::notReported)});
+        steps.push_back(
+            {std::string(StepWording::lifeNotReported), std::string(StepWording::notReported)});
     } else {
         running = facts.lifeUsed ? 100 - std::int64_t{*facts.lifeUsed} : *facts.lifeLeft;
         running = std::clamp<std::int64_t>(running, 0, 100);
@@ -137,8 +137,8 @@ std::vector<Step> scoreSteps(const ScoreFacts& facts, const Locale& locale) {
     if (facts.spare) {
         const std::string percent = LocalFormat::percent(*facts.spare, locale);
         if (*facts.spare <= 99 && *facts.spare < running) {
-            steps.push_back({fillPlaceholders(StepWording::spareCounts, {percent}),
-                             number(*facts.spare)});
+            steps.push_back(
+                {fillPlaceholders(StepWording::spareCounts, {percent}), number(*facts.spare)});
             running = *facts.spare;
         } else {
             steps.push_back({fillPlaceholders(StepWording::spare, {percent}), noChange});

@@ -52,36 +52,57 @@ std::optional<E> valueOf(const std::array<std::pair<E, std::string_view>, N>& ta
 }  // namespace
 
 namespace TierText {
-std::string_view raw(Tier tier) noexcept { return textOf(kTiers, tier); }
-std::optional<Tier> parse(std::string_view raw) noexcept { return valueOf(kTiers, raw); }
-std::string_view key(Tier tier) noexcept { return textOf(kTierKeys, tier); }
+std::string_view raw(Tier tier) noexcept {
+    return textOf(kTiers, tier);
+}
+std::optional<Tier> parse(std::string_view raw) noexcept {
+    return valueOf(kTiers, raw);
+}
+std::string_view key(Tier tier) noexcept {
+    return textOf(kTierKeys, tier);
+}
 }  // namespace TierText
 
 Tier tierFor(Verdict verdict) noexcept {
     switch (verdict) {
-        case Verdict::healthy: return Tier::healthy;
-        case Verdict::watch: return Tier::watch;
-        case Verdict::warning: return Tier::warning;
-        case Verdict::failing: return Tier::failing;
-        case Verdict::failed: return Tier::failed;
-        case Verdict::unknown: return Tier::limited;
+        case Verdict::healthy:
+            return Tier::healthy;
+        case Verdict::watch:
+            return Tier::watch;
+        case Verdict::warning:
+            return Tier::warning;
+        case Verdict::failing:
+            return Tier::failing;
+        case Verdict::failed:
+            return Tier::failed;
+        case Verdict::unknown:
+            return Tier::limited;
     }
     return Tier::limited;
 }
 
 namespace DriveKindText {
-std::string_view raw(DriveKind kind) noexcept { return textOf(kKinds, kind); }
-std::optional<DriveKind> parse(std::string_view raw) noexcept { return valueOf(kKinds, raw); }
+std::string_view raw(DriveKind kind) noexcept {
+    return textOf(kKinds, kind);
+}
+std::optional<DriveKind> parse(std::string_view raw) noexcept {
+    return valueOf(kKinds, raw);
+}
 }  // namespace DriveKindText
 
 DriveKind driveKindFor(Transport transport) noexcept {
     switch (transport) {
-        case Transport::internalNVMe: return DriveKind::internalSSD;
-        case Transport::externalNVMe: return DriveKind::thunderbolt;
-        case Transport::usb: return DriveKind::usb;
-        case Transport::sdCard: return DriveKind::sdCard;
+        case Transport::internalNVMe:
+            return DriveKind::internalSSD;
+        case Transport::externalNVMe:
+            return DriveKind::thunderbolt;
+        case Transport::usb:
+            return DriveKind::usb;
+        case Transport::sdCard:
+            return DriveKind::sdCard;
         case Transport::sata:
-        case Transport::other: return DriveKind::other;
+        case Transport::other:
+            return DriveKind::other;
     }
     return DriveKind::other;
 }

@@ -15,7 +15,8 @@ struct VerdictRow {
 };
 
 constexpr std::array<VerdictRow, 6> kVerdicts{{
-    {Verdict::healthy, "healthy", "tier.healthy", "Healthy", "This drive is healthy. Nothing to do."},
+    {Verdict::healthy, "healthy", "tier.healthy", "Healthy",
+     "This drive is healthy. Nothing to do."},
     {Verdict::watch, "watch", "tier.watch", "Watch",
      "This drive is worth watching. Keep your backups current."},
     {Verdict::warning, "warning", "tier.warning", "Warning",
@@ -42,14 +43,24 @@ std::optional<Verdict> fromInt(int value) noexcept {
     return static_cast<Verdict>(value);
 }
 
-std::string_view caseName(Verdict verdict) noexcept { return row(verdict).caseName; }
-std::string_view key(Verdict verdict) noexcept { return row(verdict).key; }
-std::string_view englishName(Verdict verdict) noexcept { return row(verdict).name; }
+std::string_view caseName(Verdict verdict) noexcept {
+    return row(verdict).caseName;
+}
+std::string_view key(Verdict verdict) noexcept {
+    return row(verdict).key;
+}
+std::string_view englishName(Verdict verdict) noexcept {
+    return row(verdict).name;
+}
 
 // The English catalogue is the only one so far; a translated table would be looked up by
 // key here, falling back to the English word.
-std::string name(Verdict verdict) { return std::string(row(verdict).name); }
-std::string summary(Verdict verdict) { return std::string(row(verdict).summary); }
+std::string name(Verdict verdict) {
+    return std::string(row(verdict).name);
+}
+std::string summary(Verdict verdict) {
+    return std::string(row(verdict).summary);
+}
 
 }  // namespace VerdictText
 

@@ -9,11 +9,20 @@
 
 namespace drivekit {
 
-enum class Verdict : int { healthy = 0, watch = 1, warning = 2, failing = 3, failed = 4, unknown = 5 };
+enum class Verdict : int {
+    healthy = 0,
+    watch = 1,
+    warning = 2,
+    failing = 3,
+    failed = 4,
+    unknown = 5
+};
 
 namespace VerdictText {
 /// The integer, which is also the stored form.
-constexpr int raw(Verdict verdict) noexcept { return static_cast<int>(verdict); }
+constexpr int raw(Verdict verdict) noexcept {
+    return static_cast<int>(verdict);
+}
 /// Nothing for integers outside 0 to 5.
 std::optional<Verdict> fromInt(int value) noexcept;
 /// The case name: "healthy", "watch", ... "unknown".

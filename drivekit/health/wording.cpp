@@ -1,7 +1,7 @@
 #include "drivekit/health/wording.hpp"
 
 #include <array>
-#include <regex>
+#include <cctype>
 #include <utility>
 
 #include "drivekit/core/platform_words.hpp"
@@ -26,7 +26,8 @@ struct LineWording {
     static constexpr std::string_view keepBackups = " Keep your backups current.";
     static constexpr std::string_view lifeUsed = "It has used %lld% of its rated life.";
     static constexpr std::string_view nothingToDo = "Nothing to do.";
-    static constexpr std::string_view unreadable = "Vantrel couldn't read this drive's health data.";
+    static constexpr std::string_view unreadable =
+        "Vantrel couldn't read this drive's health data.";
     static constexpr std::string_view atCurrentUsage = " at your current usage.";
 };
 
@@ -67,10 +68,11 @@ struct SourceWording {
 constexpr std::string_view kRaidSentence = " One of %d drives in the %@ %@, which is %@.";
 
 // Volumes that the system keeps for itself, by role and by whole name.
-constexpr std::array<std::string_view, 9> kHiddenRoles{
-    "Preboot", "Recovery", "VM", "Hardware", "xART", "Update", "Prelogin", "Installer", "Enterprise"};
-constexpr std::array<std::string_view, 7> kHiddenNames{
-    "iSCPreboot", "xART", "Hardware", "Recovery", "Preboot", "VM", "Update"};
+constexpr std::array<std::string_view, 9> kHiddenRoles{"Preboot",  "Recovery",  "VM",
+                                                       "Hardware", "xART",      "Update",
+                                                       "Prelogin", "Installer", "Enterprise"};
+constexpr std::array<std::string_view, 7> kHiddenNames{"iSCPreboot", "xART", "Hardware", "Recovery",
+                                                       "Preboot",    "VM",   "Update"};
 
 // The NVMe critical-warning bits in their order, with their words and verdicts. Bits 6 and
 // 7 are in no row: they count as healthy.
@@ -90,7 +92,9 @@ constexpr std::array<CriticalBit, 6> kCriticalBits{{
 
 constexpr std::string_view kBullets = "••••";
 
-std::string onLinux(std::string_view sentence) { return PlatformWords::forLinux(sentence); }
+std::string onLinux(std::string_view sentence) {
+    return PlatformWords::forLinux(sentence);
+}
 
 std::string capitalised(std::string text) {
     if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') {
@@ -121,9 +125,12 @@ std::vector<std::string> codePoints(std::string_view text) {
     while (i < text.size()) {
         const auto lead = static_cast<unsigned char>(text[i]);
         std::size_t length = 1;
-        if (lead >= 0xF0) length = 4;
-        else if (lead >= 0xE0) length = 3;
-        else if (lead >= 0xC0) length = 2;
+        if (lead >= 0xF0)
+            length = 4;
+        else if (lead >= 0xE0)
+            length = 3;
+        else if (lead >= 0xC0)
+            length = 2;
         length = std::min(length, text.size() - i);
         points.emplace_back(text.substr(i, length));
         i += length;
@@ -134,12 +141,39 @@ std::vector<std::string> codePoints(std::string_view text) {
 // Unicode White_Space, in UTF-8.
 bool isWhitespace(std::string_view point) {
     static constexpr std::array<std::string_view, 25> kSpaces{
-        "\t",           "\n",           "\v",           "\f",           "\r",
-        " ",            "\xC2\x85",     "\xC2\xA0",     "\xE1\x9A\x80", "\xE2\x80\x80",
-        "\xE2\x80\x81", "\xE2\x80\x82", "\xE2\x80\x83", "\xE2\x80\x84", "\xE2\x80\x85",
-        "\xE2\x80\x86", "\xE2\x80\x87", "\xE2\x80\x88", "\xE2\x80\x89", "\xE2\x80\x8A",
-        "\xE2\x80\xA8", "\xE2\x80\xA9", "\xE2\x80\xAF", "\xE2\x81\x9F", "\xE3\x80\x80"};
+        "\t",           "\n",           "\v",
+        "\f",           "\r",           " ",
+        "\xC2\x85",     "\xC2\xA0",     "\xE1\x9A\x80",
+        "\xE2\x80\x80", "\xE2\x80\x81", "\xE2\x80\x82",
+        "\xE2\x80\x83", "\xE2\x80\x84", "\xE2\x80\x85",
+        "\xE2\x80\x86", "\xE2\x80\x87", "\xE2\x80\x88",
+        "\xE2\x80\x89", "\xE2\x80\x8A", "\xE2\x80\xA8",
+        "\xE2\x80\xA9", "\xE2\x80\xAF", "\xE2\x81\x9F",
+        "\xE3\x80\x80"};
     return contains(kSpaces, point);
+}
+
+// Where a capacity at the end of a model begins: the leftmost start of a match of
+// "\s*\d+(\.\d+)?\s?(TB|GB)$", read from the end; the model's length when there is none.
+std::size_t capacitySuffixStart(std::string_view model) {
+    const auto isDigit = [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; };
+    const auto isSpace = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
+    const std::size_t none = model.size();
+    if (model.size() < 2) return none;
+    const std::string_view unit = model.substr(model.size() - 2);
+    if (unit != "TB" && unit != "GB") return none;
+    std::size_t at = model.size() - 2;
+    if (at > 0 && isSpace(model[at - 1])) --at;
+    const std::size_t digitsEnd = at;
+    while (at > 0 && isDigit(model[at - 1])) --at;
+    if (at == digitsEnd) return none;
+    // A fraction: the digits read so far follow a point with digits before it.
+    if (at > 1 && model[at - 1] == '.' && isDigit(model[at - 2])) {
+        at -= 1;
+        while (at > 0 && isDigit(model[at - 1])) --at;
+    }
+    while (at > 0 && isSpace(model[at - 1])) --at;
+    return at;
 }
 
 }  // namespace
@@ -148,10 +182,14 @@ namespace ReadMethodText {
 
 std::string_view raw(ReadMethod method) noexcept {
     switch (method) {
-        case ReadMethod::nvmeSMART: return "nvmeSMART";
-        case ReadMethod::ataSMARTLive: return "ataSMARTLive";
-        case ReadMethod::ataSMARTHandOver: return "ataSMARTHandOver";
-        case ReadMethod::none: return "none";
+        case ReadMethod::nvmeSMART:
+            return "nvmeSMART";
+        case ReadMethod::ataSMARTLive:
+            return "ataSMARTLive";
+        case ReadMethod::ataSMARTHandOver:
+            return "ataSMARTHandOver";
+        case ReadMethod::none:
+            return "none";
     }
     return "none";
 }
@@ -170,10 +208,14 @@ namespace DocumentWording {
 
 std::string title(Tier tier, DriveKind kind, bool readOnly) {
     switch (tier) {
-        case Tier::healthy: return std::string(TitleWording::healthy);
-        case Tier::watch: return std::string(TitleWording::watch);
-        case Tier::warning: return std::string(TitleWording::warning);
-        case Tier::failing: return std::string(TitleWording::failing);
+        case Tier::healthy:
+            return std::string(TitleWording::healthy);
+        case Tier::watch:
+            return std::string(TitleWording::watch);
+        case Tier::warning:
+            return std::string(TitleWording::warning);
+        case Tier::failing:
+            return std::string(TitleWording::failing);
         case Tier::failed:
             return std::string(readOnly ? TitleWording::readOnly : TitleWording::failed);
         case Tier::limited:
@@ -220,12 +262,14 @@ std::string line(Tier tier, std::optional<int> lifeUsed,
 
 std::string limitedReason(DriveKind kind, bool nvmeBridge) {
     switch (kind) {
-        case DriveKind::sdCard: return onLinux(LimitedWording::sdCard);
+        case DriveKind::sdCard:
+            return onLinux(LimitedWording::sdCard);
         case DriveKind::usb:
             return onLinux(nvmeBridge ? LimitedWording::usbNVMeBridge : LimitedWording::usb);
         case DriveKind::internalSSD:
         case DriveKind::thunderbolt:
-        case DriveKind::other: return onLinux(LimitedWording::other);
+        case DriveKind::other:
+            return onLinux(LimitedWording::other);
     }
     return onLinux(LimitedWording::other);
 }
@@ -242,9 +286,12 @@ std::string readSource(ReadMethod method, const Drive& drive,
                                    ? SourceWording::nvmeThunderbolt
                                    : SourceWording::nvmeInternal);
         // The same sentence as the report's own source of a live read.
-        case ReadMethod::ataSMARTLive: return ReadingSource::ataLive();
-        case ReadMethod::ataSMARTHandOver: return onLinux(SourceWording::ataHandOver);
-        case ReadMethod::none: break;
+        case ReadMethod::ataSMARTLive:
+            return ReadingSource::ataLive();
+        case ReadMethod::ataSMARTHandOver:
+            return onLinux(SourceWording::ataHandOver);
+        case ReadMethod::none:
+            break;
     }
     if (drive.transport == Transport::usb) {
         std::string text(SourceWording::connectedOverUSB);
@@ -258,11 +305,7 @@ std::string readSource(ReadMethod method, const Drive& drive,
 }
 
 std::string prettyName(std::string_view model) {
-    static const std::regex capacity(R"(\s*\d+(\.\d+)?\s?(TB|GB)$)");
-    std::string rest(model);
-    if (std::smatch match; std::regex_search(rest, match, capacity)) {
-        rest.erase(static_cast<std::size_t>(match.position(0)));
-    }
+    std::string rest(model.substr(0, capacitySuffixStart(model)));
     if (rest.rfind("SSD ", 0) == 0) rest.replace(0, 4, "Samsung ");
     return rest.empty() ? std::string(model) : rest;
 }

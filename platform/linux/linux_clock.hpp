@@ -5,7 +5,7 @@
 namespace platform {
 
 class LinuxClock final : public Clock {
-public:
+  public:
     std::chrono::system_clock::time_point now() const override;
     std::chrono::steady_clock::time_point steadyNow() const override;
 };

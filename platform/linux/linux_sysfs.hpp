@@ -17,7 +17,7 @@
 namespace platform {
 
 class LinuxSysfs final : public Sysfs {
-public:
+  public:
     explicit LinuxSysfs(std::filesystem::path root = "/");
 
     std::optional<std::string> read(std::string_view path) const override;
@@ -28,7 +28,7 @@ public:
 
     const std::filesystem::path& root() const { return root_; }
 
-private:
+  private:
     /// Where the path lies on the host. With `followLast` false the last component
     /// itself is not followed, so a link can be read as a link. Nothing when the
     /// path is relative or, under a fixture root, a component is missing.

@@ -13,18 +13,18 @@ using namespace std::chrono_literals;
 using Time = std::chrono::system_clock::time_point;
 
 class FixedClock final : public platform::Clock {
-public:
+  public:
     explicit FixedClock(Time at) : at_(at) {}
     Time now() const override { return at_; }
     std::chrono::steady_clock::time_point steadyNow() const override { return {}; }
 
-private:
+  private:
     Time at_;
 };
 
 // Attributes as plain texts, for the malformed files no fixture tree should hold.
 class MapSysfs final : public platform::Sysfs {
-public:
+  public:
     std::map<std::string, std::string, std::less<>> files;
 
     std::optional<std::string> read(std::string_view path) const override {

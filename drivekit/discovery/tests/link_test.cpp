@@ -22,11 +22,9 @@ TEST(USBLink, TextsAndCeilingsOfEveryUSBSpeed) {
         int ceiling;
     };
     const Case cases[] = {
-        {12'000'000, "USB 12 Mb/s", 1},
-        {480'000'000, "USB 480 Mb/s", 43},
+        {12'000'000, "USB 12 Mb/s", 1},        {480'000'000, "USB 480 Mb/s", 43},
         {5'000'000'000, "USB 5 Gb/s", 450},  // still the 72 % factor at exactly 5 Gb/s
-        {10'000'000'000, "USB 10 Gb/s", 1000},
-        {20'000'000'000, "USB 20 Gb/s", 2000},
+        {10'000'000'000, "USB 10 Gb/s", 1000}, {20'000'000'000, "USB 20 Gb/s", 2000},
         {40'000'000'000, "USB 40 Gb/s", 2000},  // limited
     };
     for (const auto& c : cases) {

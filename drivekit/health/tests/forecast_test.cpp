@@ -14,7 +14,9 @@ using Band = LifeForecast::Band;
 const Locale en{"en_US"};
 constexpr std::uint64_t TB = 1'000'000'000'000;
 
-LifeForecast range(double low, double high) { return LifeForecast{low, high}; }
+LifeForecast range(double low, double high) {
+    return LifeForecast{low, high};
+}
 
 TEST(Forecast, BootstrapNeedsWritesAMonthOfPowerAndLifeLeft) {
     EXPECT_FALSE(LifeForecast::bootstrap(10, 0, 10'000, 1'000'000'000'000));

@@ -42,12 +42,6 @@ HealthReport rate(const NVMeHealth& health) {
     return HealthRules::evaluate(health, internalDrive(), en);
 }
 
-std::vector<std::string> messages(const HealthReport& report) {
-    std::vector<std::string> out;
-    for (const auto& f : report.findings) out.push_back(f.message);
-    return out;
-}
-
 TEST(NVMeRules, AFreshDriveHasNoFindings) {
     const auto report = rate(freshDrive());
     EXPECT_TRUE(report.findings.empty());
@@ -70,8 +64,7 @@ TEST(NVMeRules, EveryAlarmAtOnceComesInRuleOrder) {
          "yet.",
          Signal::drive},
         {Verdict::warning,
-         "The drive's persistent memory region has become read-only or unreliable.",
-         Signal::drive},
+         "The drive's persistent memory region has become read-only or unreliable.", Signal::drive},
         {Verdict::failed, "The drive reports spare capacity below its critical threshold (100%).",
          Signal::spare},
         {Verdict::watch, "The drive is reporting a temperature warning.", Signal::temp},
@@ -91,12 +84,11 @@ TEST(NVMeRules, EachBitAloneGivesItsOwnFinding) {
         Verdict verdict;
         Signal signal;
     };
-    for (const auto& c : {Case{0x01, Verdict::failed, Signal::spare},
-                          Case{0x02, Verdict::watch, Signal::temp},
-                          Case{0x04, Verdict::failing, Signal::drive},
-                          Case{0x08, Verdict::failed, Signal::drive},
-                          Case{0x10, Verdict::warning, Signal::drive},
-                          Case{0x20, Verdict::warning, Signal::drive}}) {
+    for (const auto& c :
+         {Case{0x01, Verdict::failed, Signal::spare}, Case{0x02, Verdict::watch, Signal::temp},
+          Case{0x04, Verdict::failing, Signal::drive}, Case{0x08, Verdict::failed, Signal::drive},
+          Case{0x10, Verdict::warning, Signal::drive},
+          Case{0x20, Verdict::warning, Signal::drive}}) {
         auto health = freshDrive();
         health.criticalWarning = c.bits;
         const auto report = rate(health);
@@ -141,7 +133,8 @@ TEST(NVMeRules, WearFindingsAndTheirWords) {
              Case{70, Verdict::watch, "70% of rated write endurance used."},
              Case{89, Verdict::watch, "89% of rated write endurance used."},
              Case{90, Verdict::warning, "90% of rated write endurance used."},
-             Case{100, Verdict::warning, "At or past its rated write endurance (100% used)." + replace},
+             Case{100, Verdict::warning,
+                  "At or past its rated write endurance (100% used)." + replace},
              Case{101, Verdict::warning, "Past its rated write endurance (101% used)." + replace},
              Case{254, Verdict::warning, "Past its rated write endurance (254% used)." + replace},
              Case{255, Verdict::warning,

@@ -14,6 +14,7 @@ const Locale en{"en_US"};
 
 bool hasNull(const json::Object& value) {
     if (value.is_null()) return true;
+    if (!value.is_structured()) return false;  // a primitive iterates over itself
     for (const auto& item : value) {
         if (hasNull(item)) return true;
     }
@@ -88,10 +89,9 @@ TEST(ReportJSON, NVMeReportHasItsFieldsInOrderAndNoNull) {
 
     const auto& drive = object["drive"];
     EXPECT_EQ(keysOf(drive),
-              (std::vector<std::string>{"bsdName", "model", "sizeBytes", "transport",
-                                        "isSolidState", "link", "volumes", "isRAIDMember",
-                                        "onAppleFabric", "hostsCurrentDirectory",
-                                        "hostsBootVolume"}));
+              (std::vector<std::string>{
+                  "bsdName", "model", "sizeBytes", "transport", "isSolidState", "link", "volumes",
+                  "isRAIDMember", "onAppleFabric", "hostsCurrentDirectory", "hostsBootVolume"}));
     EXPECT_EQ(drive["transport"], "Internal NVMe");
     EXPECT_EQ(keysOf(drive["link"]), (std::vector<std::string>{"current", "ceilingMBps"}));
     EXPECT_EQ(keysOf(drive["volumes"][0]),

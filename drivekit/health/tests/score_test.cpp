@@ -25,7 +25,9 @@ NVMeHealth drive(int used, int spare, std::uint64_t errors = 0, std::uint8_t war
     return health;
 }
 
-int score(const NVMeHealth& health) { return HealthRules::score(health); }
+int score(const NVMeHealth& health) {
+    return HealthRules::score(health);
+}
 
 TEST(NVMeScore, StartsFromLifeCappedBySpare) {
     EXPECT_EQ(score(drive(0, 100)), 100);
@@ -49,11 +51,11 @@ TEST(NVMeScore, ErrorsCostTenThenFiveEachUpToForty) {
 }
 
 TEST(NVMeScore, CriticalWarningsCapIt) {
-    EXPECT_EQ(score(drive(0, 100, 0, 0x08)), 10);  // read-only
-    EXPECT_EQ(score(drive(0, 100, 0, 0x04)), 10);  // reliability
-    EXPECT_EQ(score(drive(0, 100, 0, 0x01)), 10);  // spare alarm
-    EXPECT_EQ(score(drive(0, 100, 0, 0x10)), 50);  // power-loss backup
-    EXPECT_EQ(score(drive(0, 100, 0, 0x20)), 50);  // persistent memory
+    EXPECT_EQ(score(drive(0, 100, 0, 0x08)), 10);   // read-only
+    EXPECT_EQ(score(drive(0, 100, 0, 0x04)), 10);   // reliability
+    EXPECT_EQ(score(drive(0, 100, 0, 0x01)), 10);   // spare alarm
+    EXPECT_EQ(score(drive(0, 100, 0, 0x10)), 50);   // power-loss backup
+    EXPECT_EQ(score(drive(0, 100, 0, 0x20)), 50);   // persistent memory
     EXPECT_EQ(score(drive(60, 100, 0, 0x10)), 40);  // under the cap already
     EXPECT_EQ(score(drive(95, 100, 0, 0x08)), 5);
     EXPECT_EQ(score(drive(0, 100, 0, 0xC0)), 100);  // bits 6 and 7 say nothing

@@ -85,10 +85,9 @@ TEST(Verdict, WorstFindingIsTheFirstOfTheHighestVerdict) {
                                          finding(Verdict::unknown, "unread")};
     EXPECT_FALSE(worstFinding(notesOnly));
 
-    const std::vector<Finding> twoWarnings{finding(Verdict::watch, "watch"),
-                                           finding(Verdict::warning, "first warning"),
-                                           finding(Verdict::unknown, "unread"),
-                                           finding(Verdict::warning, "second warning")};
+    const std::vector<Finding> twoWarnings{
+        finding(Verdict::watch, "watch"), finding(Verdict::warning, "first warning"),
+        finding(Verdict::unknown, "unread"), finding(Verdict::warning, "second warning")};
     EXPECT_EQ(worstFinding(twoWarnings)->message, "first warning");
 
     const std::vector<Finding> laterWorse{finding(Verdict::warning, "warning"),

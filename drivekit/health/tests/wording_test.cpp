@@ -44,13 +44,14 @@ TEST(DocumentWording, LineTellsTheWorstFindingOrTheFigures) {
               "It has used 12% of its rated life. 5–9 years left at your current usage. Nothing "
               "to do.");
     // A healthy tier is not told by a finding.
-    const std::vector<Finding> watch{finding(Verdict::watch, "The drive is reporting a temperature warning.")};
+    const std::vector<Finding> watch{
+        finding(Verdict::watch, "The drive is reporting a temperature warning.")};
     EXPECT_EQ(line(Tier::healthy, std::nullopt, std::nullopt, watch, en), "Nothing to do.");
     EXPECT_EQ(line(Tier::watch, 12, forecast, watch, en),
               "The drive is reporting a temperature warning. Keep your backups current.");
-    const std::vector<Finding> warnings{
-        finding(Verdict::unknown, "unread"), finding(Verdict::warning, "First warning."),
-        finding(Verdict::warning, "Second warning.")};
+    const std::vector<Finding> warnings{finding(Verdict::unknown, "unread"),
+                                        finding(Verdict::warning, "First warning."),
+                                        finding(Verdict::warning, "Second warning.")};
     EXPECT_EQ(line(Tier::warning, 12, forecast, warnings, en), "First warning.");
     // A watch tier without a rated finding tells the figures, without "Nothing to do."
     EXPECT_EQ(line(Tier::watch, 104, std::nullopt, {}, en), "It has used 104% of its rated life.");
@@ -102,7 +103,8 @@ TEST(DocumentWording, LimitedReasonsAndReadSources) {
               "with this computer.");
     EXPECT_EQ(readSource(ReadMethod::none, driveOn(Transport::sata)),
               "Linux doesn't report this drive's health.");
-    EXPECT_EQ(ReadingSource::ataLive(), readSource(ReadMethod::ataSMARTLive, driveOn(Transport::usb)));
+    EXPECT_EQ(ReadingSource::ataLive(),
+              readSource(ReadMethod::ataSMARTLive, driveOn(Transport::usb)));
     EXPECT_EQ(ReadMethodText::raw(ReadMethod::ataSMARTHandOver), "ataSMARTHandOver");
     EXPECT_EQ(ReadMethodText::parse("none"), ReadMethod::none);
     EXPECT_FALSE(ReadMethodText::parse("nvme"));
@@ -126,7 +128,11 @@ TEST(DocumentWording, PrettyNamesRaidAndVolumes) {
     EXPECT_EQ(prettyName("WDC WDS500G2B0A 500GB"), "WDC WDS500G2B0A");
     EXPECT_EQ(prettyName("Portable SSD 1.5 TB"), "Portable SSD");
     EXPECT_EQ(prettyName("Samsung SSD 870 EVO"), "Samsung SSD 870 EVO");
-    EXPECT_EQ(prettyName("Drive 1tb"), "Drive 1tb");  // the unit is matched as written
+    EXPECT_EQ(prettyName("Drive 1tb"), "Drive 1tb");    // the unit is matched as written
+    EXPECT_EQ(prettyName("Disk 2  TB"), "Disk 2  TB");  // at most one blank before the unit
+    EXPECT_EQ(prettyName("Model X.5TB"), "Model X.");   // a fraction needs digits before it
+    EXPECT_EQ(prettyName("Model 12.34.5TB"), "Model 12.");
+    EXPECT_EQ(prettyName("TB"), "TB");
 
     RAIDInfo raid;
     raid.setName = "Raid2TB";

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 // A small tree laid out as the kernel lays out a SATA disk, in a fresh temp folder.
 class LinuxSysfsTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         root_ = fs::temp_directory_path() /
                 ("vantrel-sysfs-" + std::to_string(::getpid()) + "-" +
@@ -102,7 +102,8 @@ TEST_F(LinuxSysfsTest, ResolveStaysInsideTheTree) {
     EXPECT_EQ(sysfs.resolve("/sys/class/block/sda"), diskPath);
     EXPECT_EQ(sysfs.resolve("/sys/class/block/sda/device"),
               "/sys/devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0");
-    EXPECT_EQ(sysfs.resolve("/sys/class/block/sda/holders/dm-0"), "/sys/devices/virtual/block/dm-0");
+    EXPECT_EQ(sysfs.resolve("/sys/class/block/sda/holders/dm-0"),
+              "/sys/devices/virtual/block/dm-0");
     // ".." after a link is taken from the link's target, as the kernel does.
     EXPECT_EQ(sysfs.resolve("/sys/class/block/sda/../../block"),
               "/sys/devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0/block");
