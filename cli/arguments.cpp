@@ -29,6 +29,34 @@ ParseResult parseCheck(const std::vector<std::string_view>& rest) {
     return {parsed, {}};
 }
 
+ParseResult parseSelfTest(const std::vector<std::string_view>& rest) {
+    Arguments parsed;
+    parsed.command = Command::selftest;
+    for (const auto arg : rest) {
+        if (arg == "--json") {
+            parsed.json = true;
+        } else if (arg == "--help" || arg == "-h") {
+            parsed.help = true;
+        } else if (arg.starts_with("-")) {
+            return failure("Unknown option for selftest: " + std::string(arg) + ".");
+        } else if (!parsed.device) {
+            auto name = kernelName(arg);
+            if (!name) return failure("Not a device name: " + std::string(arg) + ". Give a name such as sda or /dev/sda.");
+            parsed.device = std::move(*name);
+        } else if (parsed.start) {
+            return failure("selftest takes one test; got a second one: " + std::string(arg) + ".");
+        } else if (arg == "short") {
+            parsed.start = drivekit::SelfTest::Kind::short_;
+        } else if (arg == "extended") {
+            parsed.start = drivekit::SelfTest::Kind::extended;
+        } else {
+            return failure("Unknown self-test: " + std::string(arg) + ". Give short or extended.");
+        }
+    }
+    if (!parsed.device && !parsed.help) return failure("selftest needs a device, such as sda.");
+    return {parsed, {}};
+}
+
 }  // namespace
 
 std::optional<std::string> kernelName(std::string_view device) {
@@ -48,6 +76,7 @@ ParseResult parseArguments(const std::vector<std::string_view>& args) {
     }
     if (command == "--version") return {Arguments{Command::version, {}, false, false}, {}};
     if (command == "check") return parseCheck(rest);
+    if (command == "selftest") return parseSelfTest(rest);
     return failure("Unknown command: " + std::string(command) + ". Run vantrel --help for the commands.");
 }
 
@@ -56,6 +85,8 @@ std::string usageText() {
            "\n"
            "Commands:\n"
            "  check [DEVICE] [--json]   health of one drive, or of every NVMe drive\n"
+           "  selftest DEVICE [short|extended] [--json]\n"
+           "                            start a drive's own self-test, or follow it\n"
            "\n"
            "Options:\n"
            "  --help                    this text; after a command, that command's help\n"
@@ -66,14 +97,30 @@ std::string checkUsageText() {
     return "Usage: vantrel check [DEVICE] [--json]\n"
            "\n"
            "Reads a drive's own health data and rates it: tier, score, findings, forecast\n"
-           "and the raw health-log rows. DEVICE is a kernel name such as nvme0n1 or a path\n"
-           "such as /dev/nvme0n1; without it, every NVMe drive of this computer is checked.\n"
+           "and the raw health-log rows. DEVICE is a kernel name such as nvme0n1 or sda, or\n"
+           "a path such as /dev/nvme0n1; without it, every NVMe drive of this computer is\n"
+           "checked. SATA and USB drives (sda) are read live through ATA pass-through: the\n"
+           "SMART attributes, the self-test log and the drive's own SMART status.\n"
            "Reading health data needs root.\n"
            "\n"
            "  --json   print the health report as JSON (an array without DEVICE)\n"
            "\n"
            "Exit codes: 0 healthy or worth watching, 1 needs care, 2 bad command line,\n"
            "3 no such device, 4 no readable health data, 5 needs root, 6 read failed.\n";
+}
+
+std::string selfTestUsageText() {
+    return "Usage: vantrel selftest DEVICE [short|extended] [--json]\n"
+           "\n"
+           "With short or extended, asks a SATA or USB drive (such as sda) to start its own\n"
+           "self-test; the drive runs it in the background, minutes for a short test, hours\n"
+           "for an extended one. Without a test, shows whether one is running and how far it\n"
+           "got, and the drive's self-test log. Needs root.\n"
+           "\n"
+           "  --json   print the progress and the log as JSON\n"
+           "\n"
+           "Exit codes: 0 done, 2 bad command line, 3 no such device, 4 no self-tests on this\n"
+           "drive, 5 needs root, 6 the drive didn't start the test.\n";
 }
 
 }  // namespace cli

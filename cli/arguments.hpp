@@ -6,15 +6,18 @@
 #include <string_view>
 #include <vector>
 
+#include "drivekit/health/self_test.hpp"
+
 namespace cli {
 
-enum class Command { none, help, version, check };
+enum class Command { none, help, version, check, selftest };
 
 struct Arguments {
     Command command = Command::none;
     std::optional<std::string> device;  // kernel name, "/dev/" already removed
     bool json = false;
     bool help = false;                  // --help after a subcommand
+    std::optional<drivekit::SelfTest::Kind> start = std::nullopt;  // selftest: the test, or none
 };
 
 struct ParseResult {
@@ -30,5 +33,6 @@ std::optional<std::string> kernelName(std::string_view device);
 
 std::string usageText();
 std::string checkUsageText();
+std::string selfTestUsageText();
 
 }  // namespace cli

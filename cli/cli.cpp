@@ -5,8 +5,10 @@
 #include "cli/arguments.hpp"
 #include "cli/check_command.hpp"
 #include "cli/exit_codes.hpp"
+#include "cli/selftest_command.hpp"
 #include "drivekit/core/version.hpp"
 #include "platform/linux/linux_nvme_admin.hpp"
+#include "platform/linux/linux_sg_drive.hpp"
 #include "platform/linux/linux_sysfs.hpp"
 
 namespace cli {
@@ -27,6 +29,8 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
             return exitOK;
         case Command::check:
             return runCheck(arguments, machine, out, err);
+        case Command::selftest:
+            return runSelfTest(arguments, machine, out, err);
         case Command::none:
             break;
     }
@@ -44,7 +48,13 @@ int main(int argc, char** argv) {
     }
     platform::LinuxSysfs sysfs;
     platform::LinuxNVMeAdmin nvme(sysfs, "/dev");
-    Machine machine{sysfs, nvme, drivekit::Locale::current()};
+    const OpenSCSI openSCSI = [](std::string_view name)
+        -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
+        auto opened = platform::LinuxSGDrive::open("/dev/" + std::string(name));
+        if (!opened) return drivekit::Unexpected(opened.error());
+        return std::unique_ptr<drivekit::SCSIDrive>(std::move(opened).value());
+    };
+    Machine machine{sysfs, nvme, drivekit::Locale::current(), openSCSI};
     return run(args, machine, std::cout, std::cerr);
 }
 

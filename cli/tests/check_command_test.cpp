@@ -124,7 +124,7 @@ TEST_F(CheckCommand, BadInputGetsOneSentenceAndItsOwnExitCode) {
     };
     const std::vector<Case> cases = {
         {{"check", "nosuch0"}, cli::exitNoDevice, "no such device: /dev/nosuch0."},
-        {{"check", "sda"}, cli::exitNotSupported, "/dev/sda is not an NVMe drive"},
+        {{"check", "mmcblk0"}, cli::exitNoDevice, "no such device: /dev/mmcblk0."},
         {{"check", "sda1"}, cli::exitNotSupported, "/dev/sda1 is a partition"},
         {{"check", "/etc/passwd"}, cli::exitUsage, "Not a device name: /etc/passwd."},
         {{"check", "nvme0n1", "sda"}, cli::exitUsage, "check takes one device"},

@@ -26,6 +26,9 @@ public:
 
     /// Sends one command block and reads up to `dataIn` bytes back (0 for none), waiting
     /// at most `timeoutSeconds`. The answer may hold fewer bytes than asked for.
+    /// An ATA PASS-THROUGH that asks for the ATA registers (the check-condition bit, no
+    /// data) ends in CHECK CONDITION on success; its answer is then the sense data that
+    /// holds them (ASC/ASCQ 00h/1Dh), for Sense::ataRegisters to read.
     virtual Answer command(ByteView cdb, std::int64_t dataIn, double timeoutSeconds) = 0;
 
     /// The transport's diagnostics for this drive.

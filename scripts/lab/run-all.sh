@@ -39,5 +39,16 @@ scenario() {
 scenario nvme-healthy nvme-check.guest.sh -d nvme,sata
 scenario nvme-read-only nvme-check.guest.sh -d nvme --nvme-critical-warning 8
 
+# The lab's emulated USB-to-SATA bridge, starting healthy; the guest switches it to its
+# failing configuration through the host hook. $1 is its transport: bot or uas.
+satbridge() {
+  printf '%s' "cp '$lab/emu/configs/healthy.json' \"\$HWLAB_WORK/satbridge.json\"; " \
+    "exec python3 '$lab/emu/usbredir_satbridge.py' --transport $1" \
+    " --image \"\$HWLAB_IMG_DIR/usbredir0.img\" --config \"\$HWLAB_WORK/satbridge.json\""
+}
+scenario ata-sata ata-check.guest.sh -d sata,usb-storage
+scenario ata-bridge-bot ata-check.guest.sh -d none -H "$lab/guest/hooks" -U "$(satbridge bot)"
+scenario ata-bridge-uas ata-check.guest.sh -d none -H "$lab/guest/hooks" -U "$(satbridge uas)"
+
 echo "lab: $passed passed, $failed failed, $skipped skipped"
 [[ $failed -eq 0 ]]

@@ -124,17 +124,5 @@ TEST(ATAFamily, NamesComeBeforeSignaturesAndSignaturesBeforeMakers) {
               Kind::marvellSanDisk);
 }
 
-TEST(ATAFamily, TableRowsCarryTheirUnitsAndNoise) {
-    const ATAFamily crucial = ATAFamily::of(Kind::crucial);
-    ASSERT_TRUE(crucial.written);
-    EXPECT_EQ(crucial.written->id, 246);
-    EXPECT_EQ(crucial.written->unit, 512u);
-    EXPECT_EQ(ATAFamily::of(Kind::siliconMotion).written->unit, 33'554'432u);
-    EXPECT_EQ(ATAFamily::of(Kind::phison).ignored, (std::set<std::uint8_t>{3, 7, 8, 10, 197}));
-    EXPECT_EQ(ATAFamily::of(Kind::generic).averageErase, (std::vector<std::uint8_t>{167, 173}));
-    EXPECT_FALSE(ATAFamily::of(Kind::generic).written);
-    EXPECT_EQ(ATAFamilyText::raw(Kind::toshibaOCZ), "toshibaOCZ");
-}
-
 }  // namespace
 }  // namespace drivekit

@@ -23,7 +23,7 @@ IdentifyPage typicalSSD() {
         .word(77, 0x0006)  // negotiated gen 3
         .word(82, 0x746B)
         .word(85, 0x7469)
-        .word(100, 0x6DB0)
+        .word(100, 0x6030)
         .word(101, 0x3A38)  // 976,773,168 sectors
         .word(106, 0x6003)
         .word(217, 0x0001);

@@ -103,12 +103,6 @@ TEST(ATAReadings, RawCountersAreReadAtTheirOwnWidths) {
     EXPECT_EQ(read({attr(9, 100, 0x00FF'FFFF)}).powerOnHours, 0xFF'FFFFu);
 }
 
-TEST(ATAReadings, DataErrorsCountAnAbsentHalfAsZero) {
-    EXPECT_EQ(read({attr(198, 100, 3)}).dataErrors(), 3u);
-    EXPECT_EQ(read({attr(187, 100, 4)}).dataErrors(), 4u);
-    EXPECT_EQ(read({attr(187, 100, 0)}).dataErrors(), 0u);
-}
-
 TEST(ATAReadings, SpinRetriesNeverForAnSSD) {
     EXPECT_EQ(read({attr(10, 100, 2)}, genericModel, true).spinRetries, std::nullopt);
     EXPECT_EQ(read({attr(10, 100, 2)}, genericModel, std::nullopt).spinRetries, 2u);
@@ -162,11 +156,11 @@ TEST(ATAReadings, WrittenBytesWithTheFamilyUnit) {
     EXPECT_EQ(read({attr(246, 100, 1000)}, mx500Model).writtenBytes, 512'000u);
     // The MX500 doesn't use 241; it isn't read as a fallback.
     EXPECT_EQ(read({attr(241, 100, 1000)}, mx500Model).writtenBytes, std::nullopt);
-    EXPECT_EQ(read({attr(241, 100, 3)}, phisonModel).writtenBytes, 3u * 1'073'741'824u);
+    EXPECT_EQ(read({attr(241, 100, 3)}, phisonModel).writtenBytes, 3ull * 1'073'741'824u);
     EXPECT_EQ(read({attr(241, 100, 0)}, phisonModel).writtenBytes, std::nullopt);
     // All 48 bits of the raw count, and a product past 64 bits stops at the top.
     EXPECT_EQ(read({attr(241, 100, 0x1'0000'0000)}, phisonModel).writtenBytes,
-              0x1'0000'0000u * 1'073'741'824u);
+              0x1'0000'0000ull * 1'073'741'824u);
     EXPECT_EQ(read({attr(241, 100, 0xFFFF'FFFF'FFFF)}, phisonModel).writtenBytes,
               std::numeric_limits<std::uint64_t>::max());
 }
@@ -180,17 +174,17 @@ TEST(ATAReadings, WrittenBytesUnitWorkedOutFromEraseCounts) {
     EXPECT_EQ(estimate({attr(241, 100, 1000)}), 512'000u);
     // 1 TB × 50 erases = 50 TB through the flash; 20,000 GiB units from the host is
     // 21.5 TB, a ratio of 2.33: GiB.
-    EXPECT_EQ(estimate({attr(241, 100, 20'000), attr(167, 100, 50)}), 20'000u * 1'073'741'824u);
+    EXPECT_EQ(estimate({attr(241, 100, 20'000), attr(167, 100, 50)}), 20'000ull * 1'073'741'824u);
     // 640,000 units of 32 MiB = 21.5 TB: the same drive counting in 32 MiB.
-    EXPECT_EQ(estimate({attr(241, 100, 640'000), attr(167, 100, 50)}), 640'000u * 33'554'432u);
+    EXPECT_EQ(estimate({attr(241, 100, 640'000), attr(167, 100, 50)}), 640'000ull * 33'554'432u);
     // 42 billion sectors = 21.5 TB.
     EXPECT_EQ(estimate({attr(241, 100, 42'000'000'000), attr(167, 100, 50)}),
-              42'000'000'000u * 512u);
+              42'000'000'000ull * 512u);
     // Nothing fits (ratio far outside 0.9 to 25): the plain answer.
-    EXPECT_EQ(estimate({attr(241, 100, 7), attr(167, 100, 50)}), 7u * 512u);
+    EXPECT_EQ(estimate({attr(241, 100, 7), attr(167, 100, 50)}), 7ull * 512u);
     // Zero erases or no capacity: the plain answer.
-    EXPECT_EQ(estimate({attr(241, 100, 20'000), attr(167, 100, 0)}), 20'000u * 512u);
-    EXPECT_EQ(estimate({attr(241, 100, 20'000), attr(167, 100, 50)}, 0), 20'000u * 512u);
+    EXPECT_EQ(estimate({attr(241, 100, 20'000), attr(167, 100, 0)}), 20'000ull * 512u);
+    EXPECT_EQ(estimate({attr(241, 100, 20'000), attr(167, 100, 50)}, 0), 20'000ull * 512u);
 }
 
 // The window of plausible write amplification is inclusive at both ends.
@@ -206,7 +200,7 @@ TEST(ATAReadings, WrittenBytesUnitWindowEdges) {
     // 26: out, and 32 MiB's ratio of 832 is out too.
     EXPECT_EQ(ratioWith(26, 1), 512u);
     // 0.9 exactly at the bottom edge: 9 erases over 10 GiB.
-    EXPECT_EQ(ratioWith(9, 10), 10u * 1'073'741'824u);
+    EXPECT_EQ(ratioWith(9, 10), 10ull * 1'073'741'824u);
 }
 
 TEST(ATAReadings, WearLevelingHoldsItsAverageInTheHighHalf) {
@@ -214,12 +208,12 @@ TEST(ATAReadings, WearLevelingHoldsItsAverageInTheHighHalf) {
     // 173's raw: minimum 3 low, average 50 high.
     const auto estimate = ATAReadings::writtenBytesEstimate(
         attributeTable({attr(241, 100, 20'000), attr(173, 100, (50u << 16) | 3u)}), generic, TB);
-    EXPECT_EQ(estimate, 20'000u * 1'073'741'824u);
+    EXPECT_EQ(estimate, 20'000ull * 1'073'741'824u);
     // 167 is trusted before 173.
     const auto both = ATAReadings::writtenBytesEstimate(
         attributeTable({attr(241, 100, 20'000), attr(173, 100, 5000), attr(167, 100, 50)}),
         generic, TB);
-    EXPECT_EQ(both, 20'000u * 1'073'741'824u);
+    EXPECT_EQ(both, 20'000ull * 1'073'741'824u);
 }
 
 TEST(ATAReadings, SpareVerdicts) {

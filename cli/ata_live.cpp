@@ -1,0 +1,193 @@
+#include "cli/ata_live.hpp"
+
+#include <cerrno>
+#include <iomanip>
+
+#include "cli/exit_codes.hpp"
+#include "cli/scsi_disks.hpp"
+#include "drivekit/core/platform_words.hpp"
+#include "drivekit/core/text.hpp"
+#include "drivekit/health/report.hpp"
+#include "drivekit/health/report_json.hpp"
+#include "platform/linux/errno_text.hpp"
+
+namespace cli {
+
+using namespace drivekit;
+
+namespace {
+
+std::string dev(std::string_view name) { return "/dev/" + std::string(name); }
+
+// The live path serves internal SATA disks too, which the USB wording doesn't fit.
+std::string sourceFor(Transport transport) {
+    if (transport == Transport::usb) return ReadingSource::ataLive();
+    return PlatformWords::forLinux(
+        "ATA SMART through macOS's own SATA driver, read live without unmounting anything.");
+}
+
+void row(std::ostream& out, std::string_view label, std::string_view value) {
+    out << "  " << std::left << std::setw(34) << label << value << '\n';
+}
+
+// Where a failing row's mark starts: after the widest raw value, 48 bits in decimal.
+constexpr std::size_t rawColumnEnd = 2 + 3 + 2 + 27 + 1 + 6 + 2 + 5 + 2 + 5 + 2 + 9 + 2 + 15 + 2;
+
+void printAttributes(const std::vector<ATAAttribute>& attributes, std::ostream& out) {
+    out << "\nSMART attributes\n";
+    if (attributes.empty()) {
+        out << "  The drive returned no SMART attributes.\n";
+        return;
+    }
+    out << text::format("  %3s  %-27s %-6s  %5s  %5s  %9s  %s\n", "ID", "Name", "Flags", "Value",
+                        "Worst", "Threshold", "Raw");
+    for (const auto& a : attributes) {
+        std::string line = text::format("  %3u  %-27s 0x%04X  %5u  %5u  %9u  %llu", a.id,
+                                        a.name().c_str(), a.flags, a.value, a.worst, a.threshold,
+                                        static_cast<unsigned long long>(a.raw));
+        if (a.isFailingNow()) line += std::string(rawColumnEnd > line.size() ? rawColumnEnd - line.size() : 1, ' ') + "failing now";
+        out << line << '\n';
+    }
+}
+
+}  // namespace
+
+std::string noPassThroughSentence(const Drive& drive) {
+    if (drive.transport == Transport::usb) {
+        return dev(drive.bsdName) + ": This enclosure doesn't pass health requests through to the drive.";
+    }
+    return dev(drive.bsdName) + " doesn't answer ATA health requests.";
+}
+
+ATASMARTLib::Connect ataConnect(const Machine& machine) {
+    return [&machine](std::string_view name) -> std::unique_ptr<SCSIDrive> {
+        if (!machine.openSCSI) return nullptr;
+        auto opened = machine.openSCSI(name);
+        if (!opened) return nullptr;
+        return std::move(opened).value();
+    };
+}
+
+std::optional<int> ataReachable(std::string_view name, const Machine& machine, std::ostream& err) {
+    if (!machine.openSCSI) {
+        err << "vantrel: " << dev(name) << " can't take SCSI commands on this computer.\n";
+        return exitNotSupported;
+    }
+    const auto opened = machine.openSCSI(name);
+    if (opened) return std::nullopt;
+    switch (opened.error()) {
+        case ENOENT:
+        case ENXIO:
+        case ENODEV:
+            err << "vantrel: no such device: " << dev(name) << ".\n";
+            return exitNoDevice;
+        case EACCES:
+        case EPERM:
+            err << "vantrel: Reading the health of " << dev(name) << " needs root: run it with sudo.\n";
+            return exitNoPermission;
+        default:
+            err << "vantrel: " << dev(name) << " can't be opened: " << platform::errnoText(opened.error())
+                << ".\n";
+            return exitReadFailed;
+    }
+}
+
+std::variant<ATALiveReading, int> readATALive(std::string_view name, const Machine& machine,
+                                              std::ostream& err) {
+    if (auto refused = ataReachable(name, machine, err)) return *refused;
+    const auto connect = ataConnect(machine);
+
+    ATALiveReading reading;
+    reading.drive = scsiDiskDrive(name, machine.sysfs);
+    reading.source = sourceFor(reading.drive.transport);
+
+    auto identity = ATASMARTLib::identify(connect, name);
+    if (!identity) {
+        using Kind = ATASMARTLib::IdentifyFailure::Kind;
+        const auto& failure = identity.error();
+        if (failure.kind == Kind::notCapable) {
+            err << "vantrel: " << noPassThroughSentence(reading.drive) << '\n';
+            return exitNotSupported;
+        }
+        err << "vantrel: " << dev(name) << ": " << failure.text() << ".\n";
+        return failure.kind == Kind::unusable ? exitNotSupported : exitReadFailed;
+    }
+    reading.identity = std::move(identity).value();
+    reading.attributes = ATASMARTLib::attributes(connect, name).value_or(std::vector<ATAAttribute>{});
+    reading.selfTests = ATASMARTLib::selfTestLog(connect, name);
+    reading.smartStatus = SMARTStatusRules::ata(connect, name);
+
+    // A USB bridge may call any disk rotating; the drive's own rotation rate wins.
+    const std::optional<bool> isSSD =
+        reading.identity.isSSD() ? reading.identity.isSSD() : reading.drive.isSolidState;
+    reading.readings = ATAReadings::make(reading.attributes, reading.identity.model,
+                                         reading.identity.firmware, isSSD,
+                                         reading.identity.capacityBytes());
+    return reading;
+}
+
+int ataExitCode(const ATALiveReading& reading) {
+    const bool needsCare =
+        reading.smartStatus == SMARTStatus::failing || reading.readings.anyFailingNow;
+    return needsCare ? exitNeedsCare : exitOK;
+}
+
+void printATAReading(const ATALiveReading& reading, const Locale& locale, std::ostream& out) {
+    const Drive& drive = reading.drive;
+    const std::string model = reading.identity.model.empty() ? drive.model : reading.identity.model;
+    out << drive.device() << "  " << model << "  (" << TransportText::label(drive.transport);
+    if (drive.sizeBytes > 0) out << ", " << ByteSize::decimal(drive.sizeBytes, locale);
+    out << ")\n";
+    row(out, "S.M.A.R.T. status", SMARTStatusText::label(reading.smartStatus));
+    if (!reading.identity.serial.empty()) row(out, "Serial number", reading.identity.serial);
+    if (!reading.identity.firmware.empty()) row(out, "Firmware", reading.identity.firmware);
+    if (reading.readings.powerOnHours) {
+        row(out, "Power-on hours", LocalFormat::count(*reading.readings.powerOnHours, locale));
+    }
+    if (reading.readings.temperatureC) {
+        row(out, "Temperature", LocalFormat::celsius(*reading.readings.temperatureC, locale));
+    }
+    if (!reading.identity.smartEnabled) row(out, "SMART", "Turned off on this drive");
+    out << "  Read from: " << reading.source << '\n';
+    printAttributes(reading.attributes, out);
+    out << "\nSelf-test log\n";
+    printSelfTestLog(reading.selfTests, locale, out);
+}
+
+json::Object ataReadingJSON(const ATALiveReading& reading) {
+    json::Object object = json::Object::object();
+    object["drive"] = ReportJSON::drive(reading.drive);
+    object["source"] = reading.source;
+    object["model"] = reading.identity.model;
+    object["serial"] = reading.identity.serial;
+    object["firmware"] = reading.identity.firmware;
+    json::putOptional(object, "isSSD", reading.readings.isSSD);
+    json::putOptional(object, "temperatureC", reading.readings.temperatureC);
+    json::putOptional(object, "powerOnHours", reading.readings.powerOnHours);
+    object["smartStatus"] = std::string(SMARTStatusText::raw(reading.smartStatus));
+    json::Object attributes = json::Object::array();
+    for (const auto& attribute : reading.attributes) attributes.push_back(ReportJSON::ataAttribute(attribute));
+    object["attributes"] = std::move(attributes);
+    json::Object selfTests = json::Object::array();
+    for (const auto& entry : reading.selfTests) selfTests.push_back(ReportJSON::selfTestEntry(entry));
+    object["selfTests"] = std::move(selfTests);
+    object["ata"] = ReportJSON::ataReadings(reading.readings);
+    if (reading.identity.sataLink) object["sataLink"] = ReportJSON::sataLink(*reading.identity.sataLink);
+    return object;
+}
+
+void printSelfTestLog(const std::vector<SelfTest::Entry>& entries, const Locale& locale, std::ostream& out) {
+    if (entries.empty()) {
+        out << "  None logged.\n";
+        return;
+    }
+    for (const auto& entry : entries) {
+        std::string line = text::format("  %-17s %-35s", entry.testName().c_str(),
+                                        SelfTest::label(entry.outcome).c_str());
+        line += LocalFormat::count(entry.powerOnHours, locale) + " hours";
+        if (entry.failingLBA) line += ", first bad sector " + LocalFormat::count(*entry.failingLBA, locale);
+        out << line << '\n';
+    }
+}
+
+}  // namespace cli

@@ -1,0 +1,27 @@
+#include "drivekit/health/sat_non_data.hpp"
+
+#include <gtest/gtest.h>
+
+namespace drivekit {
+namespace {
+
+using SAT::Variant;
+
+TEST(SATNonData, ReturnStatusAsksForTheRegisters) {
+    EXPECT_EQ(SAT::smartReturnStatus(Variant::sixteen),
+              (Bytes{0x85, 0x06, 0x20, 0x00, 0xDA, 0x00, 0x00, 0x00, 0x00, 0x00, 0x4F, 0x00,
+                     0xC2, 0x00, 0xB0, 0x00}));
+    EXPECT_EQ(SAT::smartReturnStatus(Variant::twelve),
+              (Bytes{0xA1, 0x06, 0x20, 0xDA, 0x00, 0x00, 0x4F, 0xC2, 0x00, 0xB0, 0x00, 0x00}));
+}
+
+TEST(SATNonData, SelfTestsStartOffLineWithoutAskingForRegisters) {
+    EXPECT_EQ(SAT::smartExecuteOffLineImmediate(Variant::sixteen, SAT::ata::shortSelfTestOffLine),
+              (Bytes{0x85, 0x06, 0x00, 0x00, 0xD4, 0x00, 0x00, 0x00, 0x01, 0x00, 0x4F, 0x00,
+                     0xC2, 0x00, 0xB0, 0x00}));
+    EXPECT_EQ(SAT::smartExecuteOffLineImmediate(Variant::twelve, SAT::ata::extendedSelfTestOffLine),
+              (Bytes{0xA1, 0x06, 0x00, 0xD4, 0x00, 0x02, 0x4F, 0xC2, 0x00, 0xB0, 0x00, 0x00}));
+}
+
+}  // namespace
+}  // namespace drivekit

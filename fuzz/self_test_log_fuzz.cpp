@@ -1,0 +1,18 @@
+// SMART self-test log decoding on arbitrary bytes, with the JSON round trip of each entry.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#include "drivekit/health/self_test.hpp"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace drivekit;
+    const auto entries = SelfTest::parseLog(ByteView(data, size));
+    if (entries.size() > 21) std::abort();
+    for (const auto& entry : entries) {
+        if (SelfTest::Entry::fromJSON(entry.toJSON()) != entry) std::abort();
+        volatile std::size_t words = entry.kindLabel().size() + SelfTest::label(entry.outcome).size();
+        (void)words;
+    }
+    return 0;
+}

@@ -1,0 +1,50 @@
+#!/bin/sh
+# Guest side of the live ATA checks: prints what smartctl and vantrel read from the same
+# SATA disk (libata) or emulated USB-to-SATA bridge (usb-storage or uas), and how vantrel
+# answers a USB disk that refuses ATA pass-through, between markers compare.py parses.
+# Runs the parts whose devices the lab attached: sata, usb-storage, usbredir0 (the bridge).
+. /hwlab/lib.sh
+
+# block NAME CMD...: stdout only, so JSON stays parseable; with_stderr NAME CMD...: both.
+block() { echo "LAB-BEGIN $1"; shift; "$@"; echo "LAB-END rc=$?"; }
+with_stderr() { echo "LAB-BEGIN $1"; shift; "$@" 2>&1; echo "LAB-END rc=$?"; }
+
+# Everything both tools read from one disk; $1 prefixes the block names, $2 is the disk,
+# the rest are smartctl's device options.
+read_both() {
+  p=$1 d=$2; shift 2
+  block "$p-smartctl" smartctl "$@" -a -j "/dev/$d"
+  block "$p-check-json" vantrel check "$d" --json
+}
+
+sata=$(hwlab_disk_of sata 2>/dev/null)
+if [ -n "$sata" ]; then
+  read_both sata "$sata"
+  with_stderr sata-check-text vantrel check "/dev/$sata"
+  # A self-test started by vantrel shows in both logs (QEMU logs it at once as passed).
+  with_stderr sata-selftest-start vantrel selftest "$sata" short
+  sleep 1
+  block sata-smartctl-selftest smartctl -l selftest -j "/dev/$sata"
+  block sata-selftest-json vantrel selftest "$sata" --json
+  block sata-check-after vantrel check "$sata" --json
+  grep -q '^nobody:' /etc/passwd 2>/dev/null || echo 'nobody:x:65534:65534:nobody:/:/bin/sh' >>/etc/passwd
+  with_stderr sata-unprivileged su -s /bin/sh nobody -c "vantrel check $sata"
+fi
+
+usb=$(hwlab_disk_of usb-storage 2>/dev/null)
+if [ -n "$usb" ]; then
+  with_stderr usb-refused vantrel check "$usb"
+  with_stderr usb-selftest-refused vantrel selftest "$usb" short
+fi
+
+bridge=$(hwlab_disk_of usbredir0 2>/dev/null)
+if [ -n "$bridge" ]; then
+  echo "bridge driver: $(basename "$(readlink -f /sys/class/block/$bridge/device/../../../driver 2>/dev/null)")"
+  read_both bridge "$bridge" -d sat
+  with_stderr bridge-selftest-start vantrel selftest "$bridge" short
+  block bridge-smartctl-selftest smartctl -d sat -l selftest -j "/dev/$bridge"
+  block bridge-selftest-json vantrel selftest "$bridge" --json
+  hwlab_host satbridge-config failing
+  read_both failing "$bridge" -d sat
+  with_stderr failing-check-text vantrel check "$bridge"
+fi
