@@ -1,0 +1,296 @@
+#include "drivekit/health/health_document.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+#include "drivekit/core/version.hpp"
+#include "drivekit/summary/tests/summary_fixtures.hpp"
+
+namespace drivekit {
+namespace {
+
+using fixtures::attribute;
+using Status = IndicatorStatus;
+using Signal = Finding::Signal;
+
+// 2026-11-15T14:00:00Z
+const HealthDocument::Date kNoon =
+    std::chrono::sys_days{std::chrono::year{2026} / std::chrono::November / 15} +
+    std::chrono::hours{14};
+
+HealthDocument::Source nvmeSource() {
+    const Drive drive = fixtures::nvmeDrive();
+    const auto health = fixtures::nvmeHealth();
+    return HealthDocument::Source{drive, fixtures::nvmeReport(health, drive), health,
+                                  ReadMethod::nvmeSMART, SMARTStatus::verified};
+}
+
+/// A SATA SSD in a USB enclosure, read by hand-over: a worn drive with a failed self-test
+/// and an attribute past its threshold that no row names.
+HealthDocument::Source usbSource() {
+    Drive drive = fixtures::usbDrive();
+    drive.volumes = {Volume{"sdb1", "Photos/2025", "/media/ana/Photos", "exfat", {}},
+                     Volume{"sdb2", std::nullopt, std::nullopt, std::nullopt, {}}};
+    const std::vector<Finding> findings{
+        {Verdict::failing,
+         "The drive's last self-test failed on a read error. First bad sector: "
+         "1,234,567.",
+         Signal::selfTest},
+        {Verdict::watch, "3 sectors or blocks have been replaced with spares.", Signal::sectors},
+        {Verdict::healthy,
+         "5 connection (CRC) errors: usually the cable or enclosure, not the "
+         "drive.",
+         Signal::connection},
+    };
+    const std::vector<SelfTest::Entry> tests{
+        {1, SelfTest::Outcome::readFailure, 11'950, 1'234'567u},
+        {2, SelfTest::Outcome::passed, 9'000, std::nullopt},
+        {9, SelfTest::Outcome::abortedByHost, 100, std::nullopt},
+    };
+    auto report =
+        fixtures::ataReport(drive,
+                            {attribute(5, 100, 3), attribute(9, 99, 12'000), attribute(181, 100, 0),
+                             attribute(199, 200, 5), attribute(231, 80, 0), attribute(194, 35, 36),
+                             attribute(3, 20, 0, 21, 0x0027)},
+                            findings, tests);
+    report.score = 40;
+    report.forecast = LifeForecast{4.2649, 9.0451, LifeForecast::Confidence::low, false};
+    report.sataLink = SATALink{SATALink::Speed::gen3, SATALink::Speed::gen3};
+    return HealthDocument::Source{drive, report, std::nullopt, ReadMethod::ataSMARTHandOver,
+                                  SMARTStatus::notSupported};
+}
+
+const HealthDocument::Indicator* row(const HealthDocument& document, std::string_view label) {
+    for (const auto& indicator : document.indicators) {
+        if (indicator.label == label) return &indicator;
+    }
+    return nullptr;
+}
+
+bool containsNull(const json::Object& value) {
+    if (value.is_null()) return true;
+    if (value.is_structured()) {
+        for (const auto& item : value) {
+            if (containsNull(item)) return true;
+        }
+    }
+    return false;
+}
+
+TEST(HealthDocument, AnNVMeDrive) {
+    const auto document = HealthDocument::make(nvmeSource(), kNoon, false);
+    EXPECT_EQ(document.schemaVersion, 1);
+    EXPECT_EQ(document.generator.name, "Vantrel");
+    EXPECT_EQ(document.generator.version, version());
+    EXPECT_EQ(document.checkedAt, kNoon);
+    // A name that is the model is cleaned for reading; the model stays as the drive said.
+    EXPECT_EQ(document.drive.name, "Samsung SSD 980 PRO");
+    EXPECT_EQ(document.drive.model, "Samsung SSD 980 PRO 1TB");
+    EXPECT_EQ(document.drive.connection, "Internal");
+    EXPECT_EQ(document.drive.transferMode, "PCIe 4.0 ×4");
+    EXPECT_EQ(document.drive.serial, "••••3456");
+    EXPECT_EQ(document.drive.serialMasked, true);
+    EXPECT_TRUE(document.drive.volumes.empty());
+    EXPECT_EQ(document.health.tier, Tier::healthy);
+    EXPECT_EQ(document.health.title, "This drive is healthy.");
+    EXPECT_TRUE(document.health.line.starts_with("It has used 3% of its rated life."));
+    EXPECT_EQ(document.figures.lifeUsedPercent, 3);
+    EXPECT_EQ(document.figures.unsafeShutdowns, 14u);
+    ASSERT_EQ(document.indicators.size(), 7u);
+    EXPECT_EQ(document.indicators[0],
+              (HealthDocument::Indicator{"Life left", "97%", Status::ok, 97}));
+    EXPECT_EQ(document.indicators[1].value, "100% (threshold 10%)");
+    EXPECT_EQ(document.indicators[4].value, "38 °C");
+    EXPECT_EQ(document.reading.method, ReadMethod::nvmeSMART);
+    EXPECT_EQ(document.reading.description, "NVMe SMART, read live from the internal SSD.");
+
+    // No self-test log on NVMe, yet the list is there.
+    const auto object = document.toJSON();
+    EXPECT_TRUE(object["selfTests"].is_array());
+    EXPECT_TRUE(object["selfTests"].empty());
+    EXPECT_FALSE(object.contains("benchmark"));
+    EXPECT_FALSE(object.contains("surfaceScan"));
+
+    const auto whole = HealthDocument::make(nvmeSource(), kNoon, true);
+    EXPECT_EQ(whole.drive.serial, "S5GXNF0R123456");
+    EXPECT_EQ(whole.drive.serialMasked, false);
+}
+
+TEST(HealthDocument, NoSerialMeansNeitherKey) {
+    auto source = nvmeSource();
+    source.report->serial = "   ";
+    const auto object = HealthDocument::make(source, kNoon, false).toJSON();
+    EXPECT_FALSE(object["drive"].contains("serial"));
+    EXPECT_FALSE(object["drive"].contains("serialMasked"));
+}
+
+TEST(HealthDocument, ADriveWithNothingReadIsAValidLimitedDocument) {
+    HealthDocument::Source source;
+    source.drive = fixtures::usbDrive();
+    source.method = ReadMethod::ataSMARTLive;  // ignored without a report
+    const auto document = HealthDocument::make(source, kNoon, false);
+    EXPECT_EQ(document.health.tier, Tier::limited);
+    EXPECT_EQ(document.health.score, std::nullopt);
+    EXPECT_EQ(document.health.title, "Limited health info for this drive.");
+    EXPECT_EQ(document.health.line,
+              "Vantrel hasn’t read this drive’s health data over USB, so there’s no health score.");
+    EXPECT_EQ(document.reading.method, ReadMethod::none);
+    EXPECT_TRUE(document.reading.description.starts_with(
+        "Connected over USB through its ASMedia ASM235CM bridge. Linux doesn't read"));
+    EXPECT_EQ(document.checkedAt, std::nullopt);
+    EXPECT_TRUE(document.indicators.empty());
+    EXPECT_EQ(document.figures, HealthDocument::Figures{});
+    // Named after its volume, so the bridge's model isn't told as the drive's.
+    EXPECT_EQ(document.drive.model, std::nullopt);
+
+    const auto object = document.toJSON();
+    EXPECT_FALSE(containsNull(object));
+    EXPECT_TRUE(object["figures"].is_object() && object["figures"].empty());
+    EXPECT_FALSE(object["health"].contains("score"));
+    EXPECT_FALSE(object.contains("checkedAt"));
+
+    source.drive.usb->productID = 0x2362;  // an NVMe bridge
+    EXPECT_TRUE(HealthDocument::make(source, kNoon, false)
+                    .health.line.starts_with("Its USB enclosure has an NVMe bridge"));
+}
+
+TEST(HealthDocument, ATARowsAndTheirStatuses) {
+    const auto document = HealthDocument::make(usbSource(), kNoon, false);
+    std::vector<std::string> labels;
+    for (const auto& indicator : document.indicators) labels.push_back(indicator.label);
+    EXPECT_EQ(labels,
+              (std::vector<std::string>{"Life left", "Reallocated sectors", "Program fail count",
+                                        "Last self-test", "Interface CRC errors", "Temperature",
+                                        ATAAttribute::nameFor(3)}));
+    EXPECT_EQ(*row(document, "Life left"),
+              (HealthDocument::Indicator{"Life left", "80%", Status::ok, 80}));
+    EXPECT_EQ(row(document, "Reallocated sectors")->status, Status::watch);
+    // A row no rule judges only tells, until an attribute behind it fails.
+    EXPECT_EQ(row(document, "Program fail count")->status, Status::info);
+    EXPECT_EQ(row(document, "Interface CRC errors")->status, Status::info);
+    EXPECT_EQ(row(document, "Last self-test")->value, "Short · Failed: read");
+    EXPECT_EQ(row(document, "Last self-test")->status, Status::failing);
+    EXPECT_EQ(row(document, "Temperature")->value, "36 °C");
+    EXPECT_EQ(document.indicators.back().status, Status::failing);
+    EXPECT_EQ(document.indicators.back().value, "0");
+
+    ASSERT_EQ(document.selfTests.size(), 3u);
+    EXPECT_EQ(document.selfTests[0],
+              (HealthDocument::SelfTestRun{"short", SelfTest::Outcome::readFailure, true, 11'950,
+                                           1'234'567u}));
+    EXPECT_EQ(document.selfTests[2].kind, "other");
+    EXPECT_FALSE(document.selfTests[2].failed);
+
+    EXPECT_EQ(document.health.tier, Tier::failing);
+    EXPECT_EQ(document.health.findings.size(), 3u);
+    EXPECT_EQ(document.drive.transferMode, "SATA 6 Gb/s");
+    EXPECT_EQ(document.drive.connection, "USB");
+    EXPECT_EQ(document.figures.lifeUsedPercent, std::nullopt);
+    EXPECT_EQ(document.figures.lifeLeftPercent, 80);
+}
+
+TEST(HealthDocument, ForecastIsRoundedToTwoDecimals) {
+    const auto document = HealthDocument::make(usbSource(), kNoon, false);
+    ASSERT_TRUE(document.health.forecast);
+    EXPECT_EQ(document.health.forecast->lowYears, 4.26);
+    EXPECT_EQ(document.health.forecast->highYears, 9.05);
+    EXPECT_EQ(document.health.forecast->text, "4–9 years");
+    const auto text = HealthDocument::json(document);
+    EXPECT_NE(text.find("\"lowYears\": 4.26,"), std::string::npos);
+    EXPECT_NE(text.find("\"highYears\": 9.05"), std::string::npos);
+}
+
+TEST(HealthDocument, WrittenSortedPrettyWithSlashesAndUTCDates) {
+    auto document = HealthDocument::make(usbSource(), kNoon, false);
+    document.benchmark = HealthDocument::Benchmark{
+        kNoon - std::chrono::hours{24}, 3, 410.5, 380.25, 30.1, 60.9, "USB 10 Gb/s", 1000, 4};
+    const std::string text = HealthDocument::json(document);
+
+    // Sorted: benchmark before checkedAt, and schemaVersion after reading.
+    EXPECT_LT(text.find("\"benchmark\""), text.find("\"checkedAt\""));
+    EXPECT_LT(text.find("\"reading\""), text.find("\"schemaVersion\""));
+    EXPECT_EQ(text.substr(0, 17), "{\n  \"benchmark\": ");
+    // A volume named with a slash keeps it unescaped.
+    EXPECT_NE(text.find("\"Photos/2025\""), std::string::npos);
+    EXPECT_EQ(text.find("\\/"), std::string::npos);
+    EXPECT_NE(text.find("\"checkedAt\": \"2026-11-15T14:00:00Z\""), std::string::npos);
+    EXPECT_NE(text.find("\"date\": \"2026-11-14T14:00:00Z\""), std::string::npos);
+    EXPECT_EQ(text.find("null"), std::string::npos);
+}
+
+// The golden document: a fixed reading written out and checked key by key, so any change
+// in the shape of the file shows up in review. VANTREL_UPDATE_GOLDEN=1 rewrites it.
+TEST(HealthDocument, GoldenUSBDocument) {
+    const std::string path = std::string(VANTREL_TEST_DATA) + "/documents/usb-ata-handover.json";
+    auto document = HealthDocument::make(usbSource(), kNoon, false);
+    document.generator.version = "1.0.0";  // the golden file must not follow releases
+    const std::string written = HealthDocument::json(document) + "\n";
+    if (std::getenv("VANTREL_UPDATE_GOLDEN") != nullptr) std::ofstream(path) << written;
+
+    std::ifstream file(path);
+    ASSERT_TRUE(file) << path;
+    std::stringstream golden;
+    golden << file.rdbuf();
+    EXPECT_EQ(written, golden.str());
+
+    const auto parsed = json::parse(golden.str());
+    ASSERT_TRUE(parsed);
+    const json::Object& doc = *parsed;
+    EXPECT_FALSE(containsNull(doc));
+
+    // Top level: exactly these keys, the optional scan left out.
+    std::vector<std::string> top;
+    for (auto it = doc.begin(); it != doc.end(); ++it) top.push_back(it.key());
+    EXPECT_EQ(top, (std::vector<std::string>{"checkedAt", "drive", "figures", "generatedAt",
+                                             "generator", "health", "indicators", "reading",
+                                             "schemaVersion", "selfTests", "smartStatus"}));
+    EXPECT_EQ(doc["schemaVersion"], 1);
+    EXPECT_EQ(doc["generator"], (json::Object{{"name", "Vantrel"}, {"version", "1.0.0"}}));
+    const std::regex utc(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ)");
+    EXPECT_TRUE(std::regex_match(doc["generatedAt"].get<std::string>(), utc));
+    EXPECT_TRUE(std::regex_match(doc["checkedAt"].get<std::string>(), utc));
+    EXPECT_EQ(doc["smartStatus"], "notSupported");
+
+    const auto& drive = doc["drive"];
+    EXPECT_EQ(drive["name"], "Samsung SSD 860 EVO");
+    EXPECT_EQ(drive["device"], "/dev/sdb");
+    EXPECT_EQ(drive["kind"], "usb");
+    EXPECT_TRUE(drive["capacityBytes"].is_number_integer());
+    EXPECT_EQ(drive["link"], "USB 10 Gb/s");
+    EXPECT_EQ(drive["linkCeilingMBps"], 1000);
+    EXPECT_EQ(drive["serial"], "••••2345");
+    EXPECT_EQ(drive["serialMasked"], true);
+    EXPECT_EQ(drive["volumes"], (json::Object{"Photos/2025"}));
+
+    const auto& health = doc["health"];
+    EXPECT_EQ(health["tier"], "failing");
+    EXPECT_EQ(health["score"], 40);
+    EXPECT_EQ(health["title"], "This drive needs attention.");
+    EXPECT_EQ(health["line"], health["findings"][0]);
+    EXPECT_EQ(health["readOnly"], false);
+    EXPECT_EQ(health["forecast"]["confidence"], "low");
+
+    const auto& figures = doc["figures"];
+    EXPECT_FALSE(figures.contains("lifeUsedPercent"));
+    EXPECT_EQ(figures["lifeLeftPercent"], 80);
+    EXPECT_EQ(figures["powerOnHours"], 12000);
+    EXPECT_EQ(figures["temperatureC"], 36);
+
+    for (const auto& indicator : doc["indicators"]) {
+        EXPECT_TRUE(indicator["status"] == "info" || indicator["status"] == "ok" ||
+                    indicator["status"] == "watch" || indicator["status"] == "warning" ||
+                    indicator["status"] == "failing");
+        EXPECT_TRUE(indicator["value"].is_string());
+    }
+    EXPECT_EQ(doc["selfTests"][0]["outcome"], "readFailure");
+    EXPECT_EQ(doc["selfTests"][0]["failingLBA"], 1234567);
+    EXPECT_FALSE(doc["selfTests"][1].contains("failingLBA"));
+    EXPECT_EQ(doc["reading"]["method"], "ataSMARTHandOver");
+}
+
+}  // namespace
+}  // namespace drivekit

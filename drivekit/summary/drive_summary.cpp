@@ -1,0 +1,241 @@
+#include "drivekit/summary/drive_summary.hpp"
+
+#include <algorithm>
+#include <vector>
+
+#include "drivekit/core/platform_words.hpp"
+#include "drivekit/core/text.hpp"
+#include "drivekit/health/bridge_words.hpp"
+#include "drivekit/health/placeholders.hpp"
+#include "drivekit/health/report.hpp"
+
+namespace drivekit {
+namespace {
+
+struct OwnTitle {
+    static constexpr std::string_view healthy = "Your SSD is healthy.";
+    static constexpr std::string_view warning = "Your SSD needs care.";
+    static constexpr std::string_view failing = "Your SSD needs attention.";
+    static constexpr std::string_view failed = "Your SSD has failed.";
+    static constexpr std::string_view readOnly = "Your SSD is read-only.";
+};
+
+struct LineWords {
+    static constexpr std::string_view keepBackups = "Keep your backups current.";
+    static constexpr std::string_view lifeUsed = "It has used %@ of its rated life.";
+    static constexpr std::string_view lifeLeft = "It has %@ of its rated life left.";
+    static constexpr std::string_view atCurrentUsage = "%@ at your current usage.";
+    static constexpr std::string_view nothingToDo = "Nothing to do.";
+    static constexpr std::string_view unreadable =
+        "Vantrel couldn't read this drive's health data.";
+};
+
+struct LimitedWords {
+    static constexpr std::string_view usbNVMeBridge =
+        "Its enclosure has an NVMe bridge, and Vantrel reads health over USB from SATA drives "
+        "only.";
+    static constexpr std::string_view usbCheck =
+        "Check health reads it over USB: Vantrel borrows the drive for a few seconds.";
+    static constexpr std::string_view notReported = "macOS doesn't report this drive's health.";
+    static constexpr std::string_view stillTracks =
+        "Vantrel still tracks its read and write errors.";
+    static constexpr std::string_view sdCard =
+        "Vantrel tracks its read and write errors, its speed and its free space.";
+};
+
+struct SourceWords {
+    static constexpr std::string_view nvmeInternal = "NVMe SMART, read live from the internal SSD.";
+    static constexpr std::string_view nvmeThunderbolt =
+        "NVMe SMART over Thunderbolt, read live without unmounting anything.";
+    static constexpr std::string_view handOver =
+        "ATA SMART over USB, read through the enclosure's bridge. Vantrel unmounts the drive for a "
+        "few seconds while it reads, then macOS mounts it again.";
+    static constexpr std::string_view liveUSB =
+        "ATA SMART through macOS's own USB storage driver, read live without unmounting anything.";
+    // A SATA disk inside the machine is read live through the kernel's own disk driver,
+    // with no USB involved.
+    static constexpr std::string_view liveSATA =
+        "ATA SMART through macOS's own disk driver, read live without unmounting anything.";
+    static constexpr std::string_view connectedThrough = "Connected over USB through its %@.";
+    static constexpr std::string_view connected = "Connected over USB.";
+    static constexpr std::string_view untilYouRunIt =
+        "Until you run it, Vantrel watches macOS's error counters for this drive, along with its "
+        "speed and free space.";
+    static constexpr std::string_view instead =
+        "Instead, Vantrel watches macOS's error counters for this drive, along with its speed and "
+        "free space.";
+    static constexpr std::string_view watches =
+        "Vantrel watches macOS's error counters for this drive, along with its speed and free "
+        "space.";
+    static constexpr std::string_view sdCard =
+        "The card in the Mac's built-in SD reader. SD cards don't share health data with the Mac, "
+        "so Vantrel watches macOS's error counters for it, along with its speed and free space.";
+    static constexpr std::string_view hiddenUSB =
+        "This enclosure doesn’t report the drive’s model, so Vantrel names it after its volume.";
+    static constexpr std::string_view hidden =
+        "This drive doesn’t report its model, so Vantrel names it after its volume.";
+};
+
+std::string onLinux(std::string_view sentence) {
+    return PlatformWords::forLinux(sentence);
+}
+
+std::string joined(const std::vector<std::string>& sentences) {
+    std::string text;
+    for (const auto& sentence : sentences) {
+        if (!text.empty()) text += ' ';
+        text += sentence;
+    }
+    return text;
+}
+
+std::string limitedUSBSource(const Drive& drive, bool usbCheckAvailable) {
+    const auto bridge = enclosureBridge(drive);
+    std::string text =
+        bridge && bridge->sentenceName
+            ? fillPlaceholders(SourceWords::connectedThrough, {*bridge->sentenceName})
+            : std::string(SourceWords::connected);
+    text += ' ';
+    if (bridge && bridge->isNVMe) {
+        text += onLinux(SourceWords::instead);
+    } else if (usbCheckAvailable) {
+        text += onLinux(SourceWords::untilYouRunIt);
+    } else {
+        text += onLinux(SourceWords::watches);
+    }
+    return text;
+}
+
+std::string sourceSentence(const Drive& drive, ReadMethod method, bool usbCheckAvailable) {
+    switch (method) {
+        case ReadMethod::nvmeSMART:
+            return std::string(drive.transport == Transport::externalNVMe
+                                   ? SourceWords::nvmeThunderbolt
+                                   : SourceWords::nvmeInternal);
+        case ReadMethod::ataSMARTHandOver:
+            return onLinux(SourceWords::handOver);
+        case ReadMethod::ataSMARTLive:
+            return onLinux(drive.transport == Transport::usb ? SourceWords::liveUSB
+                                                             : SourceWords::liveSATA);
+        case ReadMethod::none:
+            break;
+    }
+    switch (drive.transport) {
+        case Transport::usb:
+            return limitedUSBSource(drive, usbCheckAvailable);
+        case Transport::sdCard:
+            return onLinux(SourceWords::sdCard);
+        default:
+            return onLinux(SourceWords::watches);
+    }
+}
+
+}  // namespace
+
+std::string usbKey(const Drive& drive) {
+    const std::uint32_t location = drive.usb ? drive.usb->locationID : 0;
+    return std::to_string(location) + "-" + std::to_string(drive.sizeBytes);
+}
+
+std::optional<std::string> usbSignature(const Drive& drive) {
+    if (!drive.usb) return std::nullopt;
+    return text::format("%04X:%04X:", static_cast<unsigned>(drive.usb->vendorID),
+                        static_cast<unsigned>(drive.usb->productID)) +
+           std::to_string(drive.sizeBytes);
+}
+
+std::string DriveSummary::stableKey() const {
+    if (kind == Kind::usb && usbSignature) return "usb:" + *usbSignature;
+    if (id == bsdName) return "name:" + name + ":" + std::to_string(capacityBytes);
+    return id;
+}
+
+bool DriveSummary::offersUSBCheck(bool available) const {
+    if (kind != Kind::usb || !available) return false;
+    if (liveUSBHealth || usbNVMeBridge.value_or(false)) return false;
+    // Once a hand-over has read the drive its summary is no longer limited.
+    return tier == Tier::limited;
+}
+
+bool DriveSummary::notMounted() const {
+    return std::none_of(volumes.begin(), volumes.end(),
+                        [](const VolumeInfo& volume) { return !volume.mountPoint.empty(); });
+}
+
+namespace SummaryWording {
+
+std::string title(Tier tier, DriveKind kind, bool readOnly) {
+    if (kind == DriveKind::internalSSD) {
+        switch (tier) {
+            case Tier::healthy:
+                return std::string(OwnTitle::healthy);
+            case Tier::warning:
+                return std::string(OwnTitle::warning);
+            case Tier::failing:
+                return std::string(OwnTitle::failing);
+            case Tier::failed:
+                return std::string(readOnly ? OwnTitle::readOnly : OwnTitle::failed);
+            case Tier::watch:
+            case Tier::limited:
+                break;
+        }
+    }
+    return DocumentWording::title(tier, kind, readOnly);
+}
+
+std::string line(Tier tier, std::optional<int> lifeUsed, std::optional<int> lifeLeft,
+                 const std::optional<LifeForecast>& forecast, std::span<const Finding> findings,
+                 const Locale& locale) {
+    if (const auto worst = worstFinding(findings)) {
+        if (tier == Tier::watch)
+            return joined({worst->message, std::string(LineWords::keepBackups)});
+        if (tier != Tier::healthy) return worst->message;
+    }
+    std::vector<std::string> sentences;
+    if (lifeUsed) {
+        sentences.push_back(
+            fillPlaceholders(LineWords::lifeUsed, {LocalFormat::percent(*lifeUsed, locale)}));
+    } else if (lifeLeft) {
+        sentences.push_back(
+            fillPlaceholders(LineWords::lifeLeft, {LocalFormat::percent(*lifeLeft, locale)}));
+    }
+    if (forecast) {
+        sentences.push_back(fillPlaceholders(LineWords::atCurrentUsage,
+                                             {LifeForecast::headline(*forecast, locale)}));
+    }
+    if (tier == Tier::healthy) sentences.emplace_back(LineWords::nothingToDo);
+    if (!sentences.empty()) return joined(sentences);
+
+    for (const auto& finding : findings) {
+        if (finding.verdict == Verdict::unknown) return finding.message;
+    }
+    return std::string(LineWords::unreadable);
+}
+
+std::string limitedLine(DriveKind kind, bool usbNVMeBridge) {
+    if (kind == DriveKind::sdCard) return std::string(LimitedWords::sdCard);
+    std::string reason;
+    if (kind == DriveKind::usb) {
+        // A system without the hand-over can't arise here: the USB check goes straight from
+        // unmounting to the capture.
+        reason = usbNVMeBridge ? LimitedWords::usbNVMeBridge : LimitedWords::usbCheck;
+    } else {
+        reason = onLinux(LimitedWords::notReported);
+    }
+    return joined({reason, std::string(LimitedWords::stillTracks)});
+}
+
+std::string readSource(const Drive& drive, ReadMethod method, bool modelHidden,
+                       bool usbCheckAvailable) {
+    std::vector<std::string> sentences;
+    if (modelHidden) {
+        sentences.emplace_back(drive.transport == Transport::usb ? SourceWords::hiddenUSB
+                                                                 : SourceWords::hidden);
+    }
+    sentences.push_back(sourceSentence(drive, method, usbCheckAvailable));
+    return joined(sentences);
+}
+
+}  // namespace SummaryWording
+
+}  // namespace drivekit

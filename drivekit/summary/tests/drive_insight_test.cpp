@@ -1,0 +1,235 @@
+#include "drivekit/summary/drive_insight.hpp"
+
+#include <gtest/gtest.h>
+
+#include "drivekit/summary/tests/summary_fixtures.hpp"
+
+namespace drivekit {
+namespace {
+
+using fixtures::attribute;
+using fixtures::en;
+using Status = IndicatorStatus;
+
+const DriveInsight::Facts facts{false, en};
+
+const DriveInsight::Indicator* row(const DriveInsight& insight, std::string_view key) {
+    for (const auto& indicator : insight.indicators) {
+        if (indicator.key == key) return &indicator;
+    }
+    return nullptr;
+}
+
+std::optional<std::string> general(const DriveInsight& insight, std::string_view key) {
+    for (const auto& field : insight.general) {
+        if (field.key == key) return field.value;
+    }
+    return std::nullopt;
+}
+
+std::vector<std::string> keys(const DriveInsight& insight) {
+    std::vector<std::string> out;
+    for (const auto& indicator : insight.indicators) out.push_back(indicator.key.value_or("-"));
+    return out;
+}
+
+TEST(DriveInsight, RowKeysAreTheirEnglishLabels) {
+    EXPECT_EQ(InsightRowText::key(InsightRow::smartStatus), "S.M.A.R.T. status");
+    EXPECT_EQ(InsightRowText::key(InsightRow::spinRetries), "Spin-up retries");
+    EXPECT_EQ(InsightRowText::key(InsightRow::writeRetries), "Write retries");
+    EXPECT_EQ(InsightRowText::label(InsightRow::crcErrors), "Interface CRC errors");
+}
+
+TEST(DriveInsight, GeneralRowsOfAnNVMeDrive) {
+    const auto insight = DriveInsight::nvme(fixtures::nvmeHealth(), fixtures::nvmeDrive(), facts);
+    std::vector<std::string> order;
+    for (const auto& field : insight.general) order.push_back(*field.key);
+    // No volume has a name, so there is no volumes row.
+    EXPECT_EQ(order, (std::vector<std::string>{"Device", "Model", "Serial", "Firmware", "Capacity",
+                                               "Sector size", "Interface", "Transfer mode",
+                                               "Power-on time", "Power cycles"}));
+    EXPECT_EQ(general(insight, "Device"), "/dev/nvme0n1");
+    EXPECT_EQ(general(insight, "Capacity"), "1 TB (1,000,204,886,016 bytes)");
+    EXPECT_EQ(general(insight, "Sector size"), "512 bytes");
+    EXPECT_EQ(general(insight, "Interface"), "NVMe, internal");
+    EXPECT_EQ(general(insight, "Transfer mode"), "PCIe 4.0 ×4");
+    EXPECT_EQ(general(insight, "Power-on time"), "5000 hours (208 days)");
+    EXPECT_EQ(insight.general[0].note, "");
+}
+
+TEST(DriveInsight, NVMeIndicatorsRateMoreFinelyThanTheRules) {
+    auto health = fixtures::nvmeHealth();
+    health.percentageUsed = 70;
+    health.spareThreshold = 99;  // a threshold no usable drive means
+    auto insight = DriveInsight::nvme(health, fixtures::nvmeDrive(), facts);
+    EXPECT_EQ(keys(insight),
+              (std::vector<std::string>{"Life left", "Available spare",
+                                        "Media and data integrity errors", "Critical warnings",
+                                        "Temperature", "Unsafe shutdowns", "Error log entries"}));
+    const auto* life = row(insight, "Life left");
+    EXPECT_EQ(life->value, "30%");
+    EXPECT_EQ(life->health, 30);
+    EXPECT_EQ(life->status, Status::watch);
+    EXPECT_EQ(life->note, "100 − the drive's own Percentage Used");
+    EXPECT_EQ(row(insight, "Available spare")->value, "100% (threshold 99%)");
+    EXPECT_EQ(row(insight, "Available spare")->status, Status::ok);
+    EXPECT_EQ(row(insight, "Critical warnings")->value, "None");
+    EXPECT_EQ(row(insight, "Temperature")->value, "38 °C");
+    EXPECT_EQ(row(insight, "Unsafe shutdowns")->status, Status::info);
+
+    health.percentageUsed = 69;
+    EXPECT_EQ(row(DriveInsight::nvme(health, fixtures::nvmeDrive(), facts), "Life left")->status,
+              Status::ok);
+    health.percentageUsed = 90;
+    EXPECT_EQ(row(DriveInsight::nvme(health, fixtures::nvmeDrive(), facts), "Life left")->status,
+              Status::warning);
+    health.percentageUsed = 120;  // past its rated life: nothing left, not negative
+    EXPECT_EQ(row(DriveInsight::nvme(health, fixtures::nvmeDrive(), facts), "Life left")->value,
+              "0%");
+
+    health.criticalWarning = 0x02 | 0x10;
+    health.temperatureC.reset();
+    health.mediaErrors = 1'234;
+    insight = DriveInsight::nvme(health, fixtures::nvmeDrive(), facts);
+    EXPECT_EQ(row(insight, "Critical warnings")->value, "temperature, backup failed");
+    EXPECT_EQ(row(insight, "Critical warnings")->status, Status::warning);
+    EXPECT_EQ(row(insight, "Temperature")->value, "Not reported");
+    EXPECT_EQ(row(insight, "Temperature")->status, Status::watch);
+    EXPECT_EQ(row(insight, "Media and data integrity errors")->value, "1,234");
+    EXPECT_EQ(row(insight, "Media and data integrity errors")->status, Status::warning);
+}
+
+TEST(DriveInsight, ATARowsExistOnlyForFiguresTheReadingHas) {
+    const Drive drive = fixtures::usbDrive();
+    const auto report =
+        fixtures::ataReport(drive, {attribute(9, 99, 12'000), attribute(199, 200, 0),
+                                    attribute(188, 100, 0), attribute(194, 30, 41)});
+    const auto insight = DriveInsight::ata(report, drive, facts);
+    // Command timeouts at 0 are not told.
+    EXPECT_EQ(keys(insight), (std::vector<std::string>{"Interface CRC errors", "Temperature"}));
+    EXPECT_EQ(row(insight, "Interface CRC errors")->status, Status::ok);
+    EXPECT_EQ(row(insight, "Temperature")->value, "41 °C");
+    EXPECT_EQ(general(insight, "Interface"), "SATA via USB (ASMedia ASM235CM bridge)");
+    EXPECT_EQ(general(insight, "Power-on time"), "12000 hours (500 days)");
+    EXPECT_EQ(general(insight, "Model"), "Samsung SSD 860 EVO 500GB");
+}
+
+TEST(DriveInsight, ATARowStatusesFromRulesAndDefaults) {
+    const Drive drive = fixtures::usbDrive();
+    const auto report =
+        fixtures::ataReport(drive, {attribute(5, 100, 11), attribute(197, 100, 1),
+                                    attribute(199, 200, 3), attribute(188, 100, 2),
+                                    attribute(181, 100, 0x0001'0000'0005), attribute(194, 30, 70)});
+    const auto insight = DriveInsight::ata(report, drive, facts);
+    EXPECT_EQ(row(insight, "Reallocated sectors")->status, Status::warning);
+    EXPECT_EQ(row(insight, "Pending sectors")->status, Status::warning);
+    // CRC errors are told, not rated.
+    EXPECT_EQ(row(insight, "Interface CRC errors")->status, Status::info);
+    EXPECT_EQ(row(insight, "Command timeouts")->status, Status::watch);
+    EXPECT_EQ(row(insight, "Program fail count")->value, "5");
+    EXPECT_EQ(row(insight, "Program fail count")->status, Status::ok);
+    EXPECT_EQ(row(insight, "Temperature")->status, Status::watch);  // an SSD at 70 °C
+
+    const auto cooler = fixtures::ataReport(drive, {attribute(5, 100, 10), attribute(194, 31, 69)});
+    const auto coolInsight = DriveInsight::ata(cooler, drive, facts);
+    EXPECT_EQ(row(coolInsight, "Reallocated sectors")->status, Status::watch);
+    EXPECT_EQ(row(coolInsight, "Temperature")->status, Status::ok);
+}
+
+TEST(DriveInsight, AFailingAttributeRatesItsRowWhateverTheFigure) {
+    const Drive drive = fixtures::usbDrive();
+    // Life at 50 is fine by the rule, but attribute 231 is at its own threshold.
+    auto report = fixtures::ataReport(drive, {attribute(231, 50, 0, 50, 0x0033)});
+    EXPECT_EQ(row(DriveInsight::ata(report, drive, facts), "Life left")->status, Status::failing);
+    report = fixtures::ataReport(drive, {attribute(231, 50, 0, 50, 0x0032)});
+    const auto insight = DriveInsight::ata(report, drive, facts);
+    EXPECT_EQ(row(insight, "Life left")->status, Status::warning);
+    EXPECT_EQ(row(insight, "Life left")->health, 50);
+    // Shown ids don't come back as rows of their own.
+    EXPECT_EQ(insight.indicators.size(), 1u);
+}
+
+TEST(DriveInsight, AnAttributeWithoutARowGetsOneAtTheEnd) {
+    const Drive drive = fixtures::usbDrive();
+    const auto report = fixtures::ataReport(
+        drive, {attribute(194, 30, 35), attribute(3, 20, 0x0001'0000'0BB8, 21, 0x0027),
+                attribute(7, 60, 0, 30)});
+    const auto insight = DriveInsight::ata(report, drive, facts);
+    ASSERT_EQ(insight.indicators.size(), 2u);
+    const auto& extra = insight.indicators.back();
+    EXPECT_EQ(extra.label, ATAAttribute::nameFor(3));
+    EXPECT_EQ(extra.value, "3,000");
+    EXPECT_EQ(extra.status, Status::failing);
+    EXPECT_EQ(extra.note, "Below the drive's own threshold");
+    EXPECT_EQ(extra.key, std::nullopt);
+}
+
+TEST(DriveInsight, LastSelfTestAndDataWritten) {
+    const Drive drive = fixtures::usbDrive();
+    using SelfTest::Outcome;
+    const std::vector<SelfTest::Entry> running{{2, Outcome::inProgress, 900, std::nullopt},
+                                               {1, Outcome::readFailure, 800, 1234567u}};
+    auto report = fixtures::ataReport(drive, {attribute(241, 100, 2'000'000'000)}, {}, running);
+    auto insight = DriveInsight::ata(report, drive, facts);
+    const auto* test = row(insight, "Last self-test");
+    ASSERT_NE(test, nullptr);
+    EXPECT_EQ(test->value, "Short · Failed: read");
+    EXPECT_EQ(test->status, Status::failing);
+    EXPECT_EQ(test->note, "At 800 power-on hours");
+    const auto* written = row(insight, "Data written");
+    ASSERT_NE(written, nullptr);
+    EXPECT_EQ(written->status, Status::info);
+    EXPECT_TRUE(written->note.starts_with("Lifetime host writes, "));
+    EXPECT_TRUE(written->note.ends_with("× its capacity"));
+
+    report.selfTests = {{1, Outcome::abortedByHost, 10, std::nullopt}};
+    EXPECT_EQ(row(DriveInsight::ata(report, drive, facts), "Last self-test")->status, Status::info);
+    report.selfTests = {{2, Outcome::passed, 10, std::nullopt}};
+    EXPECT_EQ(row(DriveInsight::ata(report, drive, facts), "Last self-test")->status, Status::ok);
+
+    Drive sizeless = drive;
+    sizeless.sizeBytes = 0;
+    EXPECT_EQ(row(DriveInsight::ata(report, sizeless, facts), "Data written")->note,
+              "Lifetime host writes");
+}
+
+TEST(DriveInsight, ALimitedDriveKeepsItsGeneralRows) {
+    Drive drive = fixtures::usbDrive();
+    auto insight = DriveInsight::limited(drive, DriveInsight::Facts{true, en});
+    EXPECT_TRUE(insight.indicators.empty());
+    EXPECT_EQ(general(insight, "Volumes"), "Backup");
+    EXPECT_EQ(general(insight, "Model"), "Not reported by the enclosure");
+    EXPECT_EQ(general(insight, "Interface"), "USB (ASMedia ASM235CM bridge)");
+
+    drive.usb->vendorID = 0x1234;  // bridge known only by number
+    drive.model = "Unknown drive";
+    insight = DriveInsight::limited(drive, facts);
+    EXPECT_EQ(general(insight, "Interface"), "External");
+    EXPECT_EQ(general(insight, "Model"), "Not reported");
+
+    Drive card;
+    card.bsdName = "mmcblk0";
+    card.transport = Transport::sdCard;
+    EXPECT_EQ(general(DriveInsight::limited(card, facts), "Interface"), "SD card reader");
+    Drive thunderbolt = fixtures::nvmeDrive();
+    thunderbolt.transport = Transport::externalNVMe;
+    EXPECT_EQ(general(DriveInsight::limited(thunderbolt, facts), "Interface"),
+              "NVMe over Thunderbolt");
+}
+
+TEST(DriveInsight, JSONRoundTripAndDamage) {
+    const auto insight = DriveInsight::nvme(fixtures::nvmeHealth(), fixtures::nvmeDrive(), facts);
+    const auto object = insight.toJSON();
+    EXPECT_EQ(object.begin().key(), "general");
+    EXPECT_EQ(DriveInsight::fromJSON(object), insight);
+
+    auto damaged = object;
+    damaged["indicators"][0]["status"] = "excellent";
+    EXPECT_EQ(DriveInsight::fromJSON(damaged), std::nullopt);
+    auto noMinutes = object;
+    noMinutes["warningTempMinutes"] = "many";
+    EXPECT_EQ(DriveInsight::fromJSON(noMinutes)->warningTempMinutes, std::nullopt);
+}
+
+}  // namespace
+}  // namespace drivekit

@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+
+#include "drivekit/summary/drive_summary.hpp"
+#include "drivekit/summary/summary_builder.hpp"
+#include "drivekit/summary/tests/summary_fixtures.hpp"
+
+namespace drivekit {
+namespace {
+
+DriveSummary readNVMe() {
+    const Drive drive = fixtures::nvmeDrive();
+    const auto health = fixtures::nvmeHealth();
+    SummaryBuilder::Surroundings around;
+    around.disksOnTop = {"dm-0"};
+    around.locale = fixtures::en;
+    around.freeSpace = [](std::string_view) { return FreeSpace{1, 2}; };
+    auto summary = SummaryBuilder::summarize(
+        drive,
+        SummaryBuilder::Reading{ReadMethod::nvmeSMART, fixtures::nvmeReport(health, drive), health,
+                                SMARTStatus::verified},
+        around);
+    summary.history = std::vector<HistoryFinding>{
+        {HistoryFinding::Rule::spareDrop, Tier::warning, "Spare fell.", 12, true},
+        {HistoryFinding::Rule::errorsRising, std::nullopt, "Errors rose.", std::nullopt, false}};
+    summary.ownScore = 99;
+    return summary;
+}
+
+TEST(DriveSummaryJSON, KeysInFieldOrderAndBackAgain) {
+    const DriveSummary summary = readNVMe();
+    const auto object = summary.toJSON();
+    std::vector<std::string> keys;
+    for (auto it = object.begin(); it != object.end(); ++it) keys.push_back(it.key());
+    ASSERT_GE(keys.size(), 6u);
+    EXPECT_EQ((std::vector<std::string>(keys.begin(), keys.begin() + 6)),
+              (std::vector<std::string>{"id", "bsdName", "name", "model", "kind", "tier"}));
+    EXPECT_EQ(keys.back(), "hasVolumes");  // usbNVMeBridge is absent for an internal drive
+    EXPECT_FALSE(object.contains("usbKey"));
+    EXPECT_EQ(object["kind"], "internalSSD");
+    EXPECT_EQ(object["smartStatus"], "verified");
+    EXPECT_EQ(object["history"][1].contains("tier"), false);
+
+    const auto text = json::dump(object, json::Layout::compact);
+    EXPECT_EQ(text.find("null"), std::string::npos);
+    EXPECT_EQ(DriveSummary::fromJSON(*json::parse(text)), summary);
+}
+
+TEST(DriveSummaryJSON, ListsAreAlwaysWritten) {
+    DriveSummary empty;
+    const auto object = empty.toJSON();
+    for (const auto* key : {"findings", "healthLog", "volumes", "disksOnTop", "selfTests"}) {
+        EXPECT_TRUE(object[key].is_array()) << key;
+    }
+    EXPECT_TRUE(object["insight"]["general"].is_array());
+    EXPECT_EQ(DriveSummary::fromJSON(object), empty);
+}
+
+TEST(DriveSummaryJSON, AnOlderFileWithoutLaterFieldsStillDecodes) {
+    auto object = readNVMe().toJSON();
+    for (const auto* key : {"readOnly", "flaggedSignals", "history", "ownScore", "transferMode",
+                            "hasVolumes", "usbNVMeBridge"}) {
+        object.erase(key);
+    }
+    const auto decoded = DriveSummary::fromJSON(object);
+    ASSERT_TRUE(decoded);
+    EXPECT_FALSE(decoded->readOnly || decoded->history || decoded->transferMode);
+    EXPECT_EQ(decoded->tier, Tier::healthy);
+}
+
+TEST(DriveSummaryJSON, DamagedOptionalValuesReadAsAbsent) {
+    auto object = readNVMe().toJSON();
+    object["score"] = "97";
+    object["dataErrors"] = -1;
+    object["forecast"]["confidence"] = "certain";
+    object["history"][0]["rule"] = "crystalBall";
+    object["space"] = json::Object::array();
+    object["raid"] = json::Object{{"setName", 3}};
+    const auto decoded = DriveSummary::fromJSON(object);
+    ASSERT_TRUE(decoded);
+    EXPECT_FALSE(decoded->score || decoded->dataErrors || decoded->forecast || decoded->history ||
+                 decoded->space || decoded->raid);
+    EXPECT_EQ(decoded->lifeUsed, 3);
+}
+
+TEST(DriveSummaryJSON, ARecordMissingWhatEveryReleaseWroteIsAbsent) {
+    const auto good = readNVMe().toJSON();
+    for (const auto* key : {"id", "kind", "tier", "findings", "capacityBytes", "insight",
+                            "smartStatus", "selfTests"}) {
+        auto object = good;
+        object.erase(key);
+        EXPECT_EQ(DriveSummary::fromJSON(object), std::nullopt) << key;
+    }
+    auto unknownTier = good;
+    unknownTier["tier"] = "excellent";
+    EXPECT_EQ(DriveSummary::fromJSON(unknownTier), std::nullopt);
+    auto badVolume = good;
+    badVolume["volumes"][0]["mountPoint"] = 7;
+    EXPECT_EQ(DriveSummary::fromJSON(badVolume), std::nullopt);
+    EXPECT_EQ(DriveSummary::fromJSON(json::Object::array()), std::nullopt);
+}
+
+}  // namespace
+}  // namespace drivekit

@@ -1,0 +1,240 @@
+#include "drivekit/summary/summary_builder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+
+#include "drivekit/summary/tests/summary_fixtures.hpp"
+
+namespace drivekit {
+namespace {
+
+using SummaryBuilder::Reading;
+using SummaryBuilder::ReadStep;
+using SummaryBuilder::summarize;
+using SummaryBuilder::Surroundings;
+using Signal = Finding::Signal;
+
+Surroundings around() {
+    Surroundings s;
+    s.locale = fixtures::en;
+    s.freeSpace = [](std::string_view mountPoint) -> std::optional<FreeSpace> {
+        static const std::map<std::string, FreeSpace, std::less<>> spaces{
+            {"/", {200'000'000'000, 900'000'000'000}},
+            {"/media/ana/Backup", {1'000, 500'000'000'000}}};
+        const auto it = spaces.find(mountPoint);
+        if (it == spaces.end()) return std::nullopt;
+        return it->second;
+    };
+    return s;
+}
+
+Reading nvmeReading(const NVMeHealth& health, const Drive& drive) {
+    return Reading{ReadMethod::nvmeSMART, fixtures::nvmeReport(health, drive), health,
+                   SMARTStatusRules::nvme(health.criticalWarning)};
+}
+
+TEST(SummaryBuilder, ReadStepByTransport) {
+    using SummaryBuilder::readStep;
+    Drive drive;
+    drive.transport = Transport::internalNVMe;
+    EXPECT_EQ(readStep(drive, false, false), ReadStep::nvme);
+    drive.transport = Transport::externalNVMe;
+    EXPECT_EQ(readStep(drive, true, true), ReadStep::nvme);
+    drive.transport = Transport::usb;
+    EXPECT_EQ(readStep(drive, true, false), ReadStep::storedUSBReport);
+    EXPECT_EQ(readStep(drive, false, true), ReadStep::liveATA);
+    EXPECT_EQ(readStep(drive, false, false), ReadStep::none);
+    drive.transport = Transport::sata;
+    EXPECT_EQ(readStep(drive, false, true), ReadStep::liveATA);
+    EXPECT_EQ(readStep(drive, false, false), ReadStep::none);
+    drive.transport = Transport::sdCard;
+    EXPECT_EQ(readStep(drive, true, true), ReadStep::none);
+    drive.transport = Transport::other;
+    EXPECT_EQ(readStep(drive, false, true), ReadStep::notShown);
+}
+
+TEST(SummaryBuilder, InternalNVMeFromItsReport) {
+    const Drive drive = fixtures::nvmeDrive();
+    const auto summary = summarize(drive, nvmeReading(fixtures::nvmeHealth(), drive), around());
+
+    EXPECT_EQ(summary.id, "S5GXNF0R123456");
+    EXPECT_EQ(summary.bsdName, "nvme0n1");
+    EXPECT_EQ(summary.model, "Samsung SSD 980 PRO 1TB");
+    EXPECT_FALSE(summary.modelHidden);
+    EXPECT_EQ(summary.kind, DriveKind::internalSSD);
+    EXPECT_EQ(summary.tier, Tier::healthy);
+    EXPECT_EQ(summary.score, 97);
+    EXPECT_EQ(summary.title, "Your SSD is healthy.");
+    EXPECT_TRUE(summary.line.starts_with("It has used 3% of its rated life. "));
+    EXPECT_TRUE(summary.line.ends_with(" at your current usage. Nothing to do."));
+    EXPECT_EQ(summary.lifeUsed, 3);
+    EXPECT_EQ(summary.lifeLeft, 97);
+    EXPECT_EQ(summary.spare, 100);
+    EXPECT_EQ(summary.dataErrors, 0u);
+    EXPECT_EQ(summary.dataWrittenBytes, 20'480'000'000'000u);
+    EXPECT_TRUE(summary.forecast.has_value());
+    EXPECT_EQ(summary.readOnly, false);
+    EXPECT_EQ(summary.flaggedSignals, std::vector<std::string>{});
+    EXPECT_EQ(summary.readSource, "NVMe SMART, read live from the internal SSD.");
+    EXPECT_EQ(summary.link, "PCIe 4.0 ×4");
+    EXPECT_EQ(summary.ceilingMBps, 7482);
+    EXPECT_FALSE(summary.linkNote);
+    EXPECT_FALSE(summary.usbKey || summary.usbSignature || summary.usbNVMeBridge);
+    EXPECT_FALSE(summary.liveUSBHealth);
+
+    // The raw log rows, then the pass/fail word.
+    ASSERT_EQ(summary.healthLog.size(), 13u);
+    EXPECT_EQ(summary.healthLog.back(),
+              (DriveField{"S.M.A.R.T. status", "Verified", "", "S.M.A.R.T. status"}));
+    EXPECT_EQ(summary.insight.indicators.size(), 7u);
+
+    // The start-up drive is told by its root volume, not its first mounted one.
+    ASSERT_EQ(summary.volumes.size(), 2u);
+    EXPECT_EQ(summary.volumes[0].name, "efi");
+    EXPECT_EQ(summary.mountPoint, "/");
+    EXPECT_EQ(summary.volumeName, "/");
+    EXPECT_EQ(summary.space, (FreeSpace{200'000'000'000, 900'000'000'000}));
+    EXPECT_EQ(summary.hasVolumes, true);
+    EXPECT_TRUE(summary.hostsBootVolume);
+    EXPECT_FALSE(summary.notMounted());
+}
+
+TEST(SummaryBuilder, AReadOnlyNVMeFlagsItsSignalsOnceInOrder) {
+    const Drive drive = fixtures::nvmeDrive();
+    auto health = fixtures::nvmeHealth();
+    health.criticalWarning = 0x08 | 0x02;  // read-only and hot
+    health.mediaErrors = 4;
+    const auto summary = summarize(drive, nvmeReading(health, drive), around());
+    EXPECT_EQ(summary.tier, Tier::failed);
+    EXPECT_EQ(summary.readOnly, true);
+    EXPECT_EQ(summary.title, "Your SSD is read-only.");
+    EXPECT_EQ(summary.smartStatus, SMARTStatus::failing);
+    ASSERT_TRUE(summary.flaggedSignals);
+    const auto& words = *summary.flaggedSignals;
+    EXPECT_EQ(std::set<std::string>(words.begin(), words.end()).size(), words.size());
+    EXPECT_EQ(summary.line, summary.findings.front());
+}
+
+TEST(SummaryBuilder, AFailedNVMeReadIsLimitedNeverAnError) {
+    Drive drive = fixtures::nvmeDrive();
+    drive.transport = Transport::externalNVMe;
+    const auto summary = summarize(drive, Reading{}, around());
+    EXPECT_EQ(summary.tier, Tier::limited);
+    EXPECT_EQ(summary.id, "nvme0n1");
+    EXPECT_EQ(summary.kind, DriveKind::thunderbolt);
+    EXPECT_FALSE(summary.score || summary.lifeLeft || summary.readOnly || summary.flaggedSignals);
+    EXPECT_EQ(summary.title, "Limited health info for this drive.");
+    EXPECT_EQ(summary.line,
+              "Linux doesn't report this drive's health. Vantrel still tracks its read and write "
+              "errors.");
+    EXPECT_EQ(
+        summary.readSource,
+        "Vantrel watches Linux's error counters for this drive, along with its speed and free "
+        "space.");
+    EXPECT_TRUE(summary.insight.indicators.empty());
+    EXPECT_FALSE(summary.insight.general.empty());
+    EXPECT_TRUE(summary.healthLog.empty());  // nothing known, not even pass/fail
+    EXPECT_EQ(summary.stableKey(), "name:Samsung SSD 980 PRO 1TB:1000204886016");
+}
+
+TEST(SummaryBuilder, AnUncheckedUSBDriveNamedAfterItsVolume) {
+    const Drive drive = fixtures::usbDrive();
+    const auto summary = summarize(drive, Reading{}, around());
+    EXPECT_TRUE(summary.modelHidden);
+    EXPECT_EQ(summary.model, "Not reported by the enclosure");
+    EXPECT_EQ(summary.name, "Backup");
+    EXPECT_EQ(summary.usbKey, "34865152-500107862016");
+    EXPECT_EQ(summary.usbSignature, "174C:235C:500107862016");
+    EXPECT_EQ(summary.usbProductName, "ASM235CM");
+    EXPECT_EQ(summary.usbNVMeBridge, false);
+    EXPECT_TRUE(summary.offersUSBCheck(true));
+    EXPECT_EQ(summary.stableKey(), "usb:174C:235C:500107862016");
+    EXPECT_EQ(summary.line,
+              "Check health reads it over USB: Vantrel borrows the drive for a few seconds. "
+              "Vantrel still tracks its read and write errors.");
+    EXPECT_TRUE(summary.readSource.starts_with("This enclosure doesn’t report the drive’s model"));
+    EXPECT_EQ(summary.volumeName, "Backup");
+    EXPECT_EQ(summary.space, (FreeSpace{1'000, 500'000'000'000}));
+}
+
+TEST(SummaryBuilder, AUSBDriveBehindAnNVMeBridgeCantBeChecked) {
+    Drive drive = fixtures::usbDrive();
+    drive.usb->productID = 0x2364;
+    const auto summary = summarize(drive, Reading{}, around());
+    EXPECT_EQ(summary.usbNVMeBridge, true);
+    EXPECT_FALSE(summary.offersUSBCheck(true));
+    EXPECT_TRUE(summary.line.starts_with("Its enclosure has an NVMe bridge"));
+}
+
+TEST(SummaryBuilder, AUSBReadingTellsHowItWasMade) {
+    const Drive drive = fixtures::usbDrive();
+    const std::vector<Finding> findings{
+        {Verdict::healthy, "5 connection (CRC) errors.", Signal::connection},
+        {Verdict::watch, "3 sectors replaced.", Signal::sectors},
+        {Verdict::watch, "About 25% of rated life left.", Signal::life},
+        {Verdict::watch, "4 more sectors replaced.", Signal::sectors},
+    };
+    const auto report = fixtures::ataReport(
+        drive, {fixtures::attribute(5, 100, 7), fixtures::attribute(231, 25, 0)}, findings);
+
+    const auto handOver =
+        summarize(drive, Reading{ReadMethod::ataSMARTHandOver, report, std::nullopt}, around());
+    EXPECT_EQ(handOver.id, "S3Z1NB0K512345");
+    EXPECT_EQ(handOver.tier, Tier::watch);
+    EXPECT_EQ(handOver.line, "3 sectors replaced. Keep your backups current.");
+    EXPECT_EQ(handOver.flaggedSignals, (std::vector<std::string>{"sectors", "life"}));
+    EXPECT_EQ(handOver.lifeLeft, 25);
+    EXPECT_EQ(handOver.lifeUsed, std::nullopt);
+    EXPECT_FALSE(handOver.liveUSBHealth);
+    EXPECT_FALSE(handOver.offersUSBCheck(true));
+    EXPECT_TRUE(handOver.readSource.starts_with("ATA SMART over USB, read through"));
+    EXPECT_EQ(handOver.model, "Samsung SSD 860 EVO 500GB");
+
+    const auto live =
+        summarize(drive, Reading{ReadMethod::ataSMARTLive, report, std::nullopt}, around());
+    EXPECT_TRUE(live.liveUSBHealth);
+    EXPECT_FALSE(live.offersUSBCheck(true));
+}
+
+TEST(SummaryBuilder, RAIDMembersSDCardsAndStackedDisks) {
+    Drive member = fixtures::usbDrive();
+    member.isRAIDMember = true;
+    member.raid = RAIDInfo{"Raid2TB", "raid1", "clean", "in_sync", 2, "md0"};
+    member.raid->level = "mirror";
+    member.raid->status = "online";
+    auto s = around();
+    s.disksOnTop = {"md0", "sdb", "dm-0", "md0"};
+    const auto summary = summarize(member, Reading{}, s);
+    EXPECT_TRUE(summary.line.ends_with(
+        " One of 2 drives in the Raid2TB mirror (RAID 1), which is online."));
+    EXPECT_EQ(summary.disksOnTop, (std::vector<std::string>{"md0", "dm-0"}));
+    EXPECT_TRUE(summary.isRAIDMember);
+
+    Drive card;
+    card.bsdName = "mmcblk0";
+    card.model = "SD32G";
+    card.transport = Transport::sdCard;
+    const auto cardSummary = summarize(card, Reading{}, around());
+    EXPECT_EQ(cardSummary.title, "SD cards don't report health data.");
+    EXPECT_EQ(cardSummary.line,
+              "Vantrel tracks its read and write errors, its speed and its free space.");
+    EXPECT_FALSE(cardSummary.modelHidden);
+    EXPECT_EQ(cardSummary.hasVolumes, false);
+    EXPECT_TRUE(cardSummary.notMounted());
+}
+
+TEST(SummaryBuilder, MountFactsComeFromTheFresherRecord) {
+    Drive drive = fixtures::usbDrive();
+    const auto before = summarize(drive, Reading{}, around());
+    drive.volumes[0].mountPoint.reset();
+    const auto after = SummaryBuilder::withMountFacts(before, drive, around());
+    EXPECT_TRUE(after.notMounted());
+    EXPECT_FALSE(after.mountPoint || after.volumeName || after.space);
+    EXPECT_EQ(after.hasVolumes, true);
+    EXPECT_EQ(after.line, before.line);
+}
+
+}  // namespace
+}  // namespace drivekit
