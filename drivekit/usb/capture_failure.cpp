@@ -1,0 +1,48 @@
+#include "drivekit/usb/capture_failure.hpp"
+
+#include <utility>
+
+#include "drivekit/core/platform_words.hpp"
+#include "drivekit/core/text.hpp"
+
+namespace drivekit {
+
+CaptureFailure CaptureFailure::captureFailed(std::string detail) {
+    return {Kind::captureFailed, std::move(detail), 0};
+}
+
+CaptureFailure CaptureFailure::transport(std::string detail) {
+    return {Kind::transport, std::move(detail), 0};
+}
+
+CaptureFailure CaptureFailure::commandFailed(std::uint8_t status) {
+    return {Kind::commandFailed, {}, status};
+}
+
+CaptureFailure CaptureFailure::of(Kind kind) { return {kind, {}, 0}; }
+
+std::string CaptureFailure::text() const {
+    switch (kind) {
+        case Kind::captureFailed:
+            return PlatformWords::forLinux("macOS wouldn't hand over the device: ") + detail;
+        case Kind::transport:
+            return "USB transfer failed: " + detail;
+        case Kind::commandFailed:
+            return text::format("The enclosure rejected the command (status %d).", status);
+        case Kind::deviceNotFound:
+            return "The USB device disappeared.";
+        case Kind::notRoot:
+            return "Reading SMART over USB needs administrator rights. Run with sudo.";
+        case Kind::noMassStorageInterface:
+            return "No USB mass-storage interface found.";
+        case Kind::noBulkOnlySetting:
+            return "This enclosure only speaks UAS; no Bulk-Only fallback found.";
+        case Kind::pipes:
+            return "Couldn't open the enclosure's data pipes.";
+        case Kind::notAllowed:
+            return PlatformWords::forLinux("macOS didn't allow Vantrel to read the drive.");
+    }
+    return "USB transfer failed: " + detail;
+}
+
+}  // namespace drivekit

@@ -1,0 +1,371 @@
+#include "drivekit/usb/captured_usb_drive.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <variant>
+
+#include "drivekit/core/platform_words.hpp"
+#include "drivekit/core/text.hpp"
+#include "drivekit/usb/bot.hpp"
+#include "drivekit/usb/usb_descriptors.hpp"
+#include "drivekit/usb/usb_error_text.hpp"
+
+namespace drivekit {
+namespace {
+
+using Kind = CaptureFailure::Kind;
+
+constexpr int nubLooks = 30;
+constexpr double nubLookInterval = 0.1;
+constexpr int interfaceOpenAttempts = 16;
+constexpr double interfaceOpenRetryWait = 0.25;
+constexpr double afterBulkOnlySelection = 0.05;
+constexpr double afterUASSelection = 0.1;
+constexpr double afterSetup = 0.1;
+constexpr double controlTimeout = 5.0;
+
+// Bulk-Only class requests on the control pipe.
+constexpr platform::USBControlRequest massStorageReset(std::uint8_t interface) {
+    return {0x21, 0xFF, 0, interface};
+}
+constexpr platform::USBControlRequest getMaxLUN(std::uint8_t interface) {
+    return {0xA1, 0xFE, 0, interface};
+}
+
+// A capture whose UAS transport wouldn't close: what it held stays alive until the
+// process ends, when the device's destructor resets it and gives it back.
+struct KeptOpen {
+    std::unique_ptr<platform::USBDevice> device;
+    std::unique_ptr<UASLink> uas;
+    std::unique_ptr<IOBufferPool> pool;
+    std::shared_ptr<DiagnosticsLog> log;
+};
+
+struct ProcessState {
+    std::mutex keptOpenLock;
+    std::vector<KeptOpen> keptOpen;
+    std::mutex latestLogLock;
+    std::shared_ptr<DiagnosticsLog> latestLog;
+};
+
+ProcessState& processState() {
+    static ProcessState state;
+    return state;
+}
+
+std::shared_ptr<DiagnosticsLog> newRegisteredLog() {
+    auto log = std::make_shared<DiagnosticsLog>(CapturedUSBDrive::logCapacity);
+    ProcessState& state = processState();
+    std::lock_guard lock(state.latestLogLock);
+    state.latestLog = log;
+    return log;
+}
+
+std::string okOrMissing(const std::optional<std::uint8_t>& pipe) {
+    return pipe ? "ok" : "missing";
+}
+
+}  // namespace
+
+CapturedUSBDrive::CapturedUSBDrive(platform::USBDevice* device,
+                                   std::unique_ptr<platform::USBDevice> owned, Options options)
+    : ownedDevice_(std::move(owned)),
+      device_(device),
+      log_(newRegisteredLog()),
+      ownsDevice_(ownedDevice_ != nullptr),
+      options_(std::move(options)) {}
+
+CapturedUSBDrive::~CapturedUSBDrive() { release(); }
+
+Result<std::unique_ptr<CapturedUSBDrive>, CaptureFailure> CapturedUSBDrive::capture(
+    platform::USBHost& host, std::uint32_t locationID, Options options) {
+    // The log exists, and is the latest, before anything can fail.
+    std::unique_ptr<CapturedUSBDrive> drive(new CapturedUSBDrive(nullptr, nullptr, options));
+    if (!host.privileged()) return Unexpected(CaptureFailure::of(Kind::notRoot));
+
+    auto opened = host.open(locationID);
+    if (auto* error = std::get_if<platform::USBError>(&opened)) {
+        if (error->kind == platform::USBError::Kind::notFound ||
+            error->kind == platform::USBError::Kind::gone) {
+            return Unexpected(CaptureFailure::of(Kind::deviceNotFound));
+        }
+        return Unexpected(CaptureFailure::captureFailed(error->description));
+    }
+    drive->ownedDevice_ = std::move(std::get<std::unique_ptr<platform::USBDevice>>(opened));
+    drive->device_ = drive->ownedDevice_.get();
+    drive->ownsDevice_ = true;
+
+    if (auto failure = drive->setup()) {
+        drive->release();
+        return Unexpected(std::move(*failure));
+    }
+    return drive;
+}
+
+Result<std::unique_ptr<CapturedUSBDrive>, CaptureFailure> CapturedUSBDrive::adopt(
+    platform::USBDevice& device, Options options) {
+    std::unique_ptr<CapturedUSBDrive> drive(new CapturedUSBDrive(&device, nullptr, options));
+    if (auto failure = drive->setup()) {
+        drive->release();  // gives the interface back and leaves the device to its opener
+        return Unexpected(std::move(*failure));
+    }
+    return drive;
+}
+
+void CapturedUSBDrive::sleep(double seconds) const {
+    if (options_.sleep) {
+        options_.sleep(seconds);
+    } else {
+        std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+    }
+}
+
+std::optional<std::uint8_t> CapturedUSBDrive::findInterfaceNub() {
+    const auto descriptor = device_->configurationDescriptor();
+    if (!descriptor) return std::nullopt;
+    const auto configuration = USBDescriptors::parse(*descriptor);
+    if (!configuration) return std::nullopt;
+    return USBDescriptors::massStorageInterface(*configuration);
+}
+
+std::optional<CaptureFailure> CapturedUSBDrive::setup() {
+    DiagnosticsLog& log = *log_;
+
+    // The mass-storage interface; a device we opened ourselves gets its configuration
+    // set first, one handed to us is looked at as it stands.
+    std::optional<std::uint8_t> nub;
+    if (!ownsDevice_) nub = findInterfaceNub();
+    if (!nub) {
+        const auto current = device_->configurationDescriptor();
+        const std::uint8_t value = current && current->size() > 5 ? (*current)[5] : 1;
+        if (auto error = device_->setConfiguration(value)) {
+            log.note("configure: " + codeText(*error));
+        }
+        for (int look = 0; look < nubLooks && !nub; ++look) {
+            sleep(nubLookInterval);
+            nub = findInterfaceNub();
+        }
+    }
+    log.note(nub ? "interface nub: found" : "interface nub: none");
+    log.note(PlatformWords::forLinux(
+        text::format("captures kept open in this run (streams left for macOS to reset): %zu",
+                     keptOpenCount())));
+    if (!nub) return CaptureFailure::of(Kind::noMassStorageInterface);
+
+    if (auto failure = openInterface(*nub)) return failure;
+    interface_ = *nub;
+    const std::uint8_t number = *nub;
+
+    const auto descriptor = device_->configurationDescriptor();
+    const auto configuration =
+        descriptor ? USBDescriptors::parse(*descriptor) : std::optional<USBDescriptors::Configuration>{};
+    if (!configuration) return CaptureFailure::of(Kind::noMassStorageInterface);
+    std::uint8_t alternate = device_->alternateSetting().value_or(0);
+
+    const auto* bulkOnly = configuration->firstMassStorage(number, USBDescriptors::bulkOnlyProtocol);
+    // Copied: the selections below don't change the configuration, but the pointer
+    // shouldn't outlive a re-read either.
+    const std::optional<USBDescriptors::Interface> bulkOnlySetting =
+        bulkOnly ? std::optional(*bulkOnly) : std::nullopt;
+
+    {
+        const auto* current = configuration->find(number, alternate);
+        const USBDescriptors::Interface shown =
+            current ? *current : USBDescriptors::Interface{number, alternate, 0, 0, 0, {}};
+        log.note(text::format("interface %d: class %02X subclass %02X protocol %02X, alt %d",
+                              shown.number, shown.interfaceClass, shown.subclass, shown.protocol,
+                              alternate));
+        for (const auto* setting : configuration->alternates(number)) {
+            std::string line = text::format("  alt %d protocol %02X endpoints ",
+                                             setting->alternate, setting->protocol);
+            for (std::size_t i = 0; i < setting->endpoints.size(); ++i) {
+                const auto& endpoint = setting->endpoints[i];
+                if (i > 0) line += ' ';
+                line += text::format("%02X/%d/%d", endpoint.address, endpoint.transferType(),
+                                     endpoint.maxPacketSize);
+            }
+            log.note(line);
+        }
+    }
+
+    if (const auto* uasSetting = configuration->firstMassStorage(number, USBDescriptors::uasProtocol);
+        uasSetting && options_.makeUAS) {
+        if (tryUAS(*descriptor, number, uasSetting->alternate, bulkOnlySetting.has_value(),
+                   bulkOnlySetting ? bulkOnlySetting->alternate : 0)) {
+            return std::nullopt;
+        }
+        alternate = device_->alternateSetting().value_or(alternate);
+    }
+
+    if (!bulkOnlySetting) return CaptureFailure::of(Kind::noBulkOnlySetting);
+    log.note(text::format("Bulk-Only setting: alt %d", bulkOnlySetting->alternate));
+    if (bulkOnlySetting->alternate != alternate) {
+        if (auto error = device_->selectAlternateSetting(bulkOnlySetting->alternate)) {
+            return CaptureFailure::transport("select Bulk-Only setting: " + error->description);
+        }
+    }
+
+    // On Linux an endpoint of the claimed setting is a pipe as it stands; nothing to open.
+    for (const auto& endpoint : bulkOnlySetting->endpoints) {
+        if (endpoint.transferType() != USBDescriptors::bulkTransferType) continue;
+        (endpoint.isIn() ? bulkIn_ : bulkOut_) = endpoint.address;
+        log.note(text::format("pipe %02X: max packet %d", endpoint.address, endpoint.maxPacketSize));
+    }
+    log.note("pipes: in " + okOrMissing(bulkIn_) + ", out " + okOrMissing(bulkOut_));
+    if (!bulkIn_ || !bulkOut_) return CaptureFailure::of(Kind::pipes);
+    log.note(text::format("now at alt %d", device_->alternateSetting().value_or(0)));
+
+    const auto reset = device_->controlTransfer(massStorageReset(number), {}, controlTimeout);
+    log.note(reset.ok() ? std::string("mass storage reset: ok")
+                        : "mass storage reset: " + codeText(*reset.error));
+    if (auto error = device_->clearHalt(*bulkOut_)) log.note("clear out: " + codeText(*error));
+    if (auto error = device_->clearHalt(*bulkIn_)) log.note("clear in: " + codeText(*error));
+
+    std::uint8_t maxLUN[1] = {0};
+    const auto lun = device_->controlTransfer(getMaxLUN(number), maxLUN, controlTimeout);
+    if (lun.ok()) {
+        log.note(text::format("max LUN: %d", lun.transferred > 0 ? maxLUN[0] : 0));
+    } else {
+        log.note("max LUN: " + codeText(*lun.error));
+    }
+    sleep(afterSetup);
+    return std::nullopt;
+}
+
+std::optional<CaptureFailure> CapturedUSBDrive::openInterface(std::uint8_t number) {
+    DiagnosticsLog& log = *log_;
+    std::optional<platform::USBError> lastError;
+    for (int attempt = 0; attempt < interfaceOpenAttempts; ++attempt) {
+        auto error = device_->claimInterface(number, false);
+        if (!error) {
+            if (attempt > 0) log.note(text::format("interface open: ok after %d retries", attempt));
+            return std::nullopt;
+        }
+        if (isNotPermitted(*error)) {
+            log.note("interface open: " + codeText(*error));
+            return CaptureFailure::of(Kind::notAllowed);
+        }
+        lastError = std::move(error);
+        sleep(interfaceOpenRetryWait);
+    }
+    log.note("interface open: " + codeText(*lastError));
+    if (auto seizeError = device_->claimInterface(number, true)) {
+        log.note("interface open with seize: " + codeText(*seizeError));
+        return CaptureFailure::captureFailed("interface: " + lastError->description);
+    }
+    log.note("interface open with seize: ok");
+    return std::nullopt;
+}
+
+bool CapturedUSBDrive::tryUAS(const Bytes& descriptor, std::uint8_t number,
+                              std::uint8_t uasAlternate, bool hasBulkOnly,
+                              std::uint8_t bulkOnlyAlternate) {
+    DiagnosticsLog& log = *log_;
+    // Standing on the UAS setting already, go through Bulk-Only first so that the
+    // device sees a fresh selection and starts with clean streams.
+    if (hasBulkOnly && device_->alternateSetting() == uasAlternate) {
+        (void)device_->selectAlternateSetting(bulkOnlyAlternate);
+        sleep(afterBulkOnlySelection);
+    }
+    std::string why;
+    if (auto error = device_->selectAlternateSetting(uasAlternate)) {
+        why = error->description;
+    } else {
+        sleep(afterUASSelection);
+        log.note(text::format("UAS setting selected: alt %d",
+                              device_->alternateSetting().value_or(uasAlternate)));
+        const auto pipes = USBDescriptors::pipeTable(descriptor, number, uasAlternate);
+        std::string line = "UAS pipes:";
+        for (const auto& [id, address] : pipes) line += text::format(" %d→%02X", id, address);
+        log.note(line);
+        auto made = options_.makeUAS(*device_, pipes, log);
+        if (made) {
+            uas_ = std::move(made).value();
+            return true;
+        }
+        why = made.error();
+    }
+    log.note("UAS: " + why + "; trying Bulk-Only");
+    uas_.reset();
+    return false;
+}
+
+Result<Bytes, CaptureFailure> CapturedUSBDrive::send(ByteView cdb, std::int64_t dataIn,
+                                                     double timeoutSeconds) {
+    if (uas_) {
+        auto answer = uas_->send(cdb, dataIn, timeoutSeconds);
+        if (answer) return std::move(answer).value();
+        // The UAS transport words its own failures; they pass through unchanged.
+        return Unexpected(CaptureFailure::transport(answer.error().message));
+    }
+    if (!ioBuffers_) {
+        ioBuffers_ = std::make_unique<IOBufferPool>(
+            deviceMemory(interface_ ? device_ : nullptr, *log_, "Bulk-Only"));
+    }
+    return BOT::send(BOT::Pipes{device_, bulkIn_, bulkOut_}, tag_, cdb, dataIn, timeoutSeconds,
+                     *ioBuffers_, *log_);
+}
+
+SCSIDrive::Answer CapturedUSBDrive::command(ByteView cdb, std::int64_t dataIn,
+                                            double timeoutSeconds) {
+    if (uas_) return uas_->send(cdb, dataIn, timeoutSeconds);
+    auto answer = send(cdb, dataIn, timeoutSeconds);
+    if (!answer) return Unexpected(SCSIDrive::Failure{answer.error().text()});
+    return std::move(answer).value();
+}
+
+bool CapturedUSBDrive::stoppedAnswering() const { return uas_ && uas_->wedged(); }
+
+void CapturedUSBDrive::release() {
+    if (released_) return;
+    released_ = true;
+
+    if (uas_ && !uas_->close()) {
+        log_->note(PlatformWords::forLinux("UAS: left open for macOS to reset"));
+        ProcessState& state = processState();
+        std::lock_guard lock(state.keptOpenLock);
+        state.keptOpen.push_back(
+            KeptOpen{std::move(ownedDevice_), std::move(uas_), std::move(ioBuffers_), log_});
+        bulkIn_.reset();
+        bulkOut_.reset();
+        interface_.reset();
+        device_ = nullptr;
+        return;
+    }
+    uas_.reset();
+    bulkIn_.reset();
+    bulkOut_.reset();
+    if (ioBuffers_) ioBuffers_->empty();
+    if (interface_ && device_ != nullptr) device_->releaseInterface();
+    interface_.reset();
+    if (ownsDevice_) {
+        ownedDevice_.reset();
+        device_ = nullptr;
+    }
+}
+
+std::optional<std::vector<std::string>> CapturedUSBDrive::lastDiagnostics() {
+    ProcessState& state = processState();
+    std::shared_ptr<DiagnosticsLog> log;
+    {
+        std::lock_guard lock(state.latestLogLock);
+        log = state.latestLog;
+    }
+    if (!log) return std::nullopt;
+    return log->lines();
+}
+
+std::size_t CapturedUSBDrive::keptOpenCount() {
+    ProcessState& state = processState();
+    std::lock_guard lock(state.keptOpenLock);
+    return state.keptOpen.size();
+}
+
+bool CapturedUSBDrive::isNotPermitted(const platform::USBError& error) {
+    return error.kind == platform::USBError::Kind::notPermitted;
+}
+
+}  // namespace drivekit

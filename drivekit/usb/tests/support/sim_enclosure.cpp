@@ -1,0 +1,410 @@
+#include "drivekit/usb/tests/support/sim_enclosure.hpp"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace drivekit::sim {
+namespace {
+
+using platform::USBError;
+using platform::USBTransfer;
+
+constexpr std::uint32_t cbwSignature = 0x43425355;
+constexpr std::uint32_t cswSignature = 0x53425355;
+
+// The errors libusb gives for these conditions, so that log lines read as on Linux.
+USBError stall() { return {USBError::Kind::stall, -9, "Pipe error"}; }
+USBError timeout() { return {USBError::Kind::timeout, -7, "Operation timed out"}; }
+USBError overflow() { return {USBError::Kind::overflow, -8, "Overflow"}; }
+USBError notFound() { return {USBError::Kind::notFound, -5, "Entity not found"}; }
+USBError notSupported() {
+    return {USBError::Kind::notSupported, -12,
+            "Operation not supported or unimplemented on this platform"};
+}
+
+// Upper-case hexadecimal with at least `digits` digits, as the trace lines show it.
+std::string hex(unsigned value, int digits = 2) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%0*X", digits, value);
+    return text;
+}
+
+void putLE32(std::span<std::uint8_t> out, std::size_t at, std::uint32_t value) {
+    for (std::size_t i = 0; i < 4; ++i) out[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
+}
+
+class SimDevice final : public platform::USBDevice {
+public:
+    explicit SimDevice(SimEnclosure& enclosure) : enclosure_(enclosure) { ++enclosure_.openDevices; }
+    SimDevice(const SimDevice&) = delete;
+    SimDevice& operator=(const SimDevice&) = delete;
+    ~SimDevice() override {
+        releaseInterface();
+        --enclosure_.openDevices;
+    }
+
+    std::optional<std::vector<std::uint8_t>> configurationDescriptor() override {
+        return enclosure_.descriptorIfConfigured();
+    }
+    std::optional<USBError> setConfiguration(std::uint8_t value) override {
+        return enclosure_.setConfiguration(value);
+    }
+    std::optional<USBError> claimInterface(std::uint8_t number, bool seize) override {
+        auto error = enclosure_.claim(number, seize);
+        if (!error) claimedHere_ = true;
+        return error;
+    }
+    std::optional<std::uint8_t> alternateSetting() override {
+        if (!claimedHere_) return std::nullopt;
+        return enclosure_.alternate;
+    }
+    std::optional<USBError> selectAlternateSetting(std::uint8_t alternate) override {
+        if (!claimedHere_) return notFound();
+        return enclosure_.selectAlternate(alternate);
+    }
+    void releaseInterface() override {
+        if (!claimedHere_) return;
+        claimedHere_ = false;
+        enclosure_.release();
+    }
+    USBTransfer controlTransfer(const platform::USBControlRequest& request,
+                                std::span<std::uint8_t> data, double timeoutSeconds) override {
+        return enclosure_.control(request, data, timeoutSeconds);
+    }
+    USBTransfer bulkTransfer(std::uint8_t endpoint, std::span<std::uint8_t> data,
+                             double timeoutSeconds) override {
+        if (!claimedHere_) return {0, notFound()};
+        return enclosure_.bulk(endpoint, data, timeoutSeconds);
+    }
+    std::optional<USBError> clearHalt(std::uint8_t endpoint) override {
+        return enclosure_.clearHalt(endpoint);
+    }
+    std::optional<USBError> reset() override { return enclosure_.portReset(); }
+    std::variant<std::uint32_t, USBError> allocateStreams(std::uint32_t,
+                                                          std::span<const std::uint8_t>) override {
+        return notSupported();
+    }
+    std::optional<USBError> freeStreams(std::span<const std::uint8_t>) override {
+        return notSupported();
+    }
+    std::optional<USBError> submitStreamTransfer(std::uint8_t, std::uint32_t,
+                                                 std::span<std::uint8_t>,
+                                                 std::function<void(const USBTransfer&)>) override {
+        return notSupported();
+    }
+    std::optional<USBError> cancelStreamTransfers(std::uint8_t, std::uint32_t) override {
+        return std::nullopt;
+    }
+    std::variant<std::unique_ptr<platform::USBBuffer>, USBError> deviceMemory(
+        std::size_t length) override {
+        if (enclosure_.noDeviceMemory) return notSupported();
+        return std::unique_ptr<platform::USBBuffer>(new platform::HeapUSBBuffer(length));
+    }
+
+private:
+    SimEnclosure& enclosure_;
+    bool claimedHere_ = false;
+};
+
+}  // namespace
+
+SimEnclosure::SimEnclosure() : SimEnclosure(Layout{}) {}
+SimEnclosure::SimEnclosure(Layout layout) : layout_(layout) {}
+
+void SimEnclosure::inject(Fault fault, std::optional<std::uint8_t> opcode, int commands,
+                          int reads, std::size_t bytes) {
+    planned_.push_back({fault, opcode, commands, reads, bytes});
+}
+
+std::unique_ptr<platform::USBDevice> SimEnclosure::open() {
+    trace.push_back("open");
+    if (unconfigured) configured_ = false;
+    return std::make_unique<SimDevice>(*this);
+}
+
+Bytes SimEnclosure::configurationDescriptor() const {
+    Bytes d = {9, 2, 0, 0, 1, layout_.configurationValue, 0, 0x80, 50};
+    const auto endpoint = [&](std::uint8_t address) {
+        d.insert(d.end(), {7, 5, address, 2, static_cast<std::uint8_t>(layout_.maxPacket & 0xFF),
+                           static_cast<std::uint8_t>(layout_.maxPacket >> 8), 0});
+    };
+    if (layout_.otherInterfaceFirst) {
+        d.insert(d.end(), {9, 4, 0, 0, 1, 0x03, 0, 0, 0});
+        d.insert(d.end(), {7, 5, 0x8F, 3, 8, 0, 10});
+        d[4] = 2;
+    }
+    std::uint8_t alternateNumber = 0;
+    if (layout_.bulkOnlySetting) {
+        const std::uint8_t endpoints = layout_.bulkInEndpoint ? 2 : 1;
+        d.insert(d.end(), {9, 4, layout_.interfaceNumber, alternateNumber++, endpoints, 0x08, 0x06, 0x50, 0});
+        if (layout_.bulkInEndpoint) endpoint(layout_.bulkIn);
+        endpoint(layout_.bulkOut);
+    }
+    if (layout_.uasSetting) {
+        d.insert(d.end(), {9, 4, layout_.interfaceNumber, alternateNumber++, 4, 0x08, 0x06, 0x62, 0});
+        const std::pair<std::uint8_t, std::uint8_t> pipes[] = {{0x04, 1}, {0x83, 2}, {0x85, 3}, {0x06, 4}};
+        for (const auto& [address, id] : pipes) {
+            endpoint(address);
+            d.insert(d.end(), {4, 0x24, id, 0});
+        }
+    }
+    d[2] = static_cast<std::uint8_t>(d.size() & 0xFF);
+    d[3] = static_cast<std::uint8_t>(d.size() >> 8);
+    return d;
+}
+
+std::optional<Bytes> SimEnclosure::descriptorIfConfigured() {
+    if (!configured_) return std::nullopt;
+    if (looks_ < looksBeforeInterface) {
+        ++looks_;
+        return Bytes{9, 2, 9, 0, 0, layout_.configurationValue, 0, 0x80, 50};
+    }
+    return configurationDescriptor();
+}
+
+std::optional<USBError> SimEnclosure::setConfiguration(std::uint8_t value) {
+    trace.push_back("configure " + std::to_string(value));
+    if (value != layout_.configurationValue) return notFound();
+    configured_ = true;
+    return std::nullopt;
+}
+
+std::optional<USBError> SimEnclosure::claim(std::uint8_t number, bool seize) {
+    trace.push_back("claim " + std::to_string(number) + (seize ? " seize" : ""));
+    if (number != layout_.interfaceNumber) return notFound();
+    if (seize ? refuseSeize : claimRefusals > 0) {
+        if (!seize) --claimRefusals;
+        return claimError;
+    }
+    claimed = true;
+    driverAttached = false;
+    return std::nullopt;
+}
+
+std::optional<USBError> SimEnclosure::selectAlternate(std::uint8_t alternateSetting) {
+    trace.push_back("alt " + std::to_string(alternateSetting));
+    const int settings = (layout_.bulkOnlySetting ? 1 : 0) + (layout_.uasSetting ? 1 : 0);
+    if (alternateSetting >= settings) return notFound();
+    alternate = alternateSetting;
+    state_ = State::idle;
+    halted_.clear();
+    return std::nullopt;
+}
+
+void SimEnclosure::release() {
+    if (!claimed) return;
+    trace.push_back("release " + std::to_string(layout_.interfaceNumber));
+    claimed = false;
+    driverAttached = true;
+    alternate = 0;  // the kernel driver starts from the first setting
+    state_ = State::idle;
+}
+
+USBTransfer SimEnclosure::control(const platform::USBControlRequest& request,
+                                  std::span<std::uint8_t> data, double) {
+    if (request.requestType == 0x21 && request.request == 0xFF) {
+        trace.push_back("mass storage reset");
+        ++resets;
+        if (resetStalls) return {0, stall()};
+        state_ = State::idle;
+        faults_.clear();
+        return {0, std::nullopt};
+    }
+    if (request.requestType == 0xA1 && request.request == 0xFE) {
+        trace.push_back("max LUN");
+        if (maxLUNStalls) return {0, stall()};
+        if (data.empty()) return {0, std::nullopt};
+        data[0] = 0;
+        return {1, std::nullopt};
+    }
+    if (request.requestType == 0x81 && request.request == 0x0A && !data.empty()) {
+        data[0] = alternate;
+        return {1, std::nullopt};
+    }
+    trace.push_back("control " + hex(request.requestType) + " " + hex(request.request));
+    return {0, stall()};
+}
+
+bool SimEnclosure::has(Fault fault) const {
+    return std::any_of(faults_.begin(), faults_.end(), [&](const Active& a) { return a.fault == fault; });
+}
+
+SimEnclosure::Active* SimEnclosure::active(Fault fault) {
+    for (Active& a : faults_) {
+        if (a.fault == fault && a.readsLeft > 0) return &a;
+    }
+    return nullptr;
+}
+
+USBTransfer SimEnclosure::timedOut(double seconds) {
+    timeWaited += seconds;
+    return {0, timeout()};
+}
+
+USBTransfer SimEnclosure::bulk(std::uint8_t endpoint, std::span<std::uint8_t> data, double seconds) {
+    const bool onBulkOnly = layout_.bulkOnlySetting && alternate == 0;
+    if (!onBulkOnly) return {0, notFound()};
+    if (endpoint == layout_.bulkOut) {
+        // A bridge stuck in a data phase takes no new wrapper until it is reset.
+        if (state_ == State::stuck) return timedOut(seconds);
+        return receiveCBW(data);
+    }
+    if (endpoint != layout_.bulkIn || !layout_.bulkInEndpoint) return {0, notFound()};
+    if (halted_[endpoint]) {
+        trace.push_back("in " + hex(endpoint) + " halted");
+        return {0, stall()};
+    }
+    switch (state_) {
+        case State::idle:
+        case State::stuck:
+            trace.push_back("in: nothing to send");
+            return timedOut(seconds);
+        case State::dataIn:
+            return sendData(data, seconds);
+        case State::status:
+            return sendStatus(data, seconds);
+    }
+    return {0, notFound()};
+}
+
+USBTransfer SimEnclosure::receiveCBW(std::span<std::uint8_t> data) {
+    if (halted_[layout_.bulkOut]) return {0, stall()};
+    if (data.size() != 31 || le32(data, 0) != cbwSignature) {
+        // An invalid wrapper halts both pipes until a reset recovery.
+        trace.push_back("invalid CBW");
+        halted_[layout_.bulkIn] = halted_[layout_.bulkOut] = true;
+        return {data.size(), std::nullopt};
+    }
+    const std::uint32_t tag = le32(data, 4);
+    const std::uint32_t length = le32(data, 8);
+    const bool dataIn = (data[12] & 0x80) != 0;
+    const std::size_t cdbLength = std::min<std::size_t>(data[14], 16);
+    const Bytes cdb(data.begin() + 15, data.begin() + 15 + static_cast<std::ptrdiff_t>(cdbLength));
+    trace.push_back("CBW " + hex(cdb.empty() ? 0u : cdb[0]) + " tag " + hex(tag, 8) +
+                    " len " + std::to_string(length));
+    tagsSeen.push_back(tag);
+
+    faults_.clear();
+    for (auto it = planned_.begin(); it != planned_.end();) {
+        if (!it->opcode || (!cdb.empty() && *it->opcode == cdb[0])) {
+            faults_.push_back({it->fault, it->reads, it->bytes});
+            if (--it->commands <= 0) {
+                it = planned_.erase(it);
+                continue;
+            }
+        }
+        ++it;
+    }
+    if (has(Fault::cbwStall)) {
+        halted_[layout_.bulkOut] = true;
+        return {0, stall()};
+    }
+    if (!dataIn && length > 0) ++dataOutAttempts;
+
+    const SimATADisk::Reply reply = disk.execute(cdb);
+    previousTag_ = tag_;
+    tag_ = tag;
+    expected_ = length;
+    cswStatus_ = reply.status == 0 ? 0 : 1;
+    if (has(Fault::phaseError)) cswStatus_ = 2;
+    dataFails_ = false;
+    pendingData_.clear();
+    if (dataIn && length > 0) {
+        if (reply.status == 0) {
+            pendingData_.assign(reply.data.begin(),
+                                reply.data.begin() + static_cast<std::ptrdiff_t>(
+                                                         std::min<std::size_t>(reply.data.size(), length)));
+            for (const Active& a : faults_) {
+                if (a.fault == Fault::shortData) pendingData_.resize(std::min(pendingData_.size(), a.bytes));
+            }
+        } else if (failedDataPhase == FailedDataPhase::pad) {
+            pendingData_.assign(length, 0);
+        } else {
+            dataFails_ = true;
+        }
+        state_ = State::dataIn;
+    } else {
+        state_ = State::status;
+    }
+    return {31, std::nullopt};
+}
+
+USBTransfer SimEnclosure::sendData(std::span<std::uint8_t> data, double seconds) {
+    trace.push_back("data-in " + std::to_string(data.size()));
+    if (has(Fault::dataNeverEnds)) {
+        state_ = State::stuck;
+        return timedOut(seconds);
+    }
+    if (has(Fault::dataStall) || dataFails_) {
+        halted_[layout_.bulkIn] = true;
+        state_ = State::status;
+        return {0, stall()};
+    }
+    const std::size_t n = std::min(data.size(), pendingData_.size());
+    std::copy_n(pendingData_.begin(), n, data.begin());
+    expected_ -= static_cast<std::uint32_t>(n);
+    state_ = State::status;
+    if (pendingData_.size() > data.size()) return {n, overflow()};
+    return {n, std::nullopt};
+}
+
+USBTransfer SimEnclosure::sendStatus(std::span<std::uint8_t> data, double seconds) {
+    trace.push_back("status");
+    if (has(Fault::statusNeverComes)) return timedOut(seconds);
+    if (Active* a = active(Fault::statusStall)) {
+        --a->readsLeft;
+        halted_[layout_.bulkIn] = true;
+        return {0, stall()};
+    }
+    if (data.size() < 13) return {0, overflow()};
+    std::uint32_t tag = tag_;
+    std::uint32_t signature = cswSignature;
+    std::size_t length = 13;
+    bool final = true;
+    if (Active* a = active(Fault::staleStatus)) {
+        --a->readsLeft;
+        tag = previousTag_;
+        final = false;
+    } else if (Active* b = active(Fault::badSignature)) {
+        --b->readsLeft;
+        signature = 0x58425355;  // "USBX"
+        final = false;
+    } else if (Active* c = active(Fault::shortStatus)) {
+        --c->readsLeft;
+        length = 12;
+        final = false;
+    } else if (has(Fault::foreignTag)) {
+        tag ^= 0xA5A5A5A5;
+    }
+    putLE32(data, 0, signature);
+    putLE32(data, 4, tag);
+    putLE32(data, 8, final ? expected_ : 0);
+    if (length == 13) data[12] = final ? cswStatus_ : 0;
+    if (final) state_ = State::idle;
+    return {length, std::nullopt};
+}
+
+std::optional<USBError> SimEnclosure::clearHalt(std::uint8_t endpoint) {
+    trace.push_back("clear " + hex(endpoint));
+    halted_[endpoint] = false;
+    if (clearHaltFails) return stall();
+    return std::nullopt;
+}
+
+std::optional<USBError> SimEnclosure::portReset() {
+    trace.push_back("port reset");
+    state_ = State::idle;
+    halted_.clear();
+    alternate = 0;
+    return std::nullopt;
+}
+
+std::variant<std::unique_ptr<platform::USBDevice>, USBError> SimUSBHost::open(
+    std::uint32_t locationID) {
+    if (openError) return *openError;
+    const auto found = devices.find(locationID);
+    if (found == devices.end()) return notFound();
+    return found->second->open();
+}
+
+}  // namespace drivekit::sim
