@@ -128,6 +128,13 @@ std::optional<LifeForecast> LifeForecast::bootstrap(int used, std::uint64_t writ
     return forecast;
 }
 
+std::optional<LifeForecast> LifeForecast::bootstrap(const ATAReadings& readings,
+                                                    std::int64_t capacityBytes) {
+    if (!readings.life || !readings.writtenBytes || !readings.powerOnHours) return std::nullopt;
+    return bootstrap(100 - *readings.life, *readings.writtenBytes, *readings.powerOnHours,
+                     capacityBytes);
+}
+
 LifeForecast::Band LifeForecast::band(double lowYears, double highYears) {
     if (lowYears < 1.0 || highYears < 1.5) {
         const double lowMonths = lowYears * 12;

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "drivekit/core/local_format.hpp"
+#include "drivekit/health/ata_readings.hpp"
 
 namespace drivekit {
 
@@ -37,6 +38,11 @@ struct LifeForecast {
     /// `minimumHours` of power-on time, or with more than 99% used. Confidence is `low`.
     static std::optional<LifeForecast> bootstrap(int used, std::uint64_t writtenBytes,
                                                  std::uint64_t powerOnHours,
+                                                 std::int64_t capacityBytes);
+
+    /// The first forecast of an ATA drive: `used` is 100 minus its life left. Nothing when
+    /// the drive doesn't report its life, its bytes written or its power-on hours.
+    static std::optional<LifeForecast> bootstrap(const ATAReadings& readings,
                                                  std::int64_t capacityBytes);
 
     /// Bytes one percent of life stands for when the drive has reported no wear: the

@@ -89,6 +89,36 @@ int score(const NVMeHealth& health) {
     return static_cast<int>(roundHalfAway(value));
 }
 
+int score(const ATAReadings& readings) {
+    double value = readings.life ? *readings.life : 100.0;
+    if (readings.spare && *readings.spare < 100 && *readings.spare < value) value = *readings.spare;
+
+    if (readings.reallocated) {
+        value -= std::min(static_cast<double>(*readings.reallocated) * 0.5, 30.0);
+    }
+    if (readings.reportedUncorrectable && *readings.reportedUncorrectable != 0) {
+        value -= std::min(static_cast<double>(*readings.reportedUncorrectable) + 10.0, 30.0);
+    }
+    // Sectors that can't be read cap the score rather than lower it: one is already bad news.
+    if (readings.pending && *readings.pending > readings.family.pendingNoise) {
+        value = std::min(value, 50.0);
+    }
+    if (readings.offlineUncorrectable && *readings.offlineUncorrectable != 0) {
+        value = std::min(value, 30.0);
+    }
+    if (readings.spinRetries && *readings.spinRetries != 0) value -= 10;
+
+    const bool atThreshold =
+        readings.anyFailingNow || (readings.spare && spare(*readings.spare, readings.spareThreshold,
+                                                           false) == Verdict::failed);
+    if (atThreshold && value > 20) {
+        value = 20;
+    } else {
+        value = std::clamp(value, 0.0, 100.0);
+    }
+    return static_cast<int>(roundHalfAway(value));
+}
+
 }  // namespace HealthRules
 
 namespace ReadoutText {
@@ -102,6 +132,18 @@ ScoreFacts scoreFacts(const NVMeHealth& health, const HealthReport& report) {
     facts.dataErrors = health.mediaErrors;
     facts.score = report.score;
     facts.smartStatus = SMARTStatusRules::nvme(health.criticalWarning);
+    return facts;
+}
+
+ScoreFacts scoreFacts(const HealthReport& report, SMARTStatus smartStatus) {
+    ScoreFacts facts;
+    facts.isUSB = report.drive.transport == Transport::usb;
+    facts.score = report.score;
+    facts.smartStatus = smartStatus;
+    if (!report.ata) return facts;
+    facts.lifeLeft = report.ata->life;
+    facts.spare = report.ata->spare;
+    facts.dataErrors = report.ata->dataErrors();
     return facts;
 }
 

@@ -10,14 +10,21 @@
 
 #include "drivekit/core/local_format.hpp"
 #include "drivekit/discovery/drive.hpp"
+#include "drivekit/health/ata_readings.hpp"
 #include "drivekit/health/nvme_health.hpp"
 #include "drivekit/health/report.hpp"
 
 namespace drivekit::HealthRules {
 
-/// The score of an NVMe log, 0 to 100. The ATA score, over `ATAReadings`, is an overload
-/// of the same name.
+/// The score of an NVMe log, 0 to 100.
 int score(const NVMeHealth& health);
+
+/// The score of an ATA reading, 0 to 100: life left (100 when the drive doesn't say), no
+/// higher than the spare, less for replaced sectors, uncorrectable errors and spin-up
+/// retries, capped for pending and unreadable sectors and at 20 once an attribute is past
+/// its threshold or the spare is at its critical level. A failed self-test caps it further
+/// in the rules, which see the log.
+int score(const ATAReadings& readings);
 
 }  // namespace drivekit::HealthRules
 
@@ -50,6 +57,10 @@ struct ScoreFacts {
 
 /// The facts of an NVMe reading and the report the rules made of it, before history.
 ScoreFacts scoreFacts(const NVMeHealth& health, const HealthReport& report);
+
+/// The facts of an ATA report (one that carries `ata` readings) and the drive's own
+/// pass/fail status, before history. A report without readings tells only its score.
+ScoreFacts scoreFacts(const HealthReport& report, SMARTStatus smartStatus);
 
 /// The sentence over the breakdown: where the score starts and what lowers it.
 std::string scoreExplanation(const ScoreFacts& facts);

@@ -14,7 +14,7 @@ with_stderr() { echo "LAB-BEGIN $1"; shift; "$@" 2>&1; echo "LAB-END rc=$?"; }
 read_both() {
   p=$1 d=$2; shift 2
   block "$p-smartctl" smartctl "$@" -a -j "/dev/$d"
-  block "$p-check-json" vantrel check "$d" --json
+  block "$p-check-json" vantrel check "$d" --json=report
 }
 
 sata=$(hwlab_disk_of sata 2>/dev/null)
@@ -26,7 +26,7 @@ if [ -n "$sata" ]; then
   sleep 1
   block sata-smartctl-selftest smartctl -l selftest -j "/dev/$sata"
   block sata-selftest-json vantrel selftest "$sata" --json
-  block sata-check-after vantrel check "$sata" --json
+  block sata-check-after vantrel check "$sata" --json=report
   grep -q '^nobody:' /etc/passwd 2>/dev/null || echo 'nobody:x:65534:65534:nobody:/:/bin/sh' >>/etc/passwd
   with_stderr sata-unprivileged su -s /bin/sh nobody -c "vantrel check $sata"
 fi

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "drivekit/health/health_rules.hpp"
@@ -164,6 +166,100 @@ TEST(ScoreBreakdown, UsbAndUnreportedLife) {
     noLife.smartStatus = SMARTStatus::verified;
     EXPECT_EQ(ReadoutText::scoreSteps(noLife, en).back(),
               (Step{"Spare at the drive's critical level", "capped at 70"}));
+}
+
+// An ATA reading of a hard drive: no life, no spare, unless a case adds them.
+ATAReadings ataReading() {
+    ATAReadings readings;
+    readings.family = ATAFamily::of(ATAFamily::Kind::hardDrive);
+    return readings;
+}
+
+TEST(ATAScore, PenaltiesAndCaps) {
+    struct Case {
+        const char* what;
+        void (*change)(ATAReadings&);
+        int score;
+    };
+    const std::vector<Case> cases{
+        {"nothing reported", [](ATAReadings&) {}, 100},
+        {"life left", [](ATAReadings& r) { r.life = 64; }, 64},
+        {"spare lower than life", [](ATAReadings& r) { r.life = 80, r.spare = 70; }, 70},
+        {"a spare of 100 never lowers it", [](ATAReadings& r) { r.life = 100, r.spare = 100; },
+         100},
+        {"10 reallocated", [](ATAReadings& r) { r.reallocated = 10; }, 95},
+        {"59 reallocated", [](ATAReadings& r) { r.reallocated = 59; }, 71},
+        {"60 reallocated", [](ATAReadings& r) { r.reallocated = 60; }, 70},
+        {"a huge reallocated count", [](ATAReadings& r) { r.reallocated = ~0ull; }, 70},
+        {"0 reported errors", [](ATAReadings& r) { r.reportedUncorrectable = 0; }, 100},
+        {"1 reported error", [](ATAReadings& r) { r.reportedUncorrectable = 1; }, 89},
+        {"20 reported errors", [](ATAReadings& r) { r.reportedUncorrectable = 20; }, 70},
+        {"pending at the family's noise",
+         [](ATAReadings& r) { r.family.pendingNoise = 1, r.pending = 1; }, 100},
+        {"pending above the noise", [](ATAReadings& r) { r.pending = 1; }, 50},
+        {"pending doesn't raise", [](ATAReadings& r) { r.pending = 1, r.life = 40; }, 40},
+        {"offline uncorrectable", [](ATAReadings& r) { r.offlineUncorrectable = 1; }, 30},
+        {"spin retries", [](ATAReadings& r) { r.spinRetries = 1; }, 90},
+        {"failing now, above 20", [](ATAReadings& r) { r.life = 80, r.anyFailingNow = true; }, 20},
+        {"failing now, already lower", [](ATAReadings& r) { r.life = 15, r.anyFailingNow = true; },
+         15},
+        {"spare at its threshold", [](ATAReadings& r) { r.spare = 60, r.spareThreshold = 60; }, 20},
+        {"everything at once, clamped",
+         [](ATAReadings& r) {
+             r.life = 5, r.reallocated = 100, r.reportedUncorrectable = 50, r.spinRetries = 3;
+         },
+         0},
+        {"halves round away from zero", [](ATAReadings& r) { r.reallocated = 1; }, 100},
+        {"halves round away from zero, lower", [](ATAReadings& r) { r.reallocated = 3; }, 99},
+    };
+    for (const auto& c : cases) {
+        ATAReadings readings = ataReading();
+        c.change(readings);
+        EXPECT_EQ(HealthRules::score(readings), c.score) << c.what;
+    }
+}
+
+// The rows of an ATA drive retell the same arithmetic from the report the rules made.
+TEST(ScoreBreakdown, ATARowsFromTheReport) {
+    auto rows = [](const std::vector<ATAAttribute>& table, Transport transport,
+                   SMARTStatus status) {
+        Drive drive;
+        drive.transport = transport;
+        drive.isSolidState = true;
+        const auto report = HealthRules::evaluate(std::nullopt, table, drive, "s", {}, en);
+        const auto facts = ReadoutText::scoreFacts(report, status);
+        return std::make_pair(ReadoutText::scoreExplanation(facts),
+                              ReadoutText::scoreSteps(facts, en));
+    };
+    // Life 80, spare 70, three uncorrectable sectors (cap 30), an attribute past its
+    // threshold (cap 20): the drive's verdict says the rest.
+    const std::vector<ATAAttribute> worn{{231, 0x32, 80, 80, 0, 0},
+                                         {232, 0x33, 70, 70, 75, 0},
+                                         {198, 0x10, 100, 100, 0, 1},
+                                         {187, 0x32, 100, 100, 0, 2}};
+    auto [explanation, steps] = rows(worn, Transport::sata, SMARTStatus::failing);
+    EXPECT_EQ(explanation,
+              "Starts from the life the drive has left, can't be higher than its spare capacity, "
+              "and drops for errors.");
+    EXPECT_EQ(steps, (std::vector<Step>{
+                         {"Life left", "80"},
+                         {"Spare capacity 70%: the lower value counts", "70"},
+                         {"Data errors: 3", "−20"},
+                         {"Warnings the drive raised", "−30"},
+                     }));
+    std::tie(explanation, steps) = rows(worn, Transport::sata, SMARTStatus::verified);
+    EXPECT_EQ(steps.back(), (Step{"Spare at the drive's critical level", "capped at 20"}));
+
+    // Over USB, with no life attribute: one row for everything the drive reports.
+    const std::vector<ATAAttribute> bare{{198, 0x10, 100, 100, 0, 2}};
+    std::tie(explanation, steps) = rows(bare, Transport::usb, SMARTStatus::verified);
+    EXPECT_EQ(explanation,
+              "This drive doesn’t report its life, so the score starts from 100, can't be higher "
+              "than its spare capacity, and drops for problems the drive reports.");
+    EXPECT_EQ(steps, (std::vector<Step>{
+                         {"Life left: not reported", "—"},
+                         {"Data errors (2) and other problems the drive reports", "−70"},
+                     }));
 }
 
 }  // namespace

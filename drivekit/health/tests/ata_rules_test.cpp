@@ -1,0 +1,281 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "drivekit/health/health_rules.hpp"
+#include "drivekit/health/score.hpp"
+
+namespace drivekit {
+
+// Failures show the finding, not its bytes.
+inline void PrintTo(const Finding& finding, std::ostream* out) {
+    *out << "{" << VerdictText::caseName(finding.verdict) << ", \"" << finding.message << "\", "
+         << (finding.signal ? SignalText::raw(*finding.signal) : "no signal") << "}";
+}
+
+namespace {
+
+using Signal = Finding::Signal;
+using Outcome = SelfTest::Outcome;
+
+const Locale en{"en_US"};
+
+ATAAttribute attr(std::uint8_t id, std::uint64_t raw, std::uint8_t value = 100,
+                  std::uint8_t threshold = 0, std::uint16_t flags = 0x0032) {
+    return ATAAttribute{id, flags, value, value, threshold, raw};
+}
+
+ATAIdentity identity(std::string model, std::optional<int> rotationRate) {
+    ATAIdentity id;
+    id.model = std::move(model);
+    id.serial = "WD-123";
+    id.firmware = "01.01A01";
+    id.rotationRate = rotationRate;
+    id.smartSupported = true;
+    id.smartEnabled = true;
+    return id;
+}
+
+Drive sataDrive(std::optional<bool> solidState = std::nullopt) {
+    Drive drive;
+    drive.bsdName = "sda";
+    drive.model = "ATA Disk";
+    drive.sizeBytes = 1'000'204'886'016;
+    drive.transport = Transport::sata;
+    drive.isSolidState = solidState;
+    return drive;
+}
+
+HealthReport rate(const std::vector<ATAAttribute>& attributes,
+                  const std::optional<ATAIdentity>& id = identity("Generic SSD", std::nullopt),
+                  const std::vector<SelfTest::Entry>& log = {}, const Drive& drive = sataDrive(),
+                  const Locale& locale = en) {
+    return HealthRules::evaluate(id, attributes, drive, "source", log, locale);
+}
+
+SelfTest::Entry test(Outcome outcome, std::optional<std::uint32_t> lba = std::nullopt) {
+    return SelfTest::Entry{2, outcome, 1239, lba};
+}
+
+// A drive that is neither said to be an SSD nor rotating gets a generic family, so it
+// fills every figure: spin retries and the lower temperature limit as well as life and spare.
+TEST(ATARules, EveryRuleAtOnceComesInRuleOrder) {
+    auto id = identity("Generic SSD", std::nullopt);
+    id.smartEnabled = false;
+    const std::vector<ATAAttribute> table{
+        attr(1, 0, 50, 51, 0x000E),  // old-age attribute past its threshold
+        attr(5, 12, 5, 10, 0x0033),  // pre-failure attribute past its threshold
+        attr(10, 3),
+        attr(188, 4),
+        attr(198, 2),
+        attr(197, 3),
+        attr(187, 7),
+        attr(231, 0, 9),
+        attr(232, 0, 40, 10),
+        attr(194, 58),
+        attr(199, 6),
+    };
+    const std::vector<SelfTest::Entry> log{test(Outcome::inProgress),
+                                           test(Outcome::readFailure, 1'234'567)};
+    const auto report = rate(table, id, log);
+
+    const std::vector<Finding> expected{
+        {Verdict::failing,
+         "The drive's last self-test failed on a read error. First bad sector: 1,234,567.",
+         Signal::selfTest},
+        {Verdict::warning, "The drive needed 3 retries to spin up.", Signal::drive},
+        {Verdict::watch, "4 commands timed out: often the cable or power, sometimes the drive.",
+         Signal::connection},
+        {Verdict::warning,
+         "Read Error Rate is past the manufacturer's failure threshold (50 ≤ 51).", Signal::drive},
+        {Verdict::failing,
+         "Reallocated Sectors is past the manufacturer's failure threshold (5 ≤ 10).",
+         Signal::drive},
+        {Verdict::failing, "2 sectors can't be read (offline uncorrectable).", Signal::errors},
+        {Verdict::warning, "3 sectors are waiting to be remapped (pending).", Signal::sectors},
+        {Verdict::warning, "7 errors the drive couldn't correct.", Signal::errors},
+        {Verdict::warning, "12 sectors or blocks have been replaced with spares.", Signal::sectors},
+        {Verdict::warning, "About 9% of rated life left.", Signal::life},
+        {Verdict::warning, "Spare capacity has dropped to 40%.", Signal::spare},
+        {Verdict::watch, "Running hot: 58 °C.", Signal::temp},
+        {Verdict::healthy,
+         "6 connection (CRC) errors: usually the cable or enclosure, not the drive.",
+         Signal::connection},
+        {Verdict::unknown, "SMART is turned off on this drive.", std::nullopt},
+    };
+    EXPECT_EQ(report.findings, expected);
+    EXPECT_EQ(report.verdict(), Verdict::failing);
+    EXPECT_EQ(worstFinding(report.findings)->signal, Signal::selfTest);  // earliest of equals
+    EXPECT_EQ(report.score, 0);  // far below zero before the clamp
+
+    // The last rule needs an empty table, and with SMART off both unknowns stand alone.
+    const auto empty = rate({}, id);
+    const std::vector<Finding> unknowns{
+        {Verdict::unknown, "SMART is turned off on this drive.", std::nullopt},
+        {Verdict::unknown, "The drive returned no SMART attributes.", std::nullopt},
+    };
+    EXPECT_EQ(empty.findings, unknowns);
+    EXPECT_EQ(empty.verdict(), Verdict::unknown);
+    EXPECT_EQ(empty.score, std::nullopt);
+}
+
+// Each rule at the values on either side of where it starts to speak.
+TEST(ATARules, EachRuleSpeaksFromItsBoundary) {
+    struct Case {
+        std::vector<ATAAttribute> table;
+        std::optional<int> rotationRate;
+        std::string model;
+        std::optional<Finding> finding;  // the one finding, or none
+    };
+    const std::string ssd = "Generic SSD";
+    const std::string mx500 = "CT500MX500SSD1";
+    // clang-format off
+    const std::vector<Case> cases{
+        {{attr(5, 10)}, 1, ssd, Finding{Verdict::watch, "10 sectors or blocks have been replaced with spares.", Signal::sectors}},
+        {{attr(5, 11)}, 1, ssd, Finding{Verdict::warning, "11 sectors or blocks have been replaced with spares.", Signal::sectors}},
+        // Only the low 16 bits count, so vendor bytes above them don't read as sectors.
+        {{attr(5, 0x0001'0000'0000)}, 1, ssd, std::nullopt},
+        {{attr(231, 0, 31)}, 1, ssd, std::nullopt},
+        {{attr(231, 0, 30)}, 1, ssd, Finding{Verdict::watch, "About 30% of rated life left.", Signal::life}},
+        {{attr(231, 0, 11)}, 1, ssd, Finding{Verdict::watch, "About 11% of rated life left.", Signal::life}},
+        {{attr(231, 0, 10)}, 1, ssd, Finding{Verdict::warning, "About 10% of rated life left.", Signal::life}},
+        {{attr(231, 0, 0)}, 1, ssd, Finding{Verdict::warning, "About 0% of rated life left.", Signal::life}},
+        // The MX500 reports one pending sector that never goes away.
+        {{attr(197, 1)}, 1, mx500, std::nullopt},
+        {{attr(197, 2)}, 1, mx500, Finding{Verdict::warning, "2 sectors are waiting to be remapped (pending).", Signal::sectors}},
+        {{attr(197, 1)}, 1, ssd, Finding{Verdict::warning, "1 sectors are waiting to be remapped (pending).", Signal::sectors}},
+        {{attr(194, 69)}, 1, ssd, std::nullopt},
+        {{attr(194, 70)}, 1, ssd, Finding{Verdict::watch, "Running hot: 70 °C.", Signal::temp}},
+        {{attr(194, 54)}, 7200, "HDD", std::nullopt},
+        {{attr(194, 55)}, 7200, "HDD", Finding{Verdict::watch, "Running hot: 55 °C.", Signal::temp}},
+        // An SSD doesn't count spin retries; a hard drive does.
+        {{attr(10, 2)}, 1, ssd, std::nullopt},
+        {{attr(10, 2)}, 7200, "HDD", Finding{Verdict::warning, "The drive needed 2 retries to spin up.", Signal::drive}},
+        {{attr(9, 1, 100, 100, 0x0033)}, 7200, "HDD", Finding{Verdict::failing, "Power-On Hours is past the manufacturer's failure threshold (100 ≤ 100).", Signal::drive}},
+        {{attr(9, 1, 101, 100, 0x0033)}, 7200, "HDD", std::nullopt},
+        {{attr(9, 1, 1, 0, 0x0033)}, 7200, "HDD", std::nullopt},
+        {{attr(9, 1, 1, 254, 0x0033)}, 7200, "HDD", std::nullopt},
+        {{attr(250, 1, 3, 5, 0x0000)}, 7200, "HDD", Finding{Verdict::warning, "Attribute 250 is past the manufacturer's failure threshold (3 ≤ 5).", Signal::drive}},
+        // A spare threshold of 90 can't be trusted, so 95% is fine; without one, 85 is watched.
+        {{attr(232, 0, 95, 90)}, 1, ssd, std::nullopt},
+        {{attr(232, 0, 85, 0)}, 1, ssd, Finding{Verdict::watch, "Spare capacity has started to shrink (85%).", Signal::spare}},
+        {{attr(232, 0, 14, 10)}, 1, ssd, Finding{Verdict::failing, "Spare capacity is close to the critical threshold (14%).", Signal::spare}},
+    };
+    // clang-format on
+    for (const auto& c : cases) {
+        const auto report = rate(c.table, identity(c.model, c.rotationRate));
+        const auto expected = c.finding ? std::vector<Finding>{*c.finding} : std::vector<Finding>{};
+        EXPECT_EQ(report.findings, expected)
+            << "attribute " << int(c.table[0].id) << " raw " << c.table[0].raw << " value "
+            << int(c.table[0].value) << (c.finding ? ": " + c.finding->message : "");
+    }
+}
+
+TEST(ATARules, OnlyTheNewestFinishedSelfTestCounts) {
+    const std::vector<ATAAttribute> healthy{attr(9, 1000)};
+    struct Case {
+        std::vector<SelfTest::Entry> log;
+        std::optional<std::string> message;
+    };
+    const std::vector<Case> cases{
+        {{}, std::nullopt},
+        {{test(Outcome::passed), test(Outcome::readFailure, 5)}, std::nullopt},
+        // Cancelled or interrupted isn't a failure, and hides none behind it either.
+        {{test(Outcome::abortedByHost), test(Outcome::servoFailure)}, std::nullopt},
+        {{test(Outcome::interruptedByReset), test(Outcome::servoFailure)}, std::nullopt},
+        {{test(Outcome::inProgress), test(Outcome::inProgress), test(Outcome::fatalError)},
+         "The drive's last self-test was stopped by a fatal error."},
+        {{test(Outcome::electricalFailure)},
+         "The drive's last self-test failed on an electrical fault."},
+        {{test(Outcome::handlingDamage)},
+         "The drive's last self-test failed, and the drive suspects handling damage."},
+    };
+    for (const auto& c : cases) {
+        const auto report = rate(healthy, identity("Generic SSD", 1), c.log);
+        if (!c.message) {
+            EXPECT_TRUE(report.findings.empty()) << report.findings.front().message;
+            EXPECT_EQ(report.score, 100);
+            continue;
+        }
+        ASSERT_EQ(report.findings.size(), 1u) << *c.message;
+        EXPECT_EQ(report.findings[0], (Finding{Verdict::failing, *c.message, Signal::selfTest}));
+        EXPECT_EQ(report.score, 20) << *c.message;
+    }
+    // The failed test caps a lower score without raising it, and gives one when the table
+    // was empty.
+    const std::vector<SelfTest::Entry> failed{test(Outcome::unknownFailure)};
+    EXPECT_EQ(rate({attr(231, 0, 15)}, identity("Generic SSD", 1), failed).score, 15);
+    EXPECT_EQ(rate({}, identity("Generic SSD", 1), failed).score, 20);
+}
+
+TEST(ATARules, NotesAndLocaleFormatting) {
+    // A bad cable is a note: it is listed but leaves the drive healthy.
+    auto report = rate({attr(199, 5)});
+    ASSERT_EQ(report.findings.size(), 1u);
+    EXPECT_EQ(report.findings[0].verdict, Verdict::healthy);
+    EXPECT_EQ(report.verdict(), Verdict::healthy);
+    EXPECT_EQ(worstFinding(report.findings), std::nullopt);
+    EXPECT_EQ(report.score, 100);
+
+    const Locale de{"de_DE"};
+    report = rate({attr(5, 1800), attr(194, 71)}, identity("Generic SSD", 1),
+                  {test(Outcome::readFailure, 1'234'567)}, sataDrive(), de);
+    EXPECT_EQ(report.findings[0].message,
+              "The drive's last self-test failed on a read error. First bad sector: 1.234.567.");
+    EXPECT_EQ(report.findings[1].message,
+              "1.800 sectors or blocks have been replaced with spares.");
+    EXPECT_EQ(report.findings[2].message, "Running hot: 71 °C.");
+}
+
+TEST(ATARules, AssemblyOfTheReport) {
+    Drive usb = sataDrive(false);  // the bridge calls it rotating
+    usb.transport = Transport::usb;
+    const std::vector<ATAAttribute> table{attr(9, 8760), attr(194, 30), attr(231, 0, 80),
+                                          attr(241, 400'000'000)};
+    auto id = identity("", 1);
+    id.sataLink = SATALink{SATALink::Speed::gen3, SATALink::Speed::gen3};
+    const std::vector<SelfTest::Entry> log{test(Outcome::passed)};
+    const auto report = HealthRules::evaluate(id, table, usb, "ATA SMART over USB", log, en);
+
+    EXPECT_EQ(report.source, "ATA SMART over USB");
+    EXPECT_EQ(report.model, "");  // the drive's own, even empty
+    EXPECT_EQ(report.serial, "WD-123");
+    EXPECT_EQ(report.firmware, "01.01A01");
+    EXPECT_EQ(report.isSSD, true);  // rotation rate 1 beats the bridge
+    EXPECT_EQ(report.lifeRemainingPercent, 80);
+    EXPECT_EQ(report.temperatureC, 30);
+    EXPECT_EQ(report.powerOnHours, 8760u);
+    EXPECT_EQ(report.dataWrittenBytes, 400'000'000ull * 512);
+    EXPECT_EQ(report.attributes, table);
+    EXPECT_TRUE(report.details.empty());
+    EXPECT_EQ(report.selfTests, log);
+    EXPECT_FALSE(report.isReadOnly);
+    ASSERT_TRUE(report.ata);
+    EXPECT_EQ(report.ata->family.kind, ATAFamily::Kind::generic);
+    EXPECT_EQ(report.sataLink, id.sataLink);
+    EXPECT_EQ(report.score, 80);
+    EXPECT_EQ(report.forecast,
+              LifeForecast::bootstrap(20, 400'000'000ull * 512, 8760, usb.sizeBytes));
+    EXPECT_TRUE(report.forecast);
+
+    // Without an identity the drive record speaks: its model and medium, no serial.
+    const auto bare =
+        HealthRules::evaluate(std::nullopt, {attr(10, 4)}, sataDrive(true), "s", {}, en);
+    EXPECT_EQ(bare.model, "ATA Disk");
+    EXPECT_EQ(bare.serial, std::nullopt);
+    EXPECT_EQ(bare.firmware, std::nullopt);
+    EXPECT_EQ(bare.sataLink, std::nullopt);
+    EXPECT_EQ(bare.isSSD, true);
+    EXPECT_TRUE(bare.findings.empty());  // an SSD's spin retries aren't read
+    EXPECT_EQ(bare.forecast, std::nullopt);
+
+    // An identity without a rotation rate leaves the medium to the drive record.
+    EXPECT_EQ(rate({attr(9, 1)}, identity("X", std::nullopt), {}, sataDrive(false)).isSSD, false);
+}
+
+}  // namespace
+}  // namespace drivekit
