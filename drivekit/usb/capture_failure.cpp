@@ -21,6 +21,10 @@ CaptureFailure CaptureFailure::commandFailed(std::uint8_t status) {
 
 CaptureFailure CaptureFailure::of(Kind kind) { return {kind, {}, 0}; }
 
+CaptureFailure CaptureFailure::uas(std::string sentence, std::uint8_t status) {
+    return {Kind::uas, std::move(sentence), status};
+}
+
 std::string CaptureFailure::text() const {
     switch (kind) {
         case Kind::captureFailed:
@@ -41,6 +45,8 @@ std::string CaptureFailure::text() const {
             return "Couldn't open the enclosure's data pipes.";
         case Kind::notAllowed:
             return PlatformWords::forLinux("macOS didn't allow Vantrel to read the drive.");
+        case Kind::uas:
+            return detail;
     }
     return "USB transfer failed: " + detail;
 }

@@ -19,6 +19,7 @@ struct CaptureFailure {
         noBulkOnlySetting,
         pipes,
         notAllowed,
+        uas,                     // detail: the UAS transport's own sentence, shown as it is
     };
     Kind kind = Kind::transport;
     std::string detail;
@@ -28,6 +29,8 @@ struct CaptureFailure {
     static CaptureFailure transport(std::string detail);
     static CaptureFailure commandFailed(std::uint8_t status);
     static CaptureFailure of(Kind kind);
+    /// A failure of the UAS transport; `status` is the SCSI status of a rejection, else 0.
+    static CaptureFailure uas(std::string sentence, std::uint8_t status = 0);
 
     /// "USB transfer failed: status: Pipe error", "The enclosure rejected the command
     /// (status 1).", "No USB mass-storage interface found.", ... Sentences that name the

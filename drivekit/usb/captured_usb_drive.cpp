@@ -76,7 +76,9 @@ CapturedUSBDrive::CapturedUSBDrive(platform::USBDevice* device,
       device_(device),
       log_(newRegisteredLog()),
       ownsDevice_(ownedDevice_ != nullptr),
-      options_(std::move(options)) {}
+      options_(std::move(options)) {
+    if (!options_.makeUAS) options_.makeUAS = UASTransport::maker();
+}
 
 CapturedUSBDrive::~CapturedUSBDrive() { release(); }
 
@@ -192,7 +194,7 @@ std::optional<CaptureFailure> CapturedUSBDrive::setup() {
     }
 
     if (const auto* uasSetting = configuration->firstMassStorage(number, USBDescriptors::uasProtocol);
-        uasSetting && options_.makeUAS) {
+        uasSetting) {
         if (tryUAS(*descriptor, number, uasSetting->alternate, bulkOnlySetting.has_value(),
                    bulkOnlySetting ? bulkOnlySetting->alternate : 0)) {
             return std::nullopt;
@@ -278,8 +280,11 @@ bool CapturedUSBDrive::tryUAS(const Bytes& descriptor, std::uint8_t number,
         log.note(text::format("UAS setting selected: alt %d",
                               device_->alternateSetting().value_or(uasAlternate)));
         const auto pipes = USBDescriptors::pipeTable(descriptor, number, uasAlternate);
-        std::string line = "UAS pipes:";
-        for (const auto& [id, address] : pipes) line += text::format(" %d→%02X", id, address);
+        std::string line = "UAS pipes: ";
+        for (const auto& [id, address] : pipes) {
+            if (line.back() != ' ') line += ' ';
+            line += text::format("%d→%02X", id, address);
+        }
         log.note(line);
         auto made = options_.makeUAS(*device_, pipes, log);
         if (made) {
@@ -299,7 +304,7 @@ Result<Bytes, CaptureFailure> CapturedUSBDrive::send(ByteView cdb, std::int64_t 
         auto answer = uas_->send(cdb, dataIn, timeoutSeconds);
         if (answer) return std::move(answer).value();
         // The UAS transport words its own failures; they pass through unchanged.
-        return Unexpected(CaptureFailure::transport(answer.error().message));
+        return Unexpected(CaptureFailure::uas(answer.error().text(), answer.error().status));
     }
     if (!ioBuffers_) {
         ioBuffers_ = std::make_unique<IOBufferPool>(
@@ -311,7 +316,6 @@ Result<Bytes, CaptureFailure> CapturedUSBDrive::send(ByteView cdb, std::int64_t 
 
 SCSIDrive::Answer CapturedUSBDrive::command(ByteView cdb, std::int64_t dataIn,
                                             double timeoutSeconds) {
-    if (uas_) return uas_->send(cdb, dataIn, timeoutSeconds);
     auto answer = send(cdb, dataIn, timeoutSeconds);
     if (!answer) return Unexpected(SCSIDrive::Failure{answer.error().text()});
     return std::move(answer).value();

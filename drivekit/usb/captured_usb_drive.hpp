@@ -23,26 +23,10 @@
 #include "drivekit/usb/diagnostics_log.hpp"
 #include "drivekit/usb/io_buffer_pool.hpp"
 #include "drivekit/usb/scsi_drive.hpp"
+#include "drivekit/usb/uas_transport.hpp"
 #include "platform/usb_device.hpp"
 
 namespace drivekit {
-
-/// What a capture needs of a USB Attached SCSI transport: one command at a time, a way
-/// to close that may refuse, and whether it stopped answering for good.
-class UASLink {
-public:
-    virtual ~UASLink() = default;
-    virtual SCSIDrive::Answer send(ByteView cdb, std::int64_t dataIn, double timeoutSeconds) = 0;
-    /// True when streams and buffers are gone and the device can be given back; false
-    /// when it must be left open.
-    virtual bool close() = 0;
-    virtual bool wedged() const = 0;
-
-protected:
-    UASLink() = default;
-    UASLink(const UASLink&) = default;
-    UASLink& operator=(const UASLink&) = default;
-};
 
 class CapturedUSBDrive final : public SCSIDrive {
 public:
@@ -50,14 +34,12 @@ public:
 
     /// Makes the UAS transport on a selected UAS setting, given its pipe table (pipe ID
     /// to endpoint address), or says why it couldn't.
-    using MakeUAS = std::function<Result<std::unique_ptr<UASLink>, std::string>(
-        platform::USBDevice& device, const std::map<int, std::uint8_t>& pipes,
-        DiagnosticsLog& log)>;
+    using MakeUAS = UASTransport::Maker;
 
     struct Options {
         /// Waits between the steps of the setup; a real sleep unless a test says otherwise.
         std::function<void(double seconds)> sleep;
-        /// Without it a UAS setting is left aside and the capture runs on Bulk-Only.
+        /// The UAS transport; `UASTransport::maker()` unless given.
         MakeUAS makeUAS;
     };
 
@@ -79,11 +61,12 @@ public:
     ~CapturedUSBDrive() override;
 
     /// Through the UAS transport when there is one, else Bulk-Only. The failure's message
-    /// is the sentence of `send`'s Failure.
+    /// is the sentence of `send`'s Failure: the transport's own, wrapped no further.
     Answer command(ByteView cdb, std::int64_t dataIn, double timeoutSeconds) override;
 
     /// The same command with the capture's own Failure, for callers that tell the cases
-    /// apart. On Bulk-Only after `release()` it fails with `pipes`.
+    /// apart; a UAS failure comes as `uas` with the transport's sentence. On Bulk-Only
+    /// after `release()` it fails with `pipes`.
     Result<Bytes, Failure> send(ByteView cdb, std::int64_t dataIn, double timeoutSeconds);
 
     DiagnosticsLog& log() override { return *log_; }

@@ -1,5 +1,7 @@
 #include "platform/linux/linux_usb_device.hpp"
 
+#include "platform/linux/linux_usb_recovery.hpp"
+
 #include <libusb.h>
 #include <unistd.h>
 
@@ -211,6 +213,8 @@ public:
         claimed_ = number;
         alternate_ = currentAlternate(number);
         originalAlternate_ = alternate_;
+        claimedName_ = interfaceName(number);
+        noteClaimedInterface(claimedName_);
         return std::nullopt;
     }
 
@@ -251,6 +255,7 @@ public:
         // Always asked, also when no driver was bound at capture: the kernel then binds
         // whatever matches. "Busy" means libusb's auto-detach has already re-attached.
         libusb_attach_kernel_driver(h(), number);
+        noteReleasedInterface(claimedName_);
     }
 
     USBTransfer controlTransfer(const USBControlRequest& request, std::span<std::uint8_t> data,
@@ -362,6 +367,13 @@ public:
 private:
     libusb_device_handle* h() const { return handle_->handle; }
 
+    // The interface's sysfs name, "2-1:1.0": device, configuration, interface number.
+    std::string interfaceName(std::uint8_t number) {
+        int configuration = 0;
+        if (libusb_get_configuration(h(), &configuration) != 0) configuration = 1;
+        return sysfsName_ + ":" + std::to_string(configuration) + "." + std::to_string(number);
+    }
+
     // The alternate setting the kernel has the interface on; asked of the device only
     // when sysfs doesn't say.
     std::uint8_t currentAlternate(std::uint8_t number) {
@@ -411,6 +423,7 @@ private:
     std::shared_ptr<Handle> handle_;
     std::string sysfsName_;
     std::optional<std::uint8_t> claimed_;
+    std::string claimedName_;
     std::uint8_t alternate_ = 0;
     std::uint8_t originalAlternate_ = 0;
     std::vector<unsigned char> streamEndpoints_;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <iterator>
 
 namespace drivekit::sim {
 namespace {
@@ -21,6 +23,10 @@ USBError notSupported() {
     return {USBError::Kind::notSupported, -12,
             "Operation not supported or unimplemented on this platform"};
 }
+
+// What the kernel answers for streams on a link that has none (EINVAL).
+USBError invalidParam() { return {USBError::Kind::notSupported, -2, "Invalid parameter"}; }
+USBError cancelled() { return {USBError::Kind::cancelled, -10, "Transfer cancelled"}; }
 
 // Upper-case hexadecimal with at least `digits` digits, as the trace lines show it.
 std::string hex(unsigned value, int digits = 2) {
@@ -80,19 +86,24 @@ public:
         return enclosure_.clearHalt(endpoint);
     }
     std::optional<USBError> reset() override { return enclosure_.portReset(); }
-    std::variant<std::uint32_t, USBError> allocateStreams(std::uint32_t,
-                                                          std::span<const std::uint8_t>) override {
-        return notSupported();
+    std::variant<std::uint32_t, USBError> allocateStreams(
+        std::uint32_t count, std::span<const std::uint8_t> endpoints) override {
+        if (!claimedHere_) return invalidParam();
+        return enclosure_.allocateStreams(count, endpoints);
     }
-    std::optional<USBError> freeStreams(std::span<const std::uint8_t>) override {
-        return notSupported();
+    std::optional<USBError> freeStreams(std::span<const std::uint8_t> endpoints) override {
+        if (!claimedHere_) return invalidParam();
+        return enclosure_.freeStreams(endpoints);
     }
-    std::optional<USBError> submitStreamTransfer(std::uint8_t, std::uint32_t,
-                                                 std::span<std::uint8_t>,
-                                                 std::function<void(const USBTransfer&)>) override {
-        return notSupported();
+    std::optional<USBError> submitStreamTransfer(
+        std::uint8_t endpoint, std::uint32_t streamID, std::span<std::uint8_t> data,
+        std::function<void(const USBTransfer&)> completion) override {
+        if (!claimedHere_) return notFound();
+        return enclosure_.submitStreamTransfer(endpoint, streamID, data, std::move(completion));
     }
-    std::optional<USBError> cancelStreamTransfers(std::uint8_t, std::uint32_t) override {
+    std::optional<USBError> cancelStreamTransfers(std::uint8_t endpoint,
+                                                  std::uint32_t streamID) override {
+        enclosure_.cancelStreamTransfers(endpoint, streamID);
         return std::nullopt;
     }
     std::variant<std::unique_ptr<platform::USBBuffer>, USBError> deviceMemory(
@@ -188,6 +199,10 @@ std::optional<USBError> SimEnclosure::selectAlternate(std::uint8_t alternateSett
     alternate = alternateSetting;
     state_ = State::idle;
     halted_.clear();
+    // A new setting has new endpoints: streams and queued reads of the old ones end.
+    killQueued(cancelled());
+    streamEndpoints.clear();
+    uas_ = {};
     return std::nullopt;
 }
 
@@ -198,6 +213,10 @@ void SimEnclosure::release() {
     driverAttached = true;
     alternate = 0;  // the kernel driver starts from the first setting
     state_ = State::idle;
+    // Unbinding kills what is still queued and frees the streams.
+    killQueued(cancelled());
+    streamEndpoints.clear();
+    uas_ = {};
 }
 
 USBTransfer SimEnclosure::control(const platform::USBControlRequest& request,
@@ -242,6 +261,14 @@ USBTransfer SimEnclosure::timedOut(double seconds) {
 }
 
 USBTransfer SimEnclosure::bulk(std::uint8_t endpoint, std::span<std::uint8_t> data, double seconds) {
+    if (onUAS()) {
+        if (endpoint == uasCommandPipe) return receiveCommandIU(data);
+        if (endpoint == uasDataOutPipe) {
+            ++dataOutAttempts;
+            return timedOut(seconds);
+        }
+        return uasBulkRead(endpoint, data, seconds);
+    }
     const bool onBulkOnly = layout_.bulkOnlySetting && alternate == 0;
     if (!onBulkOnly) return {0, notFound()};
     if (endpoint == layout_.bulkOut) {
@@ -267,6 +294,20 @@ USBTransfer SimEnclosure::bulk(std::uint8_t endpoint, std::span<std::uint8_t> da
     return {0, notFound()};
 }
 
+void SimEnclosure::takeFaults(ByteView cdb) {
+    faults_.clear();
+    for (auto it = planned_.begin(); it != planned_.end();) {
+        if (!it->opcode || (!cdb.empty() && *it->opcode == cdb[0])) {
+            faults_.push_back({it->fault, it->reads, it->bytes});
+            if (--it->commands <= 0) {
+                it = planned_.erase(it);
+                continue;
+            }
+        }
+        ++it;
+    }
+}
+
 USBTransfer SimEnclosure::receiveCBW(std::span<std::uint8_t> data) {
     if (halted_[layout_.bulkOut]) return {0, stall()};
     if (data.size() != 31 || le32(data, 0) != cbwSignature) {
@@ -284,17 +325,7 @@ USBTransfer SimEnclosure::receiveCBW(std::span<std::uint8_t> data) {
                     " len " + std::to_string(length));
     tagsSeen.push_back(tag);
 
-    faults_.clear();
-    for (auto it = planned_.begin(); it != planned_.end();) {
-        if (!it->opcode || (!cdb.empty() && *it->opcode == cdb[0])) {
-            faults_.push_back({it->fault, it->reads, it->bytes});
-            if (--it->commands <= 0) {
-                it = planned_.erase(it);
-                continue;
-            }
-        }
-        ++it;
-    }
+    takeFaults(cdb);
     if (has(Fault::cbwStall)) {
         halted_[layout_.bulkOut] = true;
         return {0, stall()};
@@ -399,12 +430,190 @@ std::optional<USBError> SimEnclosure::portReset() {
     return std::nullopt;
 }
 
+// --- USB Attached SCSI
+
+bool SimEnclosure::onUAS() const {
+    return layout_.uasSetting && alternate == (layout_.bulkOnlySetting ? 1 : 0);
+}
+
+std::variant<std::uint32_t, USBError> SimEnclosure::allocateStreams(
+    std::uint32_t count, std::span<const std::uint8_t> endpoints) {
+    std::string line = "streams";
+    for (const std::uint8_t e : endpoints) line += " " + hex(e);
+    trace.push_back(line);
+    if (!onUAS() || !layout_.streams) return invalidParam();
+    streamEndpoints.assign(endpoints.begin(), endpoints.end());
+    return std::min<std::uint32_t>(count, 16);
+}
+
+std::optional<USBError> SimEnclosure::freeStreams(std::span<const std::uint8_t> endpoints) {
+    for (const std::uint8_t e : endpoints) {
+        trace.push_back("free streams " + hex(e));
+        const auto found = std::find(streamEndpoints.begin(), streamEndpoints.end(), e);
+        if (found == streamEndpoints.end()) return invalidParam();
+        streamEndpoints.erase(found);
+    }
+    return std::nullopt;
+}
+
+std::optional<USBError> SimEnclosure::submitStreamTransfer(
+    std::uint8_t endpoint, std::uint32_t streamID, std::span<std::uint8_t> data,
+    std::function<void(const USBTransfer&)> completion) {
+    trace.push_back("queue " + hex(endpoint) + "/" + std::to_string(streamID) + " " +
+                    std::to_string(data.size()));
+    if (std::find(streamEndpoints.begin(), streamEndpoints.end(), endpoint) ==
+            streamEndpoints.end() ||
+        streamID == 0 || streamID > 16) {
+        return invalidParam();
+    }
+    if (endpoint == uasDataOutPipe) ++dataOutAttempts;
+    queued_.push_back({endpoint, streamID, data, std::move(completion)});
+    progress();
+    return std::nullopt;
+}
+
+void SimEnclosure::cancelStreamTransfers(std::uint8_t endpoint, std::uint32_t streamID) {
+    trace.push_back("cancel " + hex(endpoint) + "/" + std::to_string(streamID));
+    if (!cancelsComeBack) return;
+    while (complete(endpoint, streamID, {}, cancelled())) {
+    }
+}
+
+void SimEnclosure::killQueued(const USBError& why) {
+    std::deque<Queued> killed;
+    killed.swap(queued_);
+    for (Queued& q : killed) q.completion({0, why});
+}
+
+// Completes the oldest read queued on that endpoint and stream, if there is one.
+bool SimEnclosure::complete(std::uint8_t endpoint, std::uint32_t stream, const Bytes& bytes,
+                            std::optional<USBError> error) {
+    const auto found = std::find_if(queued_.begin(), queued_.end(), [&](const Queued& q) {
+        return q.endpoint == endpoint && q.stream == stream;
+    });
+    if (found == queued_.end()) return false;
+    Queued q = std::move(*found);
+    queued_.erase(found);
+    const std::size_t n = std::min(bytes.size(), q.data.size());
+    std::copy_n(bytes.begin(), n, q.data.begin());
+    if (!error && bytes.size() > q.data.size()) error = overflow();
+    q.completion({n, error});
+    return true;
+}
+
+USBTransfer SimEnclosure::receiveCommandIU(std::span<std::uint8_t> data) {
+    if (data.size() < 32 || data[0] != 0x01) {
+        trace.push_back("invalid IU");
+        return {0, stall()};
+    }
+    const auto tag = static_cast<std::uint16_t>(data[2] << 8 | data[3]);
+    const Bytes cdb(data.begin() + 16, data.begin() + 32);
+    trace.push_back("IU " + hex(cdb[0]) + " tag " + std::to_string(tag));
+    takeFaults(cdb);
+    if (has(Fault::cbwStall)) return {0, stall()};
+
+    const SimATADisk::Reply reply = disk.execute(cdb);
+    uas_ = {};
+    uas_.tag = tag;
+    std::uint8_t status = reply.status;
+    if (reply.status == 0 && !reply.data.empty()) {
+        uas_.data = reply.data;
+        for (const Active& a : faults_) {
+            if (a.fault == Fault::shortData) uas_.data->resize(std::min(uas_.data->size(), a.bytes));
+        }
+    }
+    if (has(Fault::phaseError)) status = 2;
+    // Sense IU: ID, reserved, tag, status qualifier, status, reserved, sense length, sense.
+    Bytes iu(16, 0);
+    iu[0] = 0x03;
+    iu[2] = data[2];
+    iu[3] = data[3];
+    iu[6] = status;
+    if (status != 0) {
+        const Bytes& sense = reply.sense;
+        iu[15] = static_cast<std::uint8_t>(sense.size());
+        iu.insert(iu.end(), sense.begin(), sense.end());
+    }
+    if (has(Fault::responseIU)) iu = {0x04, 0, data[2], data[3], 0, 0, 0, 0};
+    for (const Active& a : faults_) {
+        if (a.fault == Fault::shortStatus) iu.resize(a.bytes == 0 ? 7 : a.bytes);
+    }
+    if (!has(Fault::statusNeverComes)) uas_.status = iu;
+    uas_.statusStalls = has(Fault::statusStall);
+    progress();
+    return {32, std::nullopt};
+}
+
+// On a link with streams: the data of the command in progress goes to a read queued on
+// data-in with the command's tag as stream, then its status to the status pipe. Data
+// that never ends holds the data back but not the status.
+void SimEnclosure::progress() {
+    if (!layout_.streams || uas_.tag == 0) return;
+    if (uas_.data && !has(Fault::dataNeverEnds)) {
+        if (complete(uasDataInPipe, uas_.tag, *uas_.data)) uas_.data.reset();
+    }
+    const bool dataSettled = !uas_.data || has(Fault::dataNeverEnds);
+    if (uas_.status && dataSettled) {
+        const bool sent = uas_.statusStalls ? complete(uasStatusPipe, uas_.tag, {}, stall())
+                                            : complete(uasStatusPipe, uas_.tag, *uas_.status);
+        if (sent) uas_.status.reset();
+    }
+}
+
+// Without streams: READ READY on the status pipe, then the data on data-in, then the
+// Sense IU on the status pipe.
+USBTransfer SimEnclosure::uasBulkRead(std::uint8_t endpoint, std::span<std::uint8_t> data,
+                                      double seconds) {
+    if (layout_.streams) return {0, invalidParam()};  // a streams endpoint takes stream reads
+    const auto give = [&](const Bytes& bytes) -> USBTransfer {
+        const std::size_t n = std::min(bytes.size(), data.size());
+        std::copy_n(bytes.begin(), n, data.begin());
+        return {n, bytes.size() > data.size() ? std::optional(overflow()) : std::nullopt};
+    };
+    if (endpoint == uasStatusPipe) {
+        trace.push_back("status pipe");
+        if (uas_.data && !uas_.readyTold) {
+            uas_.readyTold = true;
+            return give({0x06, 0, static_cast<std::uint8_t>(uas_.tag >> 8),
+                         static_cast<std::uint8_t>(uas_.tag & 0xFF)});
+        }
+        if (uas_.status && !uas_.data) {
+            Bytes iu = *uas_.status;
+            uas_ = {};
+            return give(iu);
+        }
+        return timedOut(seconds);
+    }
+    if (endpoint == uasDataInPipe) {
+        trace.push_back("data-in pipe");
+        if (!uas_.data || !uas_.readyTold || has(Fault::dataNeverEnds)) return timedOut(seconds);
+        Bytes bytes = *uas_.data;
+        uas_.data.reset();
+        return give(bytes);
+    }
+    return {0, notFound()};
+}
+
 std::variant<std::unique_ptr<platform::USBDevice>, USBError> SimUSBHost::open(
     std::uint32_t locationID) {
     if (openError) return *openError;
     const auto found = devices.find(locationID);
     if (found == devices.end()) return notFound();
     return found->second->open();
+}
+
+namespace {
+// Plain pointers in a plain array: nothing here is destroyed at exit, so a capture kept
+// open until then never meets a freed enclosure.
+SimEnclosure* runLongEnclosures[16];
+std::size_t runLongCount = 0;
+}  // namespace
+
+SimEnclosure& enclosureForTheRestOfTheRun(SimEnclosure::Layout layout) {
+    if (runLongCount == std::size(runLongEnclosures)) std::abort();
+    auto* enclosure = new SimEnclosure(layout);
+    runLongEnclosures[runLongCount++] = enclosure;
+    return *enclosure;
 }
 
 }  // namespace drivekit::sim

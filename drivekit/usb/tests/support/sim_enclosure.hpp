@@ -4,13 +4,21 @@
 // it exactly as over libusb. It speaks Bulk-Only as a device does (a wrapper on bulk-out,
 // data and then a status block on bulk-in, halted endpoints until cleared, NAK while it
 // has nothing to send) in front of a SimATADisk, and it can be told to misbehave the
-// ways real bridges do. A UAS setting can be described (with its pipe usage) so that
-// setting selection can be exercised; streams aren't offered yet, as on a High-Speed link.
+// ways real bridges do. Its UAS setting (four pipes named by Pipe Usage descriptors)
+// speaks USB Attached SCSI: on a SuperSpeed link with bulk streams, where reads queued on
+// stream 1 of the status and data-in pipes complete once a Command IU with tag 1 came in;
+// on a High-Speed link without streams, where the status pipe first says READ READY and
+// the data then follows on the data-in pipe.
+//
+// Completions of stream reads run on the thread that caused them (the Command IU's send,
+// a cancel), before that call returns: the order is what a device does, only no thread
+// is involved.
 //
 // Nothing waits: a read that would time out returns the time-out at once and adds its
 // time to `timeWaited`. The enclosure outlives the devices it hands out. Test code only.
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -33,9 +41,10 @@ enum class Fault {
     staleStatus,       // a status block of the command before comes first
     foreignTag,        // the status block carries a tag that was never sent
     badSignature,      // a status block without "USBS"
-    shortStatus,       // a status block of 12 bytes
-    statusNeverComes,  // every status read times out
+    shortStatus,       // a status block of 12 bytes (UAS: a status IU of `bytes` bytes)
+    statusNeverComes,  // every status read times out (UAS: no status IU ever)
     phaseError,        // the status block says 2, phase error
+    responseIU,        // UAS: a Response IU instead of a Sense IU
 };
 
 /// What a bridge does with the data phase of a command that failed.
@@ -54,6 +63,7 @@ public:
         std::uint16_t maxPacket = 512;
         bool bulkOnlySetting = true;  // alt 0, protocol 0x50
         bool uasSetting = false;      // the next alt, protocol 0x62, four pipes
+        bool streams = true;          // false: a High-Speed link, no bulk streams
         bool bulkInEndpoint = true;   // false: the Bulk-Only setting lacks bulk-in
         /// An extra interface of another class before the mass-storage one (a hub-like
         /// composite device), so the interface number isn't always 0.
@@ -91,6 +101,14 @@ public:
     bool noDeviceMemory = false;
     /// Alternate setting the interface stands on before the capture.
     std::uint8_t alternate = 0;
+    /// False: cancelled stream reads never come back, as with a host controller that
+    /// lost track of a stream.
+    bool cancelsComeBack = true;
+
+    static constexpr std::uint8_t uasCommandPipe = 0x04;
+    static constexpr std::uint8_t uasStatusPipe = 0x83;
+    static constexpr std::uint8_t uasDataInPipe = 0x85;
+    static constexpr std::uint8_t uasDataOutPipe = 0x06;
 
     // What the host did
 
@@ -104,6 +122,9 @@ public:
     int dataOutAttempts = 0;      // wrappers asking to send data to the device
     double timeWaited = 0;        // seconds spent in time-outs
     std::vector<std::uint32_t> tagsSeen;
+    /// Endpoints with streams allocated, and stream reads queued and not yet completed.
+    std::vector<std::uint8_t> streamEndpoints;
+    std::size_t queuedReads() const { return queued_.size(); }
 
     /// A new device object onto this enclosure, as the host's open gives.
     std::unique_ptr<platform::USBDevice> open();
@@ -121,6 +142,13 @@ public:
     platform::USBTransfer bulk(std::uint8_t endpoint, std::span<std::uint8_t> data, double timeout);
     std::optional<platform::USBError> clearHalt(std::uint8_t endpoint);
     std::optional<platform::USBError> portReset();
+    std::variant<std::uint32_t, platform::USBError> allocateStreams(
+        std::uint32_t count, std::span<const std::uint8_t> endpoints);
+    std::optional<platform::USBError> freeStreams(std::span<const std::uint8_t> endpoints);
+    std::optional<platform::USBError> submitStreamTransfer(
+        std::uint8_t endpoint, std::uint32_t streamID, std::span<std::uint8_t> data,
+        std::function<void(const platform::USBTransfer&)> completion);
+    void cancelStreamTransfers(std::uint8_t endpoint, std::uint32_t streamID);
 
 private:
     enum class State { idle, dataIn, status, stuck };
@@ -143,6 +171,32 @@ private:
     platform::USBTransfer timedOut(double timeout);
     bool has(Fault fault) const;
     Active* active(Fault fault);
+    void takeFaults(ByteView cdb);
+
+    // USB Attached SCSI
+    struct Queued {
+        std::uint8_t endpoint;
+        std::uint32_t stream;
+        std::span<std::uint8_t> data;
+        std::function<void(const platform::USBTransfer&)> completion;
+    };
+    struct UASCommand {
+        std::uint16_t tag = 0;
+        std::optional<Bytes> data;   // still to send on data-in
+        std::optional<Bytes> status; // the IU still to send on the status pipe
+        bool statusStalls = false;
+        bool readyTold = false;      // High-Speed: READ READY went out
+    };
+    bool onUAS() const;
+    platform::USBTransfer receiveCommandIU(std::span<std::uint8_t> data);
+    platform::USBTransfer uasBulkRead(std::uint8_t endpoint, std::span<std::uint8_t> data,
+                                      double timeout);
+    void progress();
+    bool complete(std::uint8_t endpoint, std::uint32_t stream, const Bytes& bytes,
+                  std::optional<platform::USBError> error = std::nullopt);
+    void killQueued(const platform::USBError& why);
+    std::deque<Queued> queued_;
+    UASCommand uas_;
 
     Layout layout_;
     bool configured_ = true;
@@ -170,5 +224,9 @@ public:
     std::variant<std::unique_ptr<platform::USBDevice>, platform::USBError> open(
         std::uint32_t locationID) override;
 };
+
+/// An enclosure that lives until the process ends, for captures kept open for the rest of
+/// the run. It stays reachable from a global, so leak checking doesn't count it.
+SimEnclosure& enclosureForTheRestOfTheRun(SimEnclosure::Layout layout);
 
 }  // namespace drivekit::sim

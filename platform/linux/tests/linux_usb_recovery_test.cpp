@@ -1,0 +1,89 @@
+#include "platform/linux/linux_usb_recovery.hpp"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A sysfs tree with the files the repair reads and writes.
+class USBRecovery : public ::testing::Test {
+  protected:
+    USBRecovery() {
+        root = fs::temp_directory_path() / ("vantrel-usb-recovery-" + std::to_string(::getpid()));
+        fs::remove_all(root);
+        fs::create_directories(root / "sys/bus/usb/drivers/usbfs");
+        touch("sys/bus/usb/drivers_probe");
+        touch("sys/bus/usb/drivers/usbfs/unbind");
+        fs::create_directories(root / "sys/bus/usb/drivers/uas");
+    }
+    ~USBRecovery() override { fs::remove_all(root); }
+
+    void touch(const std::string& path) {
+        std::ofstream(root / path).put('\0').flush();
+        fs::resize_file(root / path, 0);
+    }
+
+    void interface(const std::string& name, const std::string& cls, const char* driver) {
+        const fs::path dir = root / "sys/bus/usb/devices" / name;
+        fs::create_directories(dir);
+        std::ofstream(dir / "bInterfaceClass") << cls << "\n";
+        if (driver)
+            fs::create_directory_symlink(root / "sys/bus/usb/drivers" / driver, dir / "driver");
+    }
+
+    std::string read(const std::string& path) const {
+        std::ifstream in(root / path);
+        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    }
+
+    fs::path root;
+};
+
+TEST_F(USBRecovery, ProbesOnlyMassStorageInterfacesWithoutADriver) {
+    interface("2-1:1.0", "08", nullptr);  // left behind by a killed capture
+    interface("2-2:1.0", "08", "uas");    // served
+    interface("2-3:1.0", "08", "usbfs");  // another program holds it
+    interface("1-4:1.0", "03", nullptr);  // a keyboard without a driver is none of ours
+    interface("1-1.2:1.1", "08", nullptr);
+    fs::create_directories(root / "sys/bus/usb/devices/2-1");  // the device itself
+
+    EXPECT_EQ(orphanedMassStorageInterfaces(root.string()),
+              (std::vector<std::string>{"1-1.2:1.1", "2-1:1.0"}));
+    const auto done = reattachOrphanedMassStorage(root.string());
+    EXPECT_EQ(done, (std::vector<ReattachedInterface>{{"1-1.2:1.1", ""}, {"2-1:1.0", ""}}));
+    EXPECT_EQ(read("sys/bus/usb/drivers_probe"), "1-1.2:1.1\n2-1:1.0\n");
+}
+
+TEST_F(USBRecovery, SaysWhyAProbeCouldntBeAskedFor) {
+    interface("2-1:1.0", "08", nullptr);
+    fs::remove(root / "sys/bus/usb/drivers_probe");
+    const auto done = reattachOrphanedMassStorage(root.string());
+    ASSERT_EQ(done.size(), 1u);
+    EXPECT_EQ(done[0].error, "No such file or directory");
+    EXPECT_TRUE(reattachOrphanedMassStorage((root / "nothing").string()).empty());
+}
+
+TEST_F(USBRecovery, TheSignalPathUnbindsAndProbesWhatIsClaimedNow) {
+    setGiveBackRoot(root.string());
+    noteClaimedInterface("2-1:1.0");
+    noteClaimedInterface("3-2:1.0");
+    noteReleasedInterface("2-1:1.0");
+    EXPECT_EQ(claimedInterfaces(), std::vector<std::string>{"3-2:1.0"});
+
+    giveBackClaimedInterfacesNow();
+    EXPECT_EQ(read("sys/bus/usb/drivers/usbfs/unbind"), "3-2:1.0\n");
+    EXPECT_EQ(read("sys/bus/usb/drivers_probe"), "3-2:1.0\n");
+
+    noteReleasedInterface("3-2:1.0");
+    EXPECT_TRUE(claimedInterfaces().empty());
+    setGiveBackRoot("/");
+}
+
+}  // namespace
+}  // namespace platform
