@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "drivekit/core/version.hpp"
-#include "drivekit/summary/tests/summary_fixtures.hpp"
+#include "drivekit/health/tests/report_fixtures.hpp"
 
 namespace drivekit {
 namespace {

@@ -15,7 +15,7 @@
 #include "drivekit/health/nvme_health.hpp"
 #include "drivekit/health/report.hpp"
 
-namespace drivekit {
+namespace app {
 
 /// One labelled row of a drive page: a fact of the drive or a raw field of its log.
 struct DriveField {
@@ -26,9 +26,9 @@ struct DriveField {
     /// The row's stable English name, which is its `InsightRow` key, when it has one.
     std::optional<std::string> key;
 
-    json::Object toJSON() const;
+    drivekit::json::Object toJSON() const;
     /// Nothing when a key is missing or has the wrong type.
-    static std::optional<DriveField> fromJSON(const json::Object& object);
+    static std::optional<DriveField> fromJSON(const drivekit::json::Object& object);
 
     bool operator==(const DriveField&) const = default;
 };
@@ -83,7 +83,7 @@ std::string label(InsightRow row);
 
 struct DriveInsight {
     struct Indicator {
-        using Status = IndicatorStatus;
+        using Status = drivekit::IndicatorStatus;
 
         /// In the user's language.
         std::string label;
@@ -96,8 +96,8 @@ struct DriveInsight {
         /// The row's `InsightRow` key; absent for a row of an attribute past its threshold.
         std::optional<std::string> key;
 
-        json::Object toJSON() const;
-        static std::optional<Indicator> fromJSON(const json::Object& object);
+        drivekit::json::Object toJSON() const;
+        static std::optional<Indicator> fromJSON(const drivekit::json::Object& object);
 
         bool operator==(const Indicator&) const = default;
     };
@@ -106,7 +106,7 @@ struct DriveInsight {
     struct Facts {
         /// The drive reports no model of its own and is named after its volume.
         bool modelHidden = false;
-        Locale locale;
+        drivekit::Locale locale;
     };
 
     std::vector<DriveField> general;
@@ -116,20 +116,22 @@ struct DriveInsight {
     std::optional<int> criticalTempMinutes;
 
     /// An NVMe drive: the general rows and seven indicators from its health log.
-    static DriveInsight nvme(const NVMeHealth& health, const Drive& drive, const Facts& facts);
+    static DriveInsight nvme(const drivekit::NVMeHealth& health, const drivekit::Drive& drive,
+                             const Facts& facts);
     /// An ATA drive: the general rows, a row for each figure the reading has, then a row
     /// for each further attribute past its own threshold.
-    static DriveInsight ata(const HealthReport& report, const Drive& drive, const Facts& facts);
+    static DriveInsight ata(const drivekit::HealthReport& report, const drivekit::Drive& drive,
+                            const Facts& facts);
     /// A drive with no health data: the general rows alone.
-    static DriveInsight limited(const Drive& drive, const Facts& facts);
+    static DriveInsight limited(const drivekit::Drive& drive, const Facts& facts);
 
     /// {"general", "indicators", "warningTempMinutes", "criticalTempMinutes"}; the lists
     /// always written, absent minutes left out.
-    json::Object toJSON() const;
+    drivekit::json::Object toJSON() const;
     /// Nothing when a list is missing or one of its rows is damaged.
-    static std::optional<DriveInsight> fromJSON(const json::Object& object);
+    static std::optional<DriveInsight> fromJSON(const drivekit::json::Object& object);
 
     bool operator==(const DriveInsight&) const = default;
 };
 
-}  // namespace drivekit
+}  // namespace app

@@ -1,10 +1,13 @@
-#include "drivekit/summary/drive_insight.hpp"
+#include "app/drive_insight.hpp"
 
 #include <gtest/gtest.h>
 
-#include "drivekit/summary/tests/summary_fixtures.hpp"
+#include "drivekit/health/tests/report_fixtures.hpp"
 
-namespace drivekit {
+namespace app {
+
+using namespace drivekit;
+
 namespace {
 
 using fixtures::attribute;
@@ -232,4 +235,4 @@ TEST(DriveInsight, JSONRoundTripAndDamage) {
 }
 
 }  // namespace
-}  // namespace drivekit
+}  // namespace app

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "app/drive_insight.hpp"
 #include "drivekit/core/json.hpp"
 #include "drivekit/core/local_format.hpp"
 #include "drivekit/discovery/drive.hpp"
@@ -19,17 +20,16 @@
 #include "drivekit/health/self_test.hpp"
 #include "drivekit/health/tier.hpp"
 #include "drivekit/health/wording.hpp"
-#include "drivekit/summary/drive_insight.hpp"
 
-namespace drivekit {
+namespace app {
 
 /// Space on a volume in bytes. Free space doesn't count what the system could purge.
 struct FreeSpace {
     std::int64_t free = 0;
     std::int64_t total = 0;
 
-    json::Object toJSON() const;
-    static std::optional<FreeSpace> fromJSON(const json::Object& object);
+    drivekit::json::Object toJSON() const;
+    static std::optional<FreeSpace> fromJSON(const drivekit::json::Object& object);
 
     bool operator==(const FreeSpace&) const = default;
 };
@@ -43,14 +43,14 @@ struct VolumeInfo {
     bool isTimeMachine = false;
     std::optional<FreeSpace> space;
 
-    json::Object toJSON() const;
-    static std::optional<VolumeInfo> fromJSON(const json::Object& object);
+    drivekit::json::Object toJSON() const;
+    static std::optional<VolumeInfo> fromJSON(const drivekit::json::Object& object);
 
     bool operator==(const VolumeInfo&) const = default;
 };
 
 struct DriveSummary {
-    using Kind = DriveKind;
+    using Kind = drivekit::DriveKind;
     using Field = DriveField;
 
     /// Serial-derived when the drive told its serial, else the BSD name.
@@ -61,7 +61,7 @@ struct DriveSummary {
     /// The model, or "Not reported by the enclosure" when it is hidden.
     std::string model;
     Kind kind = Kind::other;
-    Tier tier = Tier::limited;
+    drivekit::Tier tier = drivekit::Tier::limited;
     std::optional<int> score;
     std::string title;
     std::string line;
@@ -73,7 +73,7 @@ struct DriveSummary {
     std::optional<int> spare;
     /// Media errors as the reading tells them.
     std::optional<std::uint64_t> dataErrors;
-    std::optional<LifeForecast> forecast;
+    std::optional<drivekit::LifeForecast> forecast;
     std::optional<int> temperatureC;
     std::optional<std::uint64_t> powerOnHours;
     std::optional<std::uint64_t> dataWrittenBytes;
@@ -90,7 +90,7 @@ struct DriveSummary {
     /// Of the main volume: the one at "/" for the start-up drive, else the first mounted.
     std::optional<std::string> mountPoint;
     std::optional<std::string> volumeName;
-    std::optional<RAIDInfo> raid;
+    std::optional<drivekit::RAIDInfo> raid;
     /// The drive reports no model and is named after its volume.
     bool modelHidden = false;
     bool hostsBootVolume = false;
@@ -106,19 +106,19 @@ struct DriveSummary {
     /// Kernel names of the devices stacked on the drive's volumes (LUKS, LVM, md), once
     /// each, without the drive itself.
     std::vector<std::string> disksOnTop;
-    SMARTStatus smartStatus = SMARTStatus::notSupported;
+    drivekit::SMARTStatus smartStatus = drivekit::SMARTStatus::notSupported;
     /// Health came through the system's own driver: no hand-over is needed.
     bool liveUSBHealth = false;
-    std::vector<SelfTest::Entry> selfTests;
+    std::vector<drivekit::SelfTest::Entry> selfTests;
     // Fields from here on came after the first release: optional, so older files decode.
     std::optional<bool> readOnly;
     /// Raw texts of the signals of findings worse than healthy, in order of first
     /// appearance.
     std::optional<std::vector<std::string>> flaggedSignals;
-    std::optional<std::vector<HistoryFinding>> history;
+    std::optional<std::vector<drivekit::HistoryFinding>> history;
     /// The score before the history rules changed it.
     std::optional<int> ownScore;
-    std::optional<TransferMode> transferMode;
+    std::optional<drivekit::TransferMode> transferMode;
     /// The drive has any volume, mounted or not.
     std::optional<bool> hasVolumes;
     /// The enclosure's bridge is an NVMe one: no hand-over is possible.
@@ -137,45 +137,45 @@ struct DriveSummary {
 
     /// Keys are the field names in field order; absent values left out, lists always
     /// written.
-    json::Object toJSON() const;
+    drivekit::json::Object toJSON() const;
     /// Nothing when a field every release wrote is missing or damaged; a damaged or
     /// unknown optional value reads as absent.
-    static std::optional<DriveSummary> fromJSON(const json::Object& object);
+    static std::optional<DriveSummary> fromJSON(const drivekit::json::Object& object);
 
     bool operator==(const DriveSummary&) const = default;
 };
 
 /// "<locationID>-<sizeBytes>" in decimal, with location 0 without USB facts: the key of
 /// the drive on its port, under which a USB reading is kept while it stays connected.
-std::string usbKey(const Drive& drive);
+std::string usbKey(const drivekit::Drive& drive);
 /// "%04X:%04X:" of vendor and product id, then the size in decimal; nothing without USB
 /// facts.
-std::optional<std::string> usbSignature(const Drive& drive);
+std::optional<std::string> usbSignature(const drivekit::Drive& drive);
 
 /// The sentences of a drive page. Those that name the platform say the true thing for
 /// Linux.
 namespace SummaryWording {
 
 /// The sentence at the head of the page; the internal SSD is "your SSD".
-std::string title(Tier tier, DriveKind kind, bool readOnly);
+std::string title(drivekit::Tier tier, drivekit::DriveKind kind, bool readOnly);
 
 /// The sentence under the title for a drive that was read: the worst finding for a tier
 /// above healthy (with "Keep your backups current." for `watch`); otherwise the life
 /// used, or else the life left, the forecast and, when healthy, "Nothing to do.";
 /// failing all that, the first `unknown` finding, or that the drive couldn't be read.
-std::string line(Tier tier, std::optional<int> lifeUsed, std::optional<int> lifeLeft,
-                 const std::optional<LifeForecast>& forecast, std::span<const Finding> findings,
-                 const Locale& locale);
+std::string line(drivekit::Tier tier, std::optional<int> lifeUsed, std::optional<int> lifeLeft,
+                 const std::optional<drivekit::LifeForecast>& forecast,
+                 std::span<const drivekit::Finding> findings, const drivekit::Locale& locale);
 
 /// The line of a drive whose health couldn't be read: why, then what is still tracked.
 /// `usbNVMeBridge` matters only for USB drives.
-std::string limitedLine(DriveKind kind, bool usbNVMeBridge);
+std::string limitedLine(drivekit::DriveKind kind, bool usbNVMeBridge);
 
 /// How the summary was read. `method` none is a limited drive; `usbCheckAvailable` says
 /// the USB check is offered for it on this system. A hidden model adds a first sentence.
-std::string readSource(const Drive& drive, ReadMethod method, bool modelHidden,
+std::string readSource(const drivekit::Drive& drive, drivekit::ReadMethod method, bool modelHidden,
                        bool usbCheckAvailable);
 
 }  // namespace SummaryWording
 
-}  // namespace drivekit
+}  // namespace app

@@ -12,7 +12,9 @@
 
 #include "drivekit/core/json.hpp"
 
-namespace drivekit::json::field {
+namespace app::jsonfield {
+
+using Object = drivekit::json::Object;
 
 inline const Object* find(const Object& object, std::string_view key) {
     if (!object.is_object()) return nullptr;
@@ -102,4 +104,4 @@ auto records(const Object& parent, std::string_view key, Decode decode) -> std::
     return out;
 }
 
-}  // namespace drivekit::json::field
+}  // namespace app::jsonfield

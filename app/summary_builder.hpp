@@ -10,14 +10,14 @@
 #include <string_view>
 #include <vector>
 
+#include "app/drive_summary.hpp"
 #include "drivekit/core/local_format.hpp"
 #include "drivekit/discovery/drive.hpp"
 #include "drivekit/health/nvme_health.hpp"
 #include "drivekit/health/report.hpp"
 #include "drivekit/health/wording.hpp"
-#include "drivekit/summary/drive_summary.hpp"
 
-namespace drivekit::SummaryBuilder {
+namespace app::SummaryBuilder {
 
 /// How a pass reads a drive.
 enum class ReadStep {
@@ -36,17 +36,17 @@ enum class ReadStep {
 /// NVMe drives are read; a USB drive uses its kept reading when there is one, else a
 /// live read when `live` allows; SATA is read live; an SD card is never read; any other
 /// drive isn't shown.
-ReadStep readStep(const Drive& drive, bool hasStoredUSBReport, bool live);
+ReadStep readStep(const drivekit::Drive& drive, bool hasStoredUSBReport, bool live);
 
 /// What reading one drive came to. No report means the drive couldn't be read (or
 /// wasn't): the summary is limited.
 struct Reading {
-    ReadMethod method = ReadMethod::none;
-    std::optional<HealthReport> report;
+    drivekit::ReadMethod method = drivekit::ReadMethod::none;
+    std::optional<drivekit::HealthReport> report;
     /// The decoded log, for an NVMe reading.
-    std::optional<NVMeHealth> nvme;
+    std::optional<drivekit::NVMeHealth> nvme;
     /// The drive's own pass/fail word, where the reading gave one.
-    SMARTStatus smartStatus = SMARTStatus::notSupported;
+    drivekit::SMARTStatus smartStatus = drivekit::SMARTStatus::notSupported;
 };
 
 /// The facts around a drive that the summary takes from discovery and the file system.
@@ -57,18 +57,20 @@ struct Surroundings {
     std::function<std::optional<FreeSpace>(std::string_view mountPoint)> freeSpace;
     /// The USB check is offered on this system.
     bool usbCheckAvailable = true;
-    Locale locale;
+    drivekit::Locale locale;
 };
 
 /// The summary of one drive: from the report when `reading` has one (an NVMe reading
 /// also needs its log), otherwise limited, worded for the kind of drive. The drive is
 /// named as discovery names it, after the model the drive itself reported when there is
 /// one: a USB bridge's product name is not the drive's.
-DriveSummary summarize(const Drive& drive, const Reading& reading, const Surroundings& around);
+DriveSummary summarize(const drivekit::Drive& drive, const Reading& reading,
+                       const Surroundings& around);
 
 /// The summary with the mount facts of a fresher record of the same drive: volumes, the
 /// main volume and its space, `hasVolumes`, `hostsBootVolume` and `disksOnTop`. A read
 /// can take seconds, and the drive may have mounted or unmounted meanwhile.
-DriveSummary withMountFacts(DriveSummary summary, const Drive& fresh, const Surroundings& around);
+DriveSummary withMountFacts(DriveSummary summary, const drivekit::Drive& fresh,
+                            const Surroundings& around);
 
-}  // namespace drivekit::SummaryBuilder
+}  // namespace app::SummaryBuilder

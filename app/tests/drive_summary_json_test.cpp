@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
-#include "drivekit/summary/drive_summary.hpp"
-#include "drivekit/summary/summary_builder.hpp"
-#include "drivekit/summary/tests/summary_fixtures.hpp"
+#include "app/drive_summary.hpp"
+#include "app/summary_builder.hpp"
+#include "drivekit/health/tests/report_fixtures.hpp"
 
-namespace drivekit {
+namespace app {
+
+using namespace drivekit;
+
 namespace {
 
 DriveSummary readNVMe() {
@@ -100,4 +103,4 @@ TEST(DriveSummaryJSON, ARecordMissingWhatEveryReleaseWroteIsAbsent) {
 }
 
 }  // namespace
-}  // namespace drivekit
+}  // namespace app

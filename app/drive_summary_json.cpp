@@ -1,14 +1,17 @@
 // The JSON form of a drive summary and the records it holds. Written in field order;
 // read leniently where a release could have left a value out, strictly where every
 // release wrote one.
+#include "app/drive_summary.hpp"
+#include "app/json_fields.hpp"
 #include "drivekit/health/report_json.hpp"
-#include "drivekit/summary/drive_summary.hpp"
-#include "drivekit/summary/json_fields.hpp"
 
-namespace drivekit {
+namespace app {
+
+using namespace drivekit;
+
 namespace {
 
-namespace field = json::field;
+namespace field = jsonfield;
 
 template <typename T>
 json::Object arrayOf(const std::vector<T>& items) {
@@ -216,4 +219,4 @@ std::optional<DriveSummary> DriveSummary::fromJSON(const json::Object& o) {
     return s;
 }
 
-}  // namespace drivekit
+}  // namespace app

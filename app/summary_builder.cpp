@@ -1,4 +1,4 @@
-#include "drivekit/summary/summary_builder.hpp"
+#include "app/summary_builder.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -8,7 +8,10 @@
 #include "drivekit/health/bridge_words.hpp"
 #include "drivekit/health/placeholders.hpp"
 
-namespace drivekit::SummaryBuilder {
+namespace app::SummaryBuilder {
+
+using namespace drivekit;
+
 namespace {
 
 constexpr std::string_view kEnclosureHidesModel = "Not reported by the enclosure";
@@ -228,4 +231,4 @@ DriveSummary withMountFacts(DriveSummary summary, const Drive& fresh, const Surr
     return summary;
 }
 
-}  // namespace drivekit::SummaryBuilder
+}  // namespace app::SummaryBuilder

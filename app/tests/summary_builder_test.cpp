@@ -1,13 +1,16 @@
-#include "drivekit/summary/summary_builder.hpp"
+#include "app/summary_builder.hpp"
 
 #include <gtest/gtest.h>
 
 #include <map>
 #include <set>
 
-#include "drivekit/summary/tests/summary_fixtures.hpp"
+#include "drivekit/health/tests/report_fixtures.hpp"
 
-namespace drivekit {
+namespace app {
+
+using namespace drivekit;
+
 namespace {
 
 using SummaryBuilder::Reading;
@@ -237,4 +240,4 @@ TEST(SummaryBuilder, MountFactsComeFromTheFresherRecord) {
 }
 
 }  // namespace
-}  // namespace drivekit
+}  // namespace app

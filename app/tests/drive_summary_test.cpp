@@ -1,10 +1,13 @@
-#include "drivekit/summary/drive_summary.hpp"
+#include "app/drive_summary.hpp"
 
 #include <gtest/gtest.h>
 
-#include "drivekit/summary/tests/summary_fixtures.hpp"
+#include "drivekit/health/tests/report_fixtures.hpp"
 
-namespace drivekit {
+namespace app {
+
+using namespace drivekit;
+
 namespace {
 
 using fixtures::en;
@@ -198,4 +201,4 @@ TEST(DriveSummaryKeys, NotMountedWhenNoVolumeHasAMountPoint) {
 }
 
 }  // namespace
-}  // namespace drivekit
+}  // namespace app

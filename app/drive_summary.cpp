@@ -1,4 +1,4 @@
-#include "drivekit/summary/drive_summary.hpp"
+#include "app/drive_summary.hpp"
 
 #include <algorithm>
 #include <vector>
@@ -9,7 +9,10 @@
 #include "drivekit/health/placeholders.hpp"
 #include "drivekit/health/report.hpp"
 
-namespace drivekit {
+namespace app {
+
+using namespace drivekit;
+
 namespace {
 
 struct OwnTitle {
@@ -238,4 +241,4 @@ std::string readSource(const Drive& drive, ReadMethod method, bool modelHidden,
 
 }  // namespace SummaryWording
 
-}  // namespace drivekit
+}  // namespace app

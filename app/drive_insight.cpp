@@ -1,16 +1,19 @@
-#include "drivekit/summary/drive_insight.hpp"
+#include "app/drive_insight.hpp"
 
 #include <array>
 #include <utility>
 
+#include "app/json_fields.hpp"
 #include "drivekit/core/rounding.hpp"
 #include "drivekit/discovery/link.hpp"
 #include "drivekit/health/bridge_words.hpp"
 #include "drivekit/health/placeholders.hpp"
 #include "drivekit/health/wording.hpp"
-#include "drivekit/summary/json_fields.hpp"
 
-namespace drivekit {
+namespace app {
+
+using namespace drivekit;
+
 namespace {
 
 constexpr std::array<std::pair<InsightRow, std::string_view>, 37> kRows{{
@@ -457,12 +460,12 @@ json::Object DriveField::toJSON() const {
 }
 
 std::optional<DriveField> DriveField::fromJSON(const json::Object& object) {
-    auto label = json::field::text(object, "label");
-    auto value = json::field::text(object, "value");
-    auto note = json::field::text(object, "note");
+    auto label = jsonfield::text(object, "label");
+    auto value = jsonfield::text(object, "value");
+    auto note = jsonfield::text(object, "note");
     if (!label || !value || !note) return std::nullopt;
     return DriveField{std::move(*label), std::move(*value), std::move(*note),
-                      json::field::text(object, "key")};
+                      jsonfield::text(object, "key")};
 }
 
 json::Object DriveInsight::Indicator::toJSON() const {
@@ -478,14 +481,14 @@ json::Object DriveInsight::Indicator::toJSON() const {
 
 std::optional<DriveInsight::Indicator> DriveInsight::Indicator::fromJSON(
     const json::Object& object) {
-    auto label = json::field::text(object, "label");
-    auto value = json::field::text(object, "value");
-    auto note = json::field::text(object, "note");
-    const auto statusText = json::field::text(object, "status");
+    auto label = jsonfield::text(object, "label");
+    auto value = jsonfield::text(object, "value");
+    auto note = jsonfield::text(object, "note");
+    const auto statusText = jsonfield::text(object, "status");
     const auto status = statusText ? IndicatorStatusText::parse(*statusText) : std::nullopt;
     if (!label || !value || !note || !status) return std::nullopt;
-    return Indicator{std::move(*label), std::move(*value), json::field::integer(object, "health"),
-                     *status,           std::move(*note),  json::field::text(object, "key")};
+    return Indicator{std::move(*label), std::move(*value), jsonfield::integer(object, "health"),
+                     *status,           std::move(*note),  jsonfield::text(object, "key")};
 }
 
 json::Object DriveInsight::toJSON() const {
@@ -500,15 +503,15 @@ json::Object DriveInsight::toJSON() const {
 }
 
 std::optional<DriveInsight> DriveInsight::fromJSON(const json::Object& object) {
-    auto general = json::field::records(object, "general", &DriveField::fromJSON);
-    auto indicators = json::field::records(object, "indicators", &Indicator::fromJSON);
+    auto general = jsonfield::records(object, "general", &DriveField::fromJSON);
+    auto indicators = jsonfield::records(object, "indicators", &Indicator::fromJSON);
     if (!general || !indicators) return std::nullopt;
     DriveInsight insight;
     insight.general = std::move(*general);
     insight.indicators = std::move(*indicators);
-    insight.warningTempMinutes = json::field::integer(object, "warningTempMinutes");
-    insight.criticalTempMinutes = json::field::integer(object, "criticalTempMinutes");
+    insight.warningTempMinutes = jsonfield::integer(object, "warningTempMinutes");
+    insight.criticalTempMinutes = jsonfield::integer(object, "criticalTempMinutes");
     return insight;
 }
 
-}  // namespace drivekit
+}  // namespace app

@@ -1,0 +1,130 @@
+#include "app/read_all.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "drivekit/health/health_rules.hpp"
+#include "drivekit/health/nvme_reader.hpp"
+#include "drivekit/health/report.hpp"
+
+namespace app {
+
+using namespace drivekit;
+
+namespace {
+
+// The stores on top of the drive's volumes, as whole devices: a partitioned md array
+// counts once, by the array.
+std::vector<std::string> disksOnTop(const Drive& drive, const ReadContext& context) {
+    std::vector<std::string> disks;
+    for (const auto& name : Discovery::stackedOn(drive.bsdName, context.discovery.sysfs)) {
+        disks.push_back(Discovery::wholeDiskName(name));
+    }
+    return disks;
+}
+
+SummaryBuilder::Surroundings surroundings(const Drive& drive, const ReadContext& context) {
+    return SummaryBuilder::Surroundings{disksOnTop(drive, context), context.freeSpace,
+                                        context.usbCheckAvailable, context.discovery.locale};
+}
+
+SummaryBuilder::Reading readNVMe(const Drive& drive, const ReadContext& context) {
+    auto health = NVMeReader::read(drive.bsdName, context.nvme);
+    // Why it failed matters to a command that reads one drive, not to the pass.
+    if (!health) return {};
+    SummaryBuilder::Reading reading;
+    reading.method = ReadMethod::nvmeSMART;
+    reading.report = HealthRules::evaluate(*health, drive, context.discovery.locale);
+    reading.smartStatus = SMARTStatusRules::nvme(health->criticalWarning);
+    reading.nvme = std::move(health).value();
+    return reading;
+}
+
+SummaryBuilder::Reading readATALive(const Drive& drive, const ReadContext& context) {
+    if (!context.connect) return {};
+    auto identity = ATASMARTLib::identify(context.connect, drive.bsdName);
+    if (!identity) return {};
+    const auto attributes = ATASMARTLib::attributes(context.connect, drive.bsdName)
+                                .value_or(std::vector<ATAAttribute>{});
+    const auto selfTests = ATASMARTLib::selfTestLog(context.connect, drive.bsdName);
+    SummaryBuilder::Reading reading;
+    reading.method = ReadMethod::ataSMARTLive;
+    reading.smartStatus = SMARTStatusRules::ata(context.connect, drive.bsdName);
+    reading.report =
+        HealthRules::evaluate(std::optional<ATAIdentity>(std::move(identity).value()), attributes,
+                              drive, ReadingSource::ataLive(), selfTests, context.discovery.locale);
+    return reading;
+}
+
+}  // namespace
+
+std::optional<DriveRead> readDrive(const Drive& drive, const USBReports& reports, bool live,
+                                   const ReadContext& context) {
+    const auto kept =
+        drive.transport == Transport::usb ? reports.find(usbKey(drive)) : reports.end();
+    SummaryBuilder::Reading reading;
+    switch (SummaryBuilder::readStep(drive, kept != reports.end(), live)) {
+        case SummaryBuilder::ReadStep::nvme:
+            reading = readNVMe(drive, context);
+            break;
+        case SummaryBuilder::ReadStep::storedUSBReport:
+            reading = kept->second;
+            break;
+        case SummaryBuilder::ReadStep::liveATA:
+            reading = readATALive(drive, context);
+            break;
+        case SummaryBuilder::ReadStep::none:
+            break;
+        case SummaryBuilder::ReadStep::notShown:
+            return std::nullopt;
+    }
+    return summarized(drive, std::move(reading), context);
+}
+
+std::optional<DriveRead> summarized(const Drive& drive, SummaryBuilder::Reading reading,
+                                    const ReadContext& context) {
+    if (SummaryBuilder::readStep(drive, false, false) == SummaryBuilder::ReadStep::notShown) {
+        return std::nullopt;
+    }
+    DriveSummary summary = SummaryBuilder::summarize(drive, reading, surroundings(drive, context));
+    return DriveRead{drive, std::move(reading), std::move(summary)};
+}
+
+std::vector<DriveRead> readDrives(const USBReports& reports, bool live,
+                                  const ReadContext& context) {
+    std::vector<DriveRead> reads;
+    for (const auto& drive : Discovery::allDrives(context.discovery)) {
+        if (auto read = readDrive(drive, reports, live, context)) reads.push_back(std::move(*read));
+    }
+    const auto fresh = Discovery::allDrives(context.discovery);
+    for (auto& read : reads) {
+        const auto same = std::find_if(fresh.begin(), fresh.end(), [&](const Drive& drive) {
+            return drive.bsdName == read.drive.bsdName;
+        });
+        if (same == fresh.end()) continue;
+        read.summary = SummaryBuilder::withMountFacts(std::move(read.summary), *same,
+                                                      surroundings(*same, context));
+        read.drive.volumes = same->volumes;
+        read.drive.hostsBootVolume = same->hostsBootVolume;
+        read.drive.hostsCurrentDirectory = same->hostsCurrentDirectory;
+    }
+    return reads;
+}
+
+std::vector<DriveSummary> readAll(const USBReports& reports, bool live,
+                                  const ReadContext& context) {
+    std::vector<DriveSummary> summaries;
+    for (auto& read : readDrives(reports, live, context)) {
+        summaries.push_back(std::move(read.summary));
+    }
+    return summaries;
+}
+
+HealthDocument::Source documentSource(const DriveRead& read) {
+    const bool wasRead = read.reading.report.has_value();
+    return HealthDocument::Source{
+        read.drive, read.reading.report, wasRead ? read.reading.nvme : std::nullopt,
+        wasRead ? read.reading.method : ReadMethod::none, read.reading.smartStatus};
+}
+
+}  // namespace app

@@ -1,0 +1,188 @@
+// A refresh pass over the lab machine's fixture tree: a scripted NVMe controller, a SATA
+// disk that answers ATA pass-through, USB disks and an SD card that don't.
+#include "app/read_all.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+#include "drivekit/health/tests/fake_sat_disk.hpp"
+#include "platform/linux/linux_block_probe.hpp"
+#include "platform/linux/linux_mounts.hpp"
+#include "platform/linux/linux_sysfs.hpp"
+
+namespace app {
+
+using namespace drivekit;
+
+namespace {
+
+std::string data(const std::string& path) {
+    return std::string(VANTREL_TEST_DATA) + "/" + path;
+}
+
+std::vector<std::uint8_t> fileBytes(const std::string& path) {
+    std::ifstream in(data(path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// A controller that answers with a real QEMU log, or fails as told.
+class ScriptedNVMe final : public platform::NVMeAdmin {
+  public:
+    std::vector<std::uint8_t> log = fileBytes("nvme/qemu-7.2-smart-log.bin");
+    std::optional<platform::NVMeAdminFailure> failure;
+
+    platform::NVMeAdminReply smartLog(std::string_view) override {
+        if (failure) return *failure;
+        return log;
+    }
+    platform::NVMeAdminReply identifyController(std::string_view) override {
+        if (failure) return *failure;
+        return fileBytes("nvme/qemu-7.2-id-ctrl.bin");
+    }
+};
+
+// The lab's mount table, in which the Bulk-Only disk's volume is unmounted once the
+// first pass over it is done: what a user does while a slow read runs.
+class UnmountingMounts final : public platform::Mounts {
+  public:
+    explicit UnmountingMounts(const std::string& root) : table_(root) {}
+    std::vector<platform::Mount> list() const override {
+        auto mounts = table_.list();
+        if (calls_++ > 0) {
+            std::erase_if(mounts, [](const auto& m) { return m.source == "/dev/sdd1"; });
+        }
+        return mounts;
+    }
+
+  private:
+    platform::LinuxMounts table_;
+    mutable int calls_ = 0;
+};
+
+class ReadAll : public ::testing::Test {
+  protected:
+    const std::string root = data("discovery/lab");
+    platform::LinuxSysfs sysfs{root};
+    UnmountingMounts mounts{root};
+    platform::LinuxBlockProbe probe{root};
+    ScriptedNVMe nvme;
+    testpages::FakeSATDisk sata;  // answers as "sda"
+
+    ReadContext context() {
+        Discovery::Sources sources{sysfs, mounts, probe, "/root", Locale{"en_US"}};
+        return ReadContext{sources, nvme, sata.connect(),
+                           [](std::string_view) {
+                               return FreeSpace{1'000, 4'000};
+                           },
+                           true};
+    }
+
+    static const DriveRead& named(const std::vector<DriveRead>& reads, std::string_view name) {
+        const auto it = std::find_if(reads.begin(), reads.end(),
+                                     [&](const DriveRead& r) { return r.drive.bsdName == name; });
+        EXPECT_NE(it, reads.end()) << name;
+        return *it;
+    }
+};
+
+TEST_F(ReadAll, EachTransportGoesToItsReaderAndTheRestAreLimited) {
+    const auto reads = readDrives({}, true, context());
+    std::vector<std::string> names;
+    for (const auto& read : reads) names.push_back(read.drive.bsdName);
+    EXPECT_EQ(names, (std::vector<std::string>{"mmcblk0", "nvme0n1", "sda", "sdb", "sdc", "sdd"}));
+
+    const auto& nvmeRead = named(reads, "nvme0n1");
+    EXPECT_EQ(nvmeRead.reading.method, ReadMethod::nvmeSMART);
+    EXPECT_TRUE(nvmeRead.reading.nvme);
+    EXPECT_EQ(nvmeRead.summary.kind, DriveKind::internalSSD);
+    EXPECT_NE(nvmeRead.summary.tier, Tier::limited);
+    EXPECT_EQ(nvmeRead.summary.readSource, "NVMe SMART, read live from the internal SSD.");
+    EXPECT_EQ(nvmeRead.summary.insight.indicators.size(), 7u);
+    EXPECT_EQ(nvmeRead.summary.healthLog.back().label, "S.M.A.R.T. status");
+    EXPECT_TRUE(nvmeRead.summary.hostsBootVolume);
+
+    // Internal SATA is read live and shown, though its kind is "other".
+    const auto& sataRead = named(reads, "sda");
+    EXPECT_EQ(sataRead.reading.method, ReadMethod::ataSMARTLive);
+    EXPECT_EQ(sataRead.summary.kind, DriveKind::other);
+    EXPECT_EQ(sataRead.summary.smartStatus, SMARTStatus::verified);
+    EXPECT_NE(sataRead.summary.tier, Tier::limited);
+    EXPECT_FALSE(sataRead.summary.liveUSBHealth);
+    EXPECT_FALSE(sataRead.summary.insight.indicators.empty());
+    // Both stores stacked on it, by their own names.
+    EXPECT_EQ(sataRead.summary.disksOnTop, (std::vector<std::string>{"md0", "dm-0"}));
+    EXPECT_TRUE(sataRead.summary.isRAIDMember);
+
+    // The USB disks don't pass ATA through: limited, worded for a drive that could be
+    // checked, each with its port key.
+    const auto& stick = named(reads, "sdc");
+    EXPECT_EQ(stick.summary.tier, Tier::limited);
+    EXPECT_EQ(stick.summary.usbKey,
+              std::to_string(0x02100000) + "-" + std::to_string(stick.drive.sizeBytes));
+    EXPECT_EQ(stick.summary.usbSignature, "46F4:0001:" + std::to_string(stick.drive.sizeBytes));
+    EXPECT_EQ(stick.summary.line,
+              "Check health reads it over USB: Vantrel borrows the drive for a few seconds. "
+              "Vantrel still tracks its read and write errors.");
+    EXPECT_TRUE(stick.summary.offersUSBCheck(true));
+    EXPECT_TRUE(stick.summary.insight.indicators.empty());
+
+    const auto& card = named(reads, "mmcblk0");
+    EXPECT_EQ(card.summary.kind, DriveKind::sdCard);
+    EXPECT_EQ(card.summary.title, "SD cards don't report health data.");
+    EXPECT_EQ(card.summary.name, "CAMERA");
+    EXPECT_EQ(card.summary.space, (FreeSpace{1'000, 4'000}));
+    EXPECT_EQ(documentSource(card).method, ReadMethod::none);
+}
+
+TEST_F(ReadAll, MountFactsAreTakenUpAgainAfterTheReads) {
+    // Discovery saw /media/lab/Backup Disk mounted before the reads, and gone after.
+    const auto reads = readDrives({}, true, context());
+    const auto& bot = named(reads, "sdd");
+    EXPECT_TRUE(bot.summary.notMounted());
+    EXPECT_EQ(bot.summary.mountPoint, std::nullopt);
+    EXPECT_EQ(bot.summary.hasVolumes, true);
+    EXPECT_TRUE(bot.drive.volumes.empty() || !bot.drive.volumes.front().mountPoint);
+    // The name stays what it was when the drive was read.
+    EXPECT_EQ(bot.summary.name, "BOT DISK");
+}
+
+TEST_F(ReadAll, FailedReadsAreLimitedAndKeptUSBReadingsWin) {
+    nvme.failure = platform::NVMeAdminFailure{platform::NVMeAdminFailure::Kind::noController, 13};
+    const auto stick = Discovery::drive("sdc", context().discovery);
+    ASSERT_TRUE(stick);
+
+    SummaryBuilder::Reading handOver;
+    handOver.method = ReadMethod::ataSMARTHandOver;
+    handOver.report = HealthReport{};
+    handOver.report->drive = *stick;
+    handOver.report->model = "Samsung SSD 860 EVO 500GB";
+    handOver.smartStatus = SMARTStatus::verified;
+    const USBReports kept{{usbKey(*stick), handOver}};
+
+    const auto summaries = readAll(kept, false, context());
+    ASSERT_EQ(summaries.size(), 6u);
+    const auto of = [&](std::string_view name) {
+        return *std::find_if(summaries.begin(), summaries.end(),
+                             [&](const DriveSummary& s) { return s.bsdName == name; });
+    };
+    EXPECT_EQ(of("nvme0n1").tier, Tier::limited);
+    EXPECT_EQ(of("nvme0n1").line,
+              "Linux doesn't report this drive's health. Vantrel still tracks its read and write "
+              "errors.");
+    // Kept reading: read, named after the drive inside, and no longer offering the check.
+    EXPECT_EQ(of("sdc").tier, Tier::healthy);
+    EXPECT_EQ(of("sdc").name, "Samsung SSD 860 EVO 500GB");
+    EXPECT_FALSE(of("sdc").offersUSBCheck(true));
+    EXPECT_EQ(
+        of("sdc").readSource.rfind("ATA SMART over USB, read through the enclosure's bridge.", 0),
+        0u);
+    // No live reads allowed: the SATA disk was never opened.
+    EXPECT_EQ(sata.opened, 0);
+    EXPECT_EQ(of("sda").tier, Tier::limited);
+}
+
+}  // namespace
+}  // namespace app

@@ -1,0 +1,31 @@
+#pragma once
+// The application core's refresh pass, on the machine a command runs against: every drive
+// discovery finds, read and summarized, and the health documents of them.
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "app/read_all.hpp"
+#include "cli/machine.hpp"
+#include "drivekit/health/health_document.hpp"
+
+namespace cli {
+
+/// Every shown drive of the machine, read live, in discovery's order.
+std::vector<app::DriveRead> readMachineDrives(const Machine& machine);
+
+/// One drive by kernel name, read live; nothing when discovery doesn't know it as a shown
+/// drive.
+std::optional<app::DriveRead> readMachineDrive(std::string_view bsdName, const Machine& machine);
+
+/// One drive by kernel name with a reading the command already made, so that nothing is
+/// read twice; nothing when discovery doesn't know it as a shown drive.
+std::optional<app::DriveRead> summarizeMachineDrive(std::string_view bsdName,
+                                                    app::SummaryBuilder::Reading reading,
+                                                    const Machine& machine);
+
+/// The health document of a read drive, dated by the machine's clock. The serial is
+/// masked: a document is made to be shared.
+drivekit::HealthDocument documentOf(const app::DriveRead& read, const Machine& machine);
+
+}  // namespace cli

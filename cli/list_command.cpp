@@ -1,0 +1,43 @@
+#include "cli/list_command.hpp"
+
+#include "cli/drive_reads.hpp"
+#include "cli/exit_codes.hpp"
+#include "cli/summary_text.hpp"
+#include "drivekit/core/json.hpp"
+
+namespace cli {
+
+namespace {
+
+bool needsCare(drivekit::Tier tier) {
+    return tier == drivekit::Tier::warning || tier == drivekit::Tier::failing ||
+           tier == drivekit::Tier::failed;
+}
+
+}  // namespace
+
+int runList(const Arguments& arguments, Machine& machine, std::ostream& out, std::ostream& err) {
+    if (arguments.help) {
+        out << listUsageText();
+        return exitOK;
+    }
+    const auto reads = readMachineDrives(machine);
+    if (reads.empty()) {
+        err << "vantrel: this computer has no drives to list.\n";
+        return exitNoDevice;
+    }
+    if (arguments.json) {
+        drivekit::json::Object documents = drivekit::json::Object::array();
+        for (const auto& read : reads) documents.push_back(documentOf(read, machine).toJSON());
+        out << drivekit::json::dump(documents, drivekit::json::Layout::prettySorted) << '\n';
+    } else {
+        printDriveList(reads, out);
+    }
+    int code = exitOK;
+    for (const auto& read : reads) {
+        if (needsCare(read.summary.tier)) code = exitNeedsCare;
+    }
+    return code;
+}
+
+}  // namespace cli
