@@ -1,0 +1,87 @@
+// `vantrel --demo`: the option is read before the command, a broken description stops with
+// one sentence and the usage code, and the commands run on the shipped machine as they do
+// on real drives.
+#include "cli/demo_mode.hpp"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "cli/arguments.hpp"
+#include "cli/exit_codes.hpp"
+
+namespace {
+
+struct Outcome {
+    int code;
+    std::string out;
+    std::string err;
+};
+
+Outcome demo(std::vector<std::string_view> args,
+             const std::string& file = std::string(VANTREL_DEMO_DATA) + "/machine.json") {
+    std::ostringstream out, err;
+    const int code = cli::runDemo(args, file, out, err);
+    return {code, out.str(), err.str()};
+}
+
+TEST(DemoOption, LeadsTheCommandLineWithOrWithoutAFile) {
+    const auto plain = cli::parseArguments({"--demo", "list", "--json"});
+    ASSERT_TRUE(plain.arguments) << plain.error;
+    EXPECT_EQ(plain.arguments->demo, "");
+    EXPECT_EQ(plain.arguments->command, cli::Command::list);
+    EXPECT_TRUE(plain.arguments->json);
+
+    const auto file = cli::parseArguments({"--demo=/tmp/m.json", "check", "/dev/sda"});
+    ASSERT_TRUE(file.arguments) << file.error;
+    EXPECT_EQ(file.arguments->demo, "/tmp/m.json");
+    EXPECT_EQ(file.arguments->device, "sda");
+
+    EXPECT_FALSE(cli::parseArguments({"check", "nvme0n1"}).arguments->demo);
+    EXPECT_EQ(cli::parseArguments({"--demo="}).error, "--demo= needs a file: --demo=machine.json.");
+    EXPECT_FALSE(cli::parseArguments({"--demo"}).arguments);           // no command
+    EXPECT_FALSE(cli::parseArguments({"check", "--demo"}).arguments);  // only before the command
+}
+
+TEST(DemoOption, UnusableDescriptionIsOneSentenceAndTheUsageCode) {
+    const Outcome missing = demo({"--demo=/nonexistent.json", "list"}, "/nonexistent.json");
+    EXPECT_EQ(missing.code, cli::exitUsage);
+    EXPECT_EQ(missing.out, "");
+    EXPECT_EQ(
+        missing.err,
+        "vantrel: The demo machine /nonexistent.json can't be used: there is no such file.\n");
+
+    // A description that parses but breaks a rule: the data folder itself is no file.
+    const Outcome folder = demo({"list"}, VANTREL_DEMO_DATA);
+    EXPECT_EQ(folder.code, cli::exitUsage);
+    EXPECT_EQ(std::count(folder.err.begin(), folder.err.end(), '\n'), 1) << folder.err;
+}
+
+TEST(DemoOption, ChecksTheShippedDrivesLikeRealOnes) {
+    const Outcome nvme = demo({"--demo", "check", "nvme0n1"});
+    EXPECT_EQ(nvme.code, cli::exitOK) << nvme.err;
+    EXPECT_NE(nvme.out.find("/dev/nvme0n1"), std::string::npos) << nvme.out;
+    EXPECT_NE(nvme.out.find("This drive is healthy."), std::string::npos) << nvme.out;
+
+    const Outcome failing = demo({"--demo", "check", "sda"});
+    EXPECT_NE(failing.out.find("ST2000DM008-2FR102"), std::string::npos)
+        << failing.out << failing.err;
+
+    const Outcome refused = demo({"--demo", "check", "sde"});
+    EXPECT_EQ(refused.code, cli::exitNotSupported) << refused.out;
+    EXPECT_NE(refused.err.find("doesn't pass health requests through"), std::string::npos)
+        << refused.err;
+
+    const Outcome absent = demo({"--demo", "check", "sdz"});
+    EXPECT_EQ(absent.code, cli::exitNoDevice);
+}
+
+TEST(DemoOption, ListsEveryShippedDrive) {
+    const Outcome list = demo({"--demo", "list"});
+    EXPECT_NE(list.code, cli::exitUsage) << list.err;
+    for (const char* name : {"nvme0n1", "nvme1n1", "sda", "sdb", "sdc", "sdd", "sde", "mmcblk0"}) {
+        EXPECT_NE(list.out.find(name), std::string::npos) << name << '\n' << list.out;
+    }
+}
+
+}  // namespace

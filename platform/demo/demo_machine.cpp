@@ -1,0 +1,395 @@
+#include "platform/demo/demo_machine.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <vector>
+
+#include "drivekit/core/json.hpp"
+#include "platform/linux/linux_mounts.hpp"
+
+namespace platform {
+
+namespace {
+
+using Json = nlohmann::json;
+
+// Bigger than any page a drive sends; a file larger than this is a mistake.
+constexpr std::uintmax_t maxPageFileBytes = 1u << 20;
+constexpr int formatVersion = 1;
+
+// Why a description can't be used, as the end of the sentence the user reads. Thrown
+// inside the reader only, where every check would otherwise need its own early return.
+struct Refusal {
+    std::string reason;
+};
+
+[[noreturn]] void refuse(std::string reason) {
+    throw Refusal{std::move(reason)};
+}
+
+std::string named(std::string_view where) {
+    return "\"" + std::string(where) + "\"";
+}
+
+void onlyKeys(const Json& object, std::initializer_list<std::string_view> known,
+              std::string_view where) {
+    for (const auto& [key, value] : object.items()) {
+        if (std::find(known.begin(), known.end(), key) == known.end()) {
+            refuse("it has an unknown entry " + named(std::string(where) + key));
+        }
+    }
+}
+
+const Json& objectAt(const Json& parent, std::string_view key, std::string_view where) {
+    const auto it = parent.find(std::string(key));
+    if (it == parent.end() || !it->is_object())
+        refuse(named(std::string(where) + std::string(key)) + " must be an object");
+    return *it;
+}
+
+std::string textOf(const Json& value, std::string_view where) {
+    if (!value.is_string()) refuse(named(where) + " must be a text");
+    return value.get<std::string>();
+}
+
+std::optional<std::string> optionalText(const Json& parent, std::string_view key,
+                                        std::string_view where) {
+    const auto it = parent.find(std::string(key));
+    if (it == parent.end()) return std::nullopt;
+    return textOf(*it, std::string(where) + std::string(key));
+}
+
+std::uint64_t wholeNumber(const Json& parent, std::string_view key, std::string_view where,
+                          std::uint64_t most = std::numeric_limits<std::uint64_t>::max()) {
+    const auto it = parent.find(std::string(key));
+    const std::string name = named(std::string(where) + std::string(key));
+    if (it == parent.end() || !it->is_number_unsigned()) refuse(name + " must be a whole number");
+    const auto value = it->get<std::uint64_t>();
+    if (value > most) refuse(name + " is too large");
+    return value;
+}
+
+bool flag(const Json& parent, std::string_view key, std::string_view where, bool otherwise) {
+    const auto it = parent.find(std::string(key));
+    if (it == parent.end()) return otherwise;
+    if (!it->is_boolean())
+        refuse(named(std::string(where) + std::string(key)) + " must be true or false");
+    return it->get<bool>();
+}
+
+int hexDigit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+// Pairs of hexadecimal digits; blanks between them are allowed for readability.
+drivekit::Bytes fromHex(std::string_view text, std::string_view where) {
+    drivekit::Bytes bytes;
+    int high = -1;
+    for (const char c : text) {
+        if (c == ' ' || c == '\n' || c == '\t') continue;
+        const int digit = hexDigit(c);
+        if (digit < 0) refuse(named(where) + " must be hexadecimal digits");
+        if (high < 0) {
+            high = digit;
+        } else {
+            bytes.push_back(static_cast<std::uint8_t>(high << 4 | digit));
+            high = -1;
+        }
+    }
+    if (high >= 0) refuse(named(where) + " has an odd number of hexadecimal digits");
+    return bytes;
+}
+
+drivekit::Bytes pageFile(const std::filesystem::path& folder, const std::string& name,
+                         std::string_view where) {
+    const std::filesystem::path path = folder / name;
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path, error);
+    if (error) refuse(named(where) + " names a file that can't be read: " + path.string());
+    if (size > maxPageFileBytes)
+        refuse(named(where) + " names a file too large for a page: " + path.string());
+    std::ifstream in(path, std::ios::binary);
+    if (!in) refuse(named(where) + " names a file that can't be read: " + path.string());
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// A page is hexadecimal text, or {"file": "name"} for raw bytes in a file beside the
+// description.
+std::optional<drivekit::Bytes> optionalPage(const Json& parent, std::string_view key,
+                                            std::string_view where,
+                                            const std::filesystem::path& folder) {
+    const auto it = parent.find(std::string(key));
+    if (it == parent.end()) return std::nullopt;
+    const std::string name = std::string(where) + std::string(key);
+    if (it->is_string()) return fromHex(it->get_ref<const std::string&>(), name);
+    if (it->is_object()) {
+        onlyKeys(*it, {"file"}, name + ".");
+        const auto file = optionalText(*it, "file", name + ".");
+        if (file && !file->empty()) return pageFile(folder, *file, name);
+    }
+    refuse(named(name) + " must be hexadecimal text or {\"file\": NAME}");
+}
+
+drivekit::Bytes page(const Json& parent, std::string_view key, std::string_view where,
+                     const std::filesystem::path& folder) {
+    auto bytes = optionalPage(parent, key, where, folder);
+    if (!bytes) refuse(named(std::string(where) + std::string(key)) + " is missing");
+    return std::move(*bytes);
+}
+
+bool isEntryName(std::string_view name) {
+    return !name.empty() && name != "." && name != ".." && !name.starts_with('/') &&
+           !name.ends_with('/');
+}
+
+void readSysfs(const Json& root, DemoSysfs& sysfs) {
+    for (const auto& [folder, entries] : objectAt(root, "sysfs", "").items()) {
+        if (!folder.starts_with('/'))
+            refuse("the sysfs folder " + named(folder) + " must be an absolute path");
+        if (!entries.is_object())
+            refuse("the sysfs folder " + named(folder) + " must be an object");
+        if (entries.empty() && !sysfs.addFolder(folder)) {
+            refuse("the sysfs folder " + named(folder) + " lies inside a file or link");
+        }
+        const std::string base = folder.ends_with('/') ? folder : folder + "/";
+        for (const auto& [name, value] : entries.items()) {
+            const std::string path = base + name;
+            if (!isEntryName(name))
+                refuse("the sysfs entry " + named(path) + " has no usable name");
+            bool added = false;
+            if (value.is_string()) {
+                added = sysfs.addFile(path, value.get<std::string>());
+            } else if (value.is_object() && value.size() == 1 && value.contains("link") &&
+                       value["link"].is_string()) {
+                added = sysfs.addLink(path, value["link"].get<std::string>());
+            } else {
+                refuse("the sysfs entry " + named(path) + " must be a text or {\"link\": TARGET}");
+            }
+            if (!added)
+                refuse("the sysfs entry " + named(path) +
+                       " is given twice or lies inside a file or link");
+        }
+    }
+}
+
+std::vector<Mount> readMounts(const Json& root) {
+    std::vector<Mount> mounts;
+    const auto it = root.find("mountinfo");
+    if (it == root.end()) return mounts;
+    if (!it->is_array()) refuse("\"mountinfo\" must be a list of mountinfo lines");
+    for (std::size_t i = 0; i < it->size(); ++i) {
+        const std::string where = "mountinfo[" + std::to_string(i) + "]";
+        // The kernel's text goes through the Linux parser, as it would on a real machine.
+        auto parsed = LinuxMounts::parse(textOf((*it)[i], where));
+        if (parsed.size() != 1) refuse(named(where) + " isn't one line of /proc/self/mountinfo");
+        mounts.push_back(std::move(parsed.front()));
+    }
+    return mounts;
+}
+
+std::map<std::string, BlockContent, std::less<>> readBlockDevices(const Json& root) {
+    std::map<std::string, BlockContent, std::less<>> devices;
+    const auto it = root.find("blockDevices");
+    if (it == root.end()) return devices;
+    if (!it->is_object()) refuse("\"blockDevices\" must be an object");
+    for (const auto& [name, entry] : it->items()) {
+        const std::string where = "blockDevices." + name + ".";
+        if (!entry.is_object()) refuse(named("blockDevices." + name) + " must be an object");
+        onlyKeys(entry, {"type", "label", "usage", "partitionType"}, where);
+        devices[name] = BlockContent{
+            optionalText(entry, "type", where), optionalText(entry, "label", where),
+            optionalText(entry, "usage", where), optionalText(entry, "partitionType", where)};
+    }
+    return devices;
+}
+
+std::map<std::string, SpaceFigures, std::less<>> readVolumeSpace(const Json& root) {
+    std::map<std::string, SpaceFigures, std::less<>> figures;
+    const auto it = root.find("volumeSpace");
+    if (it == root.end()) return figures;
+    if (!it->is_object()) refuse("\"volumeSpace\" must be an object");
+    constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    for (const auto& [mountPoint, entry] : it->items()) {
+        const std::string where = "volumeSpace." + mountPoint + ".";
+        if (!entry.is_object()) refuse(named("volumeSpace." + mountPoint) + " must be an object");
+        onlyKeys(entry, {"free", "total"}, where);
+        const auto total = static_cast<std::int64_t>(wholeNumber(entry, "total", where, most));
+        const auto free = static_cast<std::int64_t>(wholeNumber(entry, "free", where, most));
+        if (free > total) refuse(named(where + "free") + " can't be more than the total");
+        figures[mountPoint] = SpaceFigures{free, total};
+    }
+    return figures;
+}
+
+std::map<std::string, DemoNVMeController, std::less<>> readNVMe(
+    const Json& root, const std::filesystem::path& folder) {
+    std::map<std::string, DemoNVMeController, std::less<>> controllers;
+    const auto it = root.find("nvme");
+    if (it == root.end()) return controllers;
+    if (!it->is_object()) refuse("\"nvme\" must be an object");
+    for (const auto& [name, entry] : it->items()) {
+        const std::string where = "nvme." + name + ".";
+        if (DemoNVMeAdmin::controllerOf(name) != name) {
+            refuse(named("nvme." + name) + " must be named after a controller, such as nvme0");
+        }
+        if (!entry.is_object()) refuse(named("nvme." + name) + " must be an object");
+        onlyKeys(entry, {"smartLog", "identifyController"}, where);
+        controllers[name] = DemoNVMeController{page(entry, "smartLog", where, folder),
+                                               page(entry, "identifyController", where, folder)};
+    }
+    return controllers;
+}
+
+DemoSCSIDisk readSCSIDisk(const Json& entry, const std::string& where,
+                          const std::filesystem::path& folder) {
+    onlyKeys(
+        entry,
+        {"vendor", "product", "revision", "blocks", "blockSize", "unreadableBlocks", "passesATA",
+         "identify", "smartData", "smartThresholds", "selfTestLog", "smartStatus"},
+        where);
+    DemoSCSIDisk disk;
+    disk.vendor = optionalText(entry, "vendor", where).value_or("");
+    disk.product = optionalText(entry, "product", where).value_or("");
+    disk.revision = optionalText(entry, "revision", where).value_or("");
+    disk.blocks = wholeNumber(entry, "blocks", where, std::uint64_t{1} << 48);
+    disk.blockSize = entry.contains("blockSize")
+                         ? static_cast<std::uint32_t>(wholeNumber(entry, "blockSize", where, 65536))
+                         : 512;
+    if (disk.blockSize == 0) refuse(named(where + "blockSize") + " must be above zero");
+    if (const auto bad = entry.find("unreadableBlocks"); bad != entry.end()) {
+        if (!bad->is_array())
+            refuse(named(where + "unreadableBlocks") + " must be a list of block numbers");
+        for (const auto& block : *bad) {
+            if (!block.is_number_unsigned())
+                refuse(named(where + "unreadableBlocks") + " must be a list of block numbers");
+            disk.unreadableBlocks.insert(block.get<std::uint64_t>());
+        }
+    }
+    disk.passesATA = flag(entry, "passesATA", where, true);
+    disk.identify = optionalPage(entry, "identify", where, folder);
+    disk.smartData = optionalPage(entry, "smartData", where, folder);
+    disk.smartThresholds = optionalPage(entry, "smartThresholds", where, folder);
+    disk.selfTestLog = optionalPage(entry, "selfTestLog", where, folder);
+    const auto status = optionalText(entry, "smartStatus", where).value_or("passed");
+    if (status != "passed" && status != "thresholdExceeded") {
+        refuse(named(where + "smartStatus") + " must be \"passed\" or \"thresholdExceeded\"");
+    }
+    disk.thresholdExceeded = status == "thresholdExceeded";
+    return disk;
+}
+
+std::map<std::string, DemoSCSIDisk, std::less<>> readSCSI(const Json& root,
+                                                          const std::filesystem::path& folder) {
+    std::map<std::string, DemoSCSIDisk, std::less<>> disks;
+    const auto it = root.find("scsi");
+    if (it == root.end()) return disks;
+    if (!it->is_object()) refuse("\"scsi\" must be an object");
+    for (const auto& [name, entry] : it->items()) {
+        if (!entry.is_object()) refuse(named("scsi." + name) + " must be an object");
+        disks.emplace(name, readSCSIDisk(entry, "scsi." + name + ".", folder));
+    }
+    return disks;
+}
+
+}  // namespace
+
+struct DemoMachine::Parts {
+    DemoSysfs sysfs;
+    std::map<std::string, DemoNVMeController, std::less<>> nvme;
+    std::vector<Mount> mounts;
+    std::map<std::string, BlockContent, std::less<>> blockDevices;
+    std::map<std::string, SpaceFigures, std::less<>> volumeSpace;
+    std::optional<std::chrono::system_clock::time_point> now;
+    std::string workingDirectory;
+    std::map<std::string, DemoSCSIDisk, std::less<>> scsi;
+};
+
+DemoMachine::DemoMachine(Parts parts)
+    : sysfs_(std::move(parts.sysfs)),
+      nvme_(std::move(parts.nvme)),
+      mounts_(std::move(parts.mounts)),
+      probe_(std::move(parts.blockDevices)),
+      space_(std::move(parts.volumeSpace)),
+      clock_(parts.now),
+      workingDirectory_(std::move(parts.workingDirectory)),
+      scsiDisks_(std::move(parts.scsi)) {}
+
+DemoMachine::Loaded DemoMachine::load(const std::filesystem::path& file) {
+    const std::string intro = "The demo machine " + file.string() + " can't be used: ";
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(file, error)) {
+        return drivekit::Unexpected(intro + "there is no such file.");
+    }
+    std::ifstream in(file, std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    if (!in.good() && !in.eof()) return drivekit::Unexpected(intro + "the file can't be read.");
+    return build(text, file.parent_path(), intro);
+}
+
+DemoMachine::Loaded DemoMachine::fromText(std::string_view text,
+                                          const std::filesystem::path& folder) {
+    return build(text, folder, "The demo machine can't be used: ");
+}
+
+DemoMachine::Loaded DemoMachine::build(std::string_view text, const std::filesystem::path& folder,
+                                       const std::string& intro) {
+    Json root;
+    try {
+        root = Json::parse(text);
+    } catch (const Json::parse_error& failure) {
+        return drivekit::Unexpected(intro + "it isn't valid JSON (at byte " +
+                                    std::to_string(failure.byte) + ").");
+    }
+    try {
+        if (!root.is_object()) refuse("it must be a JSON object");
+        const auto version = root.find("demoMachineVersion");
+        if (version == root.end() || !version->is_number_integer() ||
+            version->get<int>() != formatVersion) {
+            refuse("\"demoMachineVersion\" must be " + std::to_string(formatVersion));
+        }
+        onlyKeys(root,
+                 {"demoMachineVersion", "about", "now", "workingDirectory", "sysfs", "mountinfo",
+                  "blockDevices", "volumeSpace", "nvme", "scsi"},
+                 "");
+        Parts parts;
+        readSysfs(root, parts.sysfs);
+        parts.mounts = readMounts(root);
+        parts.blockDevices = readBlockDevices(root);
+        parts.volumeSpace = readVolumeSpace(root);
+        parts.nvme = readNVMe(root, folder);
+        parts.scsi = readSCSI(root, folder);
+        if (const auto now = optionalText(root, "now", "")) {
+            parts.now = drivekit::json::parseIsoDate(*now);
+            if (!parts.now) refuse("\"now\" must be a date such as 2026-03-14T09:30:00Z");
+        }
+        parts.workingDirectory = optionalText(root, "workingDirectory", "").value_or("");
+        if (!parts.workingDirectory.empty() && !parts.workingDirectory.starts_with('/')) {
+            refuse("\"workingDirectory\" must be an absolute path");
+        }
+        return std::unique_ptr<DemoMachine>(new DemoMachine(std::move(parts)));
+    } catch (const Refusal& refusal) {
+        return drivekit::Unexpected(intro + refusal.reason + ".");
+    } catch (const Json::exception&) {
+        // Every access above is checked first; this only guards against a check missed.
+        return drivekit::Unexpected(intro + "an entry has the wrong kind of value.");
+    }
+}
+
+drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> DemoMachine::openSCSI(
+    std::string_view bsdName) const {
+    const auto it = scsiDisks_.find(bsdName);
+    if (it == scsiDisks_.end()) return drivekit::Unexpected(ENOENT);
+    return std::unique_ptr<drivekit::SCSIDrive>(
+        std::make_unique<DemoSCSIDrive>(it->first, it->second));
+}
+
+}  // namespace platform

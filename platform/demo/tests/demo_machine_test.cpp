@@ -1,0 +1,284 @@
+// The shipped demo machine, read by DriveKit's own discovery and health readers: if these
+// pass, the demo shows what the product shows on real hardware of the same make-up.
+#include "platform/demo/demo_machine.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+
+#include "drivekit/discovery/discovery.hpp"
+#include "drivekit/health/ata_commands.hpp"
+#include "drivekit/health/ata_smart_lib.hpp"
+#include "drivekit/health/nvme_reader.hpp"
+#include "drivekit/health/sat.hpp"
+#include "drivekit/health/self_test.hpp"
+
+namespace {
+
+using namespace drivekit;
+using platform::DemoMachine;
+
+const std::string shippedFile = std::string(VANTREL_DEMO_DATA) + "/machine.json";
+
+class ShippedMachine : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        auto loaded = DemoMachine::load(shippedFile);
+        ASSERT_TRUE(loaded) << loaded.error();
+        machine = std::move(loaded).value().release();
+    }
+    static void TearDownTestSuite() {
+        delete machine;
+        machine = nullptr;
+    }
+
+    static std::vector<Drive> drives() {
+        return Discovery::allDrives({machine->sysfs(), machine->mounts(), machine->blockProbe(),
+                                     machine->workingDirectory(), Locale{"en_US"}});
+    }
+    static const Drive& named(const std::vector<Drive>& all, std::string_view name) {
+        const auto it =
+            std::find_if(all.begin(), all.end(), [&](const Drive& d) { return d.bsdName == name; });
+        EXPECT_NE(it, all.end()) << name;
+        return *it;
+    }
+    static std::unique_ptr<SCSIDrive> open(std::string_view name) {
+        auto opened = machine->openSCSI(name);
+        EXPECT_TRUE(opened) << name;
+        return opened ? std::move(opened).value() : nullptr;
+    }
+    static ATASMARTLib::Connect connect() {
+        return [](std::string_view name) -> std::unique_ptr<SCSIDrive> {
+            auto opened = machine->openSCSI(name);
+            return opened ? std::move(opened).value() : nullptr;
+        };
+    }
+
+    static inline DemoMachine* machine = nullptr;
+};
+
+TEST_F(ShippedMachine, DiscoveryFindsEveryDriveWithItsAttachment) {
+    const auto all = drives();
+    std::map<std::string, Transport> transports;
+    for (const auto& drive : all) transports[drive.bsdName] = drive.transport;
+    EXPECT_EQ(transports, (std::map<std::string, Transport>{{"mmcblk0", Transport::sdCard},
+                                                            {"nvme0n1", Transport::internalNVMe},
+                                                            {"nvme1n1", Transport::externalNVMe},
+                                                            {"sda", Transport::sata},
+                                                            {"sdb", Transport::sata},
+                                                            {"sdc", Transport::sata},
+                                                            {"sdd", Transport::usb},
+                                                            {"sde", Transport::usb}}));
+
+    const Drive& system = named(all, "nvme0n1");
+    EXPECT_EQ(system.model, "Samsung SSD 980 PRO 1TB");
+    EXPECT_TRUE(system.hostsBootVolume);
+    EXPECT_FALSE(
+        system.hostsCurrentDirectory);  // the user's folder lies on "/", which never counts
+    ASSERT_TRUE(system.link);
+    EXPECT_EQ(system.link->current, "PCIe 4.0 ×4");
+
+    const Drive& thunderbolt = named(all, "nvme1n1");
+    ASSERT_TRUE(thunderbolt.link);
+    EXPECT_EQ(thunderbolt.link->ceilingMBps,
+              LinkRules::tunnelCeilingMBps(LinkInfo::Tunnel::thunderbolt3));
+    ASSERT_EQ(thunderbolt.volumes.size(), 1u);
+    EXPECT_EQ(thunderbolt.volumes[0].mountPoint, "/media/demo/Projects");
+
+    for (const char* member : {"sdb", "sdc"}) {
+        const Drive& drive = named(all, member);
+        EXPECT_TRUE(drive.isRAIDMember) << member;
+        ASSERT_TRUE(drive.raid) << member;
+        EXPECT_EQ(drive.raid->setName, "data");
+        EXPECT_EQ(drive.raid->level, "Mirror");
+        EXPECT_EQ(drive.raid->status, "Online");
+        EXPECT_EQ(drive.raid->memberCount, 2);
+    }
+
+    const Drive& bridged = named(all, "sdd");
+    ASSERT_TRUE(bridged.usb);
+    EXPECT_EQ(bridged.usb->vendorID, 0x174C);
+    EXPECT_EQ(bridged.usb->productID, 0x55AA);
+    EXPECT_EQ(bridged.usb->locationID, 0x02100000u);
+    EXPECT_EQ(Discovery::displayName(named(all, "sde")).name, "Backup");
+    EXPECT_EQ(Discovery::displayName(named(all, "mmcblk0")).name, "EOS_DIGITAL");
+}
+
+TEST_F(ShippedMachine, NVMeDrivesAnswerThroughTheAdminInterface) {
+    const auto internal = NVMeReader::read("nvme0n1", machine->nvme());
+    ASSERT_TRUE(internal);
+    EXPECT_EQ(internal->model, "Samsung SSD 980 PRO 1TB");
+    EXPECT_EQ(internal->serial, "S5GXNX0T812345K");
+    EXPECT_EQ(internal->temperatureC, 38);
+    EXPECT_EQ(internal->percentageUsed, 4);
+    EXPECT_EQ(internal->availableSpare, 100);
+    EXPECT_EQ(internal->mediaErrors, 0u);
+
+    const auto external = NVMeReader::read("nvme1n1", machine->nvme());
+    ASSERT_TRUE(external);
+    EXPECT_EQ(external->percentageUsed, 21);
+
+    const auto notNVMe = machine->nvme().smartLog("sda");
+    ASSERT_TRUE(std::holds_alternative<platform::NVMeAdminFailure>(notNVMe));
+    EXPECT_EQ(std::get<platform::NVMeAdminFailure>(notNVMe).code,
+              static_cast<std::uint32_t>(ENODEV));
+}
+
+TEST_F(ShippedMachine, FailingSATADiskAnswersLikeADrive) {
+    auto drive = open("sda");
+    ASSERT_TRUE(drive);
+    const auto identified = ATACommands::ataIdentify(*drive);
+    ASSERT_TRUE(identified);
+    EXPECT_EQ(identified->variant, SAT::Variant::sixteen);
+    EXPECT_EQ(identified->identity.model, "ST2000DM008-2FR102");
+    EXPECT_EQ(identified->identity.rotationRate, 7200);
+    EXPECT_EQ(identified->identity.capacityBytes(), 3907029168LL * 512);
+    EXPECT_TRUE(identified->identity.smartEnabled);
+
+    std::map<int, std::uint64_t> raw;
+    for (const auto& attribute : ATACommands::smart(*drive, identified->variant))
+        raw[attribute.id] = attribute.raw;
+    EXPECT_EQ(raw.at(5), 56u);
+    EXPECT_EQ(raw.at(197), 24u);
+    EXPECT_EQ(raw.at(198), 24u);
+
+    const auto log = ATASMARTLib::selfTestLog(connect(), "sda");
+    ASSERT_FALSE(log.empty());
+    EXPECT_EQ(log.front().outcome, SelfTest::Outcome::readFailure);
+    EXPECT_EQ(log.front().failingLBA, 173'429'612u);
+    EXPECT_EQ(SMARTStatusRules::ata(connect(), "sda"), SMARTStatus::verified);
+
+    // The self-test's failing block can't be read either.
+    Bytes read10{0x28, 0, 0x0A, 0x56, 0x53, 0x6C, 0, 0, 1, 0};  // LBA 173429612, one block
+    EXPECT_FALSE(drive->command(read10, 512, 4.0));
+    read10[5] = 0x00;
+    const auto healthy = drive->command(read10, 512, 4.0);
+    ASSERT_TRUE(healthy);
+    EXPECT_EQ(healthy->size(), 512u);
+}
+
+TEST_F(ShippedMachine, BridgeThatPassesATAAnswersBothPassThroughForms) {
+    auto drive = open("sdd");
+    ASSERT_TRUE(drive);
+    const auto inquiry = ATACommands::inquiry(*drive);
+    ASSERT_TRUE(inquiry);
+    EXPECT_EQ(inquiry->vendor, "ASMT");
+    EXPECT_EQ(inquiry->product, "CT500MX500SSD1");
+    const auto twelve = drive->command(SAT::identify(SAT::Variant::twelve), 512, 4.0);
+    ASSERT_TRUE(twelve);
+    const auto identity = ATAIdentity::decode(*twelve);
+    ASSERT_TRUE(identity);
+    EXPECT_EQ(identity->isSSD(), true);
+    EXPECT_FALSE(ATACommands::smart(*drive, SAT::Variant::twelve).empty());
+
+    // READ CAPACITY (16): the last block and the block size, big-endian.
+    const Bytes capacity16{0x9E, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32, 0, 0};
+    const auto capacity = drive->command(capacity16, 32, 4.0);
+    ASSERT_TRUE(capacity);
+    EXPECT_EQ(readBE(*capacity, 0, 8), 976773168u - 1);
+    EXPECT_EQ(readBE(*capacity, 8, 4), 512u);
+}
+
+TEST_F(ShippedMachine, BridgeThatDoesNotPassATARefusesWithIllegalRequest) {
+    auto drive = open("sde");
+    ASSERT_TRUE(drive);
+    EXPECT_TRUE(ATACommands::inquiry(*drive));  // the bridge itself answers
+    EXPECT_FALSE(ATACommands::ataIdentify(*drive));
+    const auto refused = drive->command(SAT::smartReadData(SAT::Variant::sixteen), 512, 4.0);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().message, "The drive refused the command.");
+    const auto lines = drive->log().lines();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_NE(lines.back().find("ILLEGAL REQUEST"), std::string::npos) << lines.back();
+    EXPECT_EQ(SMARTStatusRules::ata(connect(), "sde"), SMARTStatus::notSupported);
+
+    const auto absent = machine->openSCSI("sdz");
+    ASSERT_FALSE(absent);
+    EXPECT_EQ(absent.error(), ENOENT);
+}
+
+TEST_F(ShippedMachine, FreeSpaceAndClockComeFromTheDescription) {
+    const auto root = machine->volumeSpace().space("/");
+    ASSERT_TRUE(root);
+    EXPECT_LT(root->free, root->total);
+    EXPECT_FALSE(machine->volumeSpace().space("/nowhere"));
+    const auto now = machine->clock().now();
+    const auto described = json::parseIsoDate("2026-03-14T09:30:00Z");
+    ASSERT_TRUE(described);
+    EXPECT_GE(now, *described);
+    EXPECT_LT(now - *described, std::chrono::minutes(10));
+}
+
+// ---------------------------------------------------------------- damaged descriptions
+
+struct Damaged {
+    const char* text;
+    const char* says;
+};
+
+TEST(DemoMachineDescription, DamagedDescriptionsAreRefusedWithOneSentence) {
+    const std::string head = R"({"demoMachineVersion": 1, "sysfs": {)";
+    const std::vector<Damaged> cases{
+        {"{\"demoMachineVersion\": 1, ", "isn't valid JSON"},
+        {"[1, 2]", "must be a JSON object"},
+        {R"({"sysfs": {}})", "\"demoMachineVersion\" must be 1"},
+        {R"({"demoMachineVersion": 2, "sysfs": {}})", "\"demoMachineVersion\" must be 1"},
+        {R"({"demoMachineVersion": 1})", "\"sysfs\" must be an object"},
+        {R"({"demoMachineVersion": 1, "sysfs": {}, "nvmee": {}})", "unknown entry \"nvmee\""},
+        {R"({"demoMachineVersion": 1, "sysfs": {"sys/x": {"a": "1"}}})",
+         "must be an absolute path"},
+        {R"({"demoMachineVersion": 1, "sysfs": {"/sys/x": {"a": 1}}})",
+         "must be a text or {\"link\": TARGET}"},
+        {R"({"demoMachineVersion": 1, "sysfs": {"/sys/x": {"a": "1"}, "/sys/x/a": {"b": "2"}}})",
+         "\"/sys/x/a/b\" is given twice or lies inside a file or link"},
+        {R"({"demoMachineVersion": 1, "sysfs": {}, "mountinfo": ["not a mount"]})",
+         "\"mountinfo[0]\" isn't one line of /proc/self/mountinfo"},
+        {R"({"demoMachineVersion": 1, "sysfs": {}, "nvme": {"nvme0": {"smartLog": "0g", "identifyController": ""}}})",
+         "\"nvme.nvme0.smartLog\" must be hexadecimal digits"},
+        {R"({"demoMachineVersion": 1, "sysfs": {}, "nvme": {"nvme0": {"smartLog": "000"}}})",
+         "odd number of hexadecimal digits"},
+        {R"({"demoMachineVersion": 1, "sysfs": {}, "nvme": {"nvme0": {"smartLog": "00"}}})",
+         "\"nvme.nvme0.identifyController\" is missing"},
+        {R"({"demoMachineVersion": 1, "sysfs": {}, "nvme": {"nvme0n1": {}}})",
+         "named after a controller"},
+        {R"({"demoMachineVersion": 1, "sysfs": {}, "scsi": {"sda": {"blocks": -1}}})",
+         "\"scsi.sda.blocks\" must be a whole number"},
+        {R"({"demoMachineVersion": 1, "sysfs": {}, "scsi": {"sda": {"blocks": 8, "identify": {"file": "no-such.bin"}}}})",
+         "\"scsi.sda.identify\" names a file that can't be read"},
+        {R"({"demoMachineVersion": 1, "sysfs": {}, "scsi": {"sda": {"blocks": 8, "smartStatus": "fine"}}})",
+         "must be \"passed\" or \"thresholdExceeded\""},
+        {R"({"demoMachineVersion": 1, "sysfs": {}, "volumeSpace": {"/": {"free": 9, "total": 1}}})",
+         "can't be more than the total"},
+        {R"({"demoMachineVersion": 1, "sysfs": {}, "now": "yesterday"})", "\"now\" must be a date"},
+    };
+    for (const auto& damaged : cases) {
+        const auto loaded = DemoMachine::fromText(damaged.text, VANTREL_DEMO_DATA);
+        ASSERT_FALSE(loaded) << damaged.text;
+        const std::string& sentence = loaded.error();
+        EXPECT_TRUE(sentence.starts_with("The demo machine can't be used: ")) << sentence;
+        EXPECT_NE(sentence.find(damaged.says), std::string::npos) << sentence;
+        EXPECT_TRUE(sentence.ends_with(".")) << sentence;
+        EXPECT_EQ(sentence.find('\n'), std::string::npos) << sentence;
+    }
+    const auto missing = DemoMachine::load("/nonexistent/machine.json");
+    ASSERT_FALSE(missing);
+    EXPECT_EQ(missing.error(),
+              "The demo machine /nonexistent/machine.json can't be used: there is no such file.");
+}
+
+TEST(DemoMachineDescription, PagesMayBeFilesBesideTheDescription) {
+    // The shipped fixture folder holds no page files, so use the NVMe captures of the tests.
+    const auto loaded = DemoMachine::fromText(
+        R"({"demoMachineVersion": 1, "sysfs": {},
+            "nvme": {"nvme0": {"smartLog": {"file": "qemu-7.2-smart-log.bin"},
+                               "identifyController": {"file": "qemu-7.2-id-ctrl.bin"}}}})",
+        std::string(VANTREL_TEST_DATA) + "/nvme");
+    ASSERT_TRUE(loaded) << loaded.error();
+    const auto reading = NVMeReader::read("nvme0n1", loaded.value()->nvme());
+    ASSERT_TRUE(reading);
+    EXPECT_FALSE(reading->model.empty());
+}
+
+}  // namespace
