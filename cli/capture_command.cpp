@@ -1,0 +1,197 @@
+#include "cli/capture_command.hpp"
+
+#include <atomic>
+#include <csignal>
+#include <sstream>
+
+#include "cli/exit_codes.hpp"
+#include "cli/scsi_disks.hpp"
+#include "drivekit/discovery/discovery.hpp"
+#include "drivekit/usb/checker.hpp"
+#include "platform/linux/linux_usb_recovery.hpp"
+
+namespace cli {
+
+using namespace drivekit;
+
+namespace {
+
+std::atomic<int> caughtSignal{0};
+static_assert(std::atomic<int>::is_always_lock_free);
+
+// Async-signal-safe: a lock-free store; the sequence looks at it between steps. A second
+// signal means the user won't wait for the orderly way: the interfaces go back to the
+// kernel from here, with open and write only, and the process ends by the signal.
+void onSignal(int signal) {
+    if (caughtSignal.exchange(signal) != 0) {
+        platform::giveBackClaimedInterfacesNow();
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+    }
+}
+
+struct sigaction previousInt {};
+struct sigaction previousTerm {};
+
+std::string dev(std::string_view name) { return "/dev/" + std::string(name); }
+
+
+int exitFor(const Checker::Failure& failure) {
+    using Kind = Checker::Failure::Kind;
+    switch (failure.kind) {
+        case Kind::unsafe:
+        case Kind::unsupported:
+            return exitNotSupported;
+        case Kind::capture:
+            if (failure.capture.kind == CaptureFailure::Kind::notRoot) return exitNoPermission;
+            if (failure.capture.kind == CaptureFailure::Kind::deviceNotFound) return exitNoDevice;
+            return exitReadFailed;
+        case Kind::busy:
+        case Kind::backupRunning:
+        case Kind::unmount:
+            break;
+    }
+    return exitReadFailed;
+}
+
+std::uint64_t bigEndian(const Bytes& bytes, std::size_t at, std::size_t length) {
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < length; ++i) value = (value << 8) | bytes[at + i];
+    return value;
+}
+
+// Which transport the capture chose and how large the medium it reaches is: the user sees
+// the right drive was taken, and a read of the capacity proves commands get through
+// before any health request does.
+void describeCapture(CapturedUSBDrive& capture, const Checker::Log& log) {
+    log(capture.usesUAS() ? "Talking to the enclosure over USB Attached SCSI."
+                          : "Talking to the enclosure over Bulk-Only.");
+    const Bytes readCapacity10 = {0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    auto answer = capture.command(readCapacity10, 8, 4.0);
+    if (!answer || answer->size() < 8) return;
+    std::uint64_t lastBlock = bigEndian(*answer, 0, 4);
+    std::uint64_t blockLength = bigEndian(*answer, 4, 4);
+    if (lastBlock == 0xFFFFFFFF) {
+        const Bytes readCapacity16 = {0x9E, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32, 0, 0};
+        answer = capture.command(readCapacity16, 32, 4.0);
+        if (!answer || answer->size() < 12) return;
+        lastBlock = bigEndian(*answer, 0, 8);
+        blockLength = bigEndian(*answer, 8, 4);
+    }
+    log("Capacity: " + std::to_string(lastBlock + 1) + " blocks of " + std::to_string(blockLength) +
+        " bytes.");
+}
+
+ATALiveReading liveReadingOf(Checker::Reading reading, Drive drive) {
+    ATALiveReading live;
+    live.drive = std::move(drive);
+    live.source = std::move(reading.source);
+    live.identity = std::move(reading.identity);
+    live.attributes = std::move(reading.attributes);
+    live.selfTests = std::move(reading.selfTests);
+    live.smartStatus = reading.smartStatus;
+    return live;
+}
+
+}  // namespace
+
+StopOnSignals::StopOnSignals() {
+    caughtSignal = 0;
+    struct sigaction action {};
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    // No SA_RESTART: a wait in progress returns early, so the flag is seen soon.
+    action.sa_flags = 0;
+    sigaction(SIGINT, &action, &previousInt);
+    sigaction(SIGTERM, &action, &previousTerm);
+}
+
+StopOnSignals::~StopOnSignals() {
+    sigaction(SIGINT, &previousInt, nullptr);
+    sigaction(SIGTERM, &previousTerm, nullptr);
+}
+
+bool StopOnSignals::requested() { return caughtSignal.load() != 0; }
+int StopOnSignals::signal() { return caughtSignal.load(); }
+
+void StopOnSignals::endBySignal() {
+    const int which = caughtSignal.load() != 0 ? caughtSignal.load() : SIGTERM;
+    std::signal(which, SIG_DFL);
+    std::raise(which);
+    std::_Exit(128 + which);
+}
+
+std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& machine,
+                                                std::ostream& err) {
+    CapturePlatform* capture = machine.capture;
+    if (!capture || !machine.mounts || !machine.probe || !machine.clock) {
+        err << "vantrel: " << dev(name) << ": this computer offers no way to take over USB devices.\n";
+        return exitNotSupported;
+    }
+    if (capture->usb.privileged() && capture->recoverOrphans) {
+        for (const auto& line : capture->recoverOrphans()) err << "vantrel: " << line << '\n';
+    }
+    const Discovery::Sources sources{machine.sysfs, *machine.mounts, *machine.probe,
+                                     machine.workingDirectory, machine.locale};
+    const auto drive = Discovery::drive(name, sources);
+    if (!drive || drive->transport != Transport::usb) {
+        err << "vantrel: " << dev(name) << " isn't a USB drive; only USB drives are read by capture.\n";
+        return exitNotSupported;
+    }
+    if (!capture->usb.privileged()) {
+        err << "vantrel: " << CaptureFailure::of(CaptureFailure::Kind::notRoot).text() << '\n';
+        return exitNoPermission;
+    }
+    // The record the report shows is the drive as it was before it went away: it may
+    // come back under another name.
+    const Drive described = scsiDiskDrive(name, machine.sysfs);
+
+    const StopOnSignals stop;
+    const Checker::Machine checkerMachine{
+        capture->volumes,
+        capture->holders,
+        capture->usb,
+        *machine.clock,
+        capture->sleep,
+        [&sources](std::string_view disk) { return Discovery::drive(disk, sources); },
+        [&sources] { return Discovery::externalDrives(sources); },
+        capture->captureOptions,
+        [] { return StopOnSignals::requested(); }};
+    const auto log = [&err](const std::string& line) { err << line << std::endl; };
+    Checker::USBSteps steps = Checker::steps(checkerMachine);
+    steps.capture = [take = steps.capture, &log](std::uint32_t location) {
+        auto taken = take(location);
+        if (taken) describeCapture(**taken, log);
+        return taken;
+    };
+    auto reading = Checker::check(*drive, steps, log);
+    if (StopOnSignals::requested()) {
+        err << "vantrel: interrupted; " << dev(name) << " was given back to Linux.\n";
+        StopOnSignals::endBySignal();
+    }
+    if (!reading) {
+        err << "vantrel: " << dev(name) << ": " << reading.error().text() << '\n';
+        return exitFor(reading.error());
+    }
+    return liveReadingOf(std::move(reading).value(), described);
+}
+
+std::variant<ATALiveReading, int> readATADrive(std::string_view name, Machine& machine,
+                                               std::ostream& err, bool capture) {
+    if (capture) return readByCapture(name, machine, err);
+    // The live path's sentence is held back until it is known whether the capture takes
+    // over: a refusal it can get around is no error of the check.
+    std::ostringstream live;
+    auto read = readATALive(name, machine, live);
+    const int* code = std::get_if<int>(&read);
+    const bool refused = code && *code == exitNotSupported;
+    if (refused && machine.capture && scsiDiskDrive(name, machine.sysfs).transport == Transport::usb) {
+        err << "The enclosure of " << dev(name)
+            << " doesn't pass health requests through Linux's driver; reading it directly.\n";
+        return readByCapture(name, machine, err);
+    }
+    err << live.str();
+    return read;
+}
+
+}  // namespace cli

@@ -1,0 +1,68 @@
+#pragma once
+// `vantrel check sdb` for a USB drive that the kernel's driver can't reach the health data
+// of (or with `--capture`): the careful sequence that unmounts the drive, takes its USB
+// device from the driver, asks the enclosure itself, gives the device back and waits for
+// the volumes. Progress lines go to stderr as they come, so stdout stays the report.
+//
+// The reading is rated by the same rules as a live reading, so a drive gets the same
+// verdict whichever way it was read.
+//
+// SIGINT and SIGTERM during the sequence only set a flag (see `StopOnSignals`): the
+// sequence sends nothing more to the drive, gives the device back through its normal
+// path, and the process then ends by the same signal. A second signal gives every claimed
+// interface back to the kernel at once and ends the process.
+#include <functional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "cli/ata_live.hpp"
+#include "cli/machine.hpp"
+#include "drivekit/usb/captured_usb_drive.hpp"
+#include "platform/usb_device.hpp"
+#include "platform/volumes.hpp"
+
+namespace cli {
+
+/// What the careful check needs of this computer beyond the machine's sysfs and mounts.
+struct CapturePlatform {
+    platform::Volumes& volumes;
+    const platform::FileHolders& holders;
+    platform::USBHost& usb;
+    std::function<void(double seconds)> sleep;
+    drivekit::CapturedUSBDrive::Options captureOptions;
+    /// Gives drivers back to mass-storage interfaces that an earlier run, killed while it
+    /// held them, left without one; a line for each it couldn't. Run before any capture.
+    std::function<std::vector<std::string>()> recoverOrphans;
+};
+
+/// While it lives, SIGINT and SIGTERM set a flag instead of ending the process; the
+/// handlers before it come back when it goes. One at a time.
+class StopOnSignals {
+public:
+    StopOnSignals();
+    StopOnSignals(const StopOnSignals&) = delete;
+    StopOnSignals& operator=(const StopOnSignals&) = delete;
+    ~StopOnSignals();
+
+    /// Whether a signal came since construction.
+    static bool requested();
+    /// The signal that came, 0 for none.
+    static int signal();
+    /// Ends the process by the signal that came, as it would have ended without us.
+    [[noreturn]] static void endBySignal();
+};
+
+/// Reads a USB drive by capture. Exit 4 for a drive that isn't on USB or can't be read
+/// that way, 5 without root, 6 when the sequence failed; the sentence on `err`.
+std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& machine,
+                                                std::ostream& err);
+
+/// The way `check` reads a SATA or USB disk: live through the kernel, and for a USB drive
+/// whose enclosure refuses that, by capture; by capture at once when `capture` is set.
+std::variant<ATALiveReading, int> readATADrive(std::string_view name, Machine& machine,
+                                               std::ostream& err, bool capture);
+
+}  // namespace cli

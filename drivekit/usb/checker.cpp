@@ -1,0 +1,447 @@
+#include "drivekit/usb/checker.hpp"
+
+#include <algorithm>
+#include <initializer_list>
+#include <set>
+
+#include "drivekit/core/platform_words.hpp"
+#include "drivekit/core/text.hpp"
+#include "drivekit/discovery/bridge.hpp"
+#include "drivekit/discovery/discovery.hpp"
+#include "drivekit/health/ata_smart_lib.hpp"
+#include "drivekit/health/report.hpp"
+#include "drivekit/health/sat_non_data.hpp"
+
+namespace drivekit::Checker {
+namespace {
+
+// The sentences of this unit, as the English catalogue words them.
+constexpr std::string_view unsafeSentence = "Vantrel won't take over this drive because %s.";
+// The Linux watcher reports arrivals but can't hold a mount back, so the busy sentence
+// stops before the advice to plug the drive in under `vantrel watch`.
+constexpr std::string_view busySentence =
+    "macOS couldn't unmount the drive because something is using it:\n  %s\nClose those files "
+    "or windows (or `cd` out of the drive in Terminal) and try again.";
+constexpr std::string_view backupSentence =
+    "A Time Machine backup is running. Try again when it finishes.";
+constexpr std::string_view refusedSentence =
+    "macOS couldn't unmount the drive: %s. Close any open files on it and try again.";
+constexpr std::string_view noDiskSentence = "The disk wasn't found.";
+constexpr std::string_view timeoutSentence = "Timed out waiting for the drive.";
+constexpr std::string_view notUSBSentence =
+    "Vantrel can't read health data from this kind of connection yet.";
+constexpr std::string_view noUSBDeviceSentence = "No USB device found for this drive.";
+constexpr std::string_view unknownErrorSentence = "Unknown error.";
+constexpr std::string_view nvmeEnclosureSentence =
+    "This is an NVMe enclosure (%s %s). NVMe-over-USB support is the next step.";
+constexpr std::string_view bridgeRefusesSentence =
+    "This enclosure (%s) doesn't pass health requests through to the drive.";
+constexpr std::string_view enclosureRefusesSentence =
+    "This enclosure doesn't pass health requests through to the drive.";
+constexpr std::string_view stillMountedPrefix = "Still mounted after unmounting: ";
+
+// Progress lines.
+constexpr std::string_view unmountingLine = "Unmounting %s…";
+constexpr std::string_view takingOverLine = "Taking over the USB device…";
+constexpr std::string_view givingBackLine = "Giving the device back to macOS…";
+constexpr std::string_view waitingLine = "Waiting for the drive to come back…";
+constexpr std::string_view enclosureLine = "Enclosure reports: %s %s";
+constexpr std::string_view driveLine = "Drive: %s (ATA PASS-THROUGH %s)";
+constexpr std::string_view backLine = "Back as %s.";
+constexpr std::string_view backWithVolumesLine = "Back as %s, %s of %s volumes mounted.";
+constexpr std::string_view notMountedLine =
+    "The drive is back, but macOS hadn't mounted it after %s s. If it doesn't appear, unplug "
+    "it and plug it back in.";
+
+// Indexing services of the other platform; their handles close by themselves on unmount.
+constexpr std::string_view ignoredHolders[] = {"mds", "mdworker", "fseventsd"};
+
+constexpr double commandTimeout = 4.0;
+constexpr std::int64_t pageBytes = 512;
+constexpr std::uint8_t selfTestLogAddress = 6;
+constexpr std::int64_t senseBytes = 252;
+const Bytes requestSense = {0x03, 0x01, 0x00, 0x00, static_cast<std::uint8_t>(senseBytes), 0x00};
+constexpr double pollSeconds = 0.5;
+constexpr double settleSeconds = 5.0;
+constexpr double mountAfterSeconds = 30.0;
+
+std::string join(const std::vector<std::string>& parts, std::string_view separator) {
+    std::string joined;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        if (i > 0) joined += separator;
+        joined += parts[i];
+    }
+    return joined;
+}
+
+// The pattern with each "%s" replaced by the next of `values`, in order. Sentences are
+// kept whole in the table above, so they read as the catalogue has them.
+std::string fill(std::string_view pattern, std::initializer_list<std::string_view> values) {
+    std::string filled;
+    auto next = values.begin();
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern.compare(i, 2, "%s") == 0 && next != values.end()) {
+            filled += *next++;
+            ++i;
+        } else {
+            filled += pattern[i];
+        }
+    }
+    return filled;
+}
+
+bool ignoredHolder(const std::string& line) {
+    return std::any_of(std::begin(ignoredHolders), std::end(ignoredHolders),
+                       [&](std::string_view prefix) { return line.starts_with(prefix); });
+}
+
+std::vector<std::string> mountPoints(const Drive& drive) {
+    std::vector<std::string> points;
+    for (const auto& volume : drive.volumes) {
+        if (volume.mountPoint) points.push_back(*volume.mountPoint);
+    }
+    return points;
+}
+
+// The whole disks behind the drive's volumes other than the drive itself (devices stacked
+// on its partitions), sorted, after the drive's own name.
+std::vector<std::string> disksToUnmount(const Drive& drive) {
+    std::set<std::string> others;
+    for (const auto& volume : drive.volumes) {
+        std::string whole = Discovery::wholeDiskName(volume.bsdName);
+        if (whole != drive.bsdName) others.insert(std::move(whole));
+    }
+    std::vector<std::string> disks{drive.bsdName};
+    disks.insert(disks.end(), others.begin(), others.end());
+    return disks;
+}
+
+std::optional<Failure> unmountAll(const Drive& drive, const USBSteps& steps,
+                                  const std::vector<std::string>& points) {
+    std::vector<std::string> unmounted;
+    for (const auto& disk : disksToUnmount(drive)) {
+        const auto refused = steps.unmountWhole(disk);
+        if (!refused) {
+            unmounted.push_back(disk);
+            continue;
+        }
+        if (refused->kind != platform::UnmountFailure::Kind::refused) {
+            return Failure::unmountFailed(*refused);
+        }
+        for (auto it = unmounted.rbegin(); it != unmounted.rend(); ++it) steps.mountWhole(*it);
+        const auto holders = steps.openFileHolders(points);
+        if (!holders.empty()) return Failure::busyWith(join(holders, "\n  "));
+        return Failure::busyWith(unmountText(*refused));
+    }
+    return std::nullopt;
+}
+
+// Refuses every command once the user asked to stop, so a read in progress ends after
+// the command on the wire instead of running through every page.
+class StopAware final : public SCSIDrive {
+public:
+    StopAware(SCSIDrive& drive, std::function<bool()> interrupted)
+        : drive_(drive), interrupted_(std::move(interrupted)) {}
+
+    Answer command(ByteView cdb, std::int64_t dataIn, double timeoutSeconds) override {
+        if (interrupted_ && interrupted_()) return Unexpected(Failure{"Interrupted."});
+        return drive_.command(cdb, dataIn, timeoutSeconds);
+    }
+    DiagnosticsLog& log() override { return drive_.log(); }
+    bool stoppedAnswering() const override {
+        return (interrupted_ && interrupted_()) || drive_.stoppedAnswering();
+    }
+
+private:
+    SCSIDrive& drive_;
+    std::function<bool()> interrupted_;
+};
+
+// The bridge by which sentences name the enclosure; nothing for a drive without USB
+// facts or a maker nobody knows, which no name would help the user with.
+std::optional<Bridge> namedBridge(const Drive& drive) {
+    if (!drive.usb) return std::nullopt;
+    Bridge bridge = bridgeOf(*drive.usb);
+    if (!bridge.maker()) return std::nullopt;
+    return bridge;
+}
+
+Failure noIdentity(const std::optional<Bridge>& bridge) {
+    if (bridge && bridge->kind == Bridge::Kind::nvme) {
+        return Failure::unsupportedBy(fill(nvmeEnclosureSentence, {bridge->vendor, bridge->chip}));
+    }
+    if (bridge) return Failure::unsupportedBy(fill(bridgeRefusesSentence, {bridge->displayName()}));
+    return Failure::unsupportedBy(std::string(enclosureRefusesSentence));
+}
+
+std::optional<Bytes> readLog(SCSIDrive& drive, SAT::Variant variant, std::uint8_t address) {
+    auto answer = drive.command(SAT::smartReadLog(variant, address), pageBytes, commandTimeout);
+    if (!answer) return std::nullopt;
+    return std::move(answer).value();
+}
+
+// The answer to SMART RETURN STATUS is the ATA registers in the sense data. A kernel
+// hands the sense over with the command; on a captured Bulk-Only device the command ends
+// in a failed status and the sense must be asked for, in descriptor format, which is the
+// one that holds the registers.
+SMARTStatus smartStatus(SCSIDrive& drive, SAT::Variant variant) {
+    auto answer = drive.command(SAT::smartReturnStatus(variant), 0, commandTimeout);
+    if (!answer) answer = drive.command(requestSense, senseBytes, commandTimeout);
+    if (!answer) return SMARTStatus::notSupported;
+    return ATASMARTLib::statusFromAnswer(*answer).value_or(SMARTStatus::notSupported);
+}
+
+}  // namespace
+
+Failure Failure::unsafeDrive(std::vector<std::string> why) {
+    Failure failure;
+    failure.kind = Kind::unsafe;
+    failure.reasons = std::move(why);
+    return failure;
+}
+
+Failure Failure::unsupportedBy(std::string sentence) {
+    Failure failure;
+    failure.kind = Kind::unsupported;
+    failure.detail = std::move(sentence);
+    return failure;
+}
+
+Failure Failure::busyWith(std::string what) {
+    Failure failure;
+    failure.kind = Kind::busy;
+    failure.detail = std::move(what);
+    return failure;
+}
+
+Failure Failure::backup() {
+    Failure failure;
+    failure.kind = Kind::backupRunning;
+    return failure;
+}
+
+Failure Failure::unmountFailed(platform::UnmountFailure why) {
+    Failure failure;
+    failure.kind = Kind::unmount;
+    failure.unmount = std::move(why);
+    return failure;
+}
+
+Failure Failure::captureFailed(CaptureFailure why) {
+    Failure failure;
+    failure.kind = Kind::capture;
+    failure.capture = std::move(why);
+    return failure;
+}
+
+std::string Failure::text() const {
+    switch (kind) {
+        case Kind::unsafe:
+            return fill(unsafeSentence, {join(reasons, ", and ")});
+        case Kind::unsupported:
+            return detail;
+        case Kind::busy:
+            return PlatformWords::forLinux(fill(busySentence, {detail}));
+        case Kind::backupRunning:
+            return std::string(backupSentence);
+        case Kind::unmount:
+            return unmountText(unmount);
+        case Kind::capture:
+            return capture.text();
+    }
+    return detail;
+}
+
+std::string unmountText(const platform::UnmountFailure& failure) {
+    switch (failure.kind) {
+        case platform::UnmountFailure::Kind::refused:
+            return PlatformWords::forLinux(fill(refusedSentence, {failure.reason}));
+        case platform::UnmountFailure::Kind::noDisk:
+            return std::string(noDiskSentence);
+        case platform::UnmountFailure::Kind::timeout:
+            break;
+    }
+    return std::string(timeoutSentence);
+}
+
+std::vector<std::string> unsafeReasons(const Drive& drive) {
+    if (drive.transport != Transport::usb) return {};
+    return captureBlockers(drive);
+}
+
+Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const Log& log,
+                               const std::function<void()>& onRelease) {
+    if (drive.transport != Transport::usb) {
+        return Unexpected(Failure::unsupportedBy(std::string(notUSBSentence)));
+    }
+    if (auto reasons = unsafeReasons(drive); !reasons.empty()) {
+        return Unexpected(Failure::unsafeDrive(std::move(reasons)));
+    }
+    if (!steps.isRoot()) {
+        return Unexpected(Failure::captureFailed(CaptureFailure::of(CaptureFailure::Kind::notRoot)));
+    }
+    if (!drive.usb) return Unexpected(Failure::unsupportedBy(std::string(noUSBDeviceSentence)));
+    if (steps.backupRunning && steps.backupRunning(drive)) return Unexpected(Failure::backup());
+
+    const std::vector<std::string> points = mountPoints(drive);
+    if (!points.empty()) {
+        std::vector<std::string> holders = steps.openFileHolders(points);
+        std::erase_if(holders, ignoredHolder);
+        if (!holders.empty()) return Unexpected(Failure::busyWith(join(holders, "\n  ")));
+        log(fill(unmountingLine, {drive.bsdName}));
+        if (auto failure = unmountAll(drive, steps, points)) return Unexpected(std::move(*failure));
+        if (const auto still = steps.stillMounted(drive.bsdName); !still.empty()) {
+            return Unexpected(Failure::busyWith(std::string(stillMountedPrefix) + join(still, ", ")));
+        }
+    }
+
+    const std::uint32_t location = drive.usb->locationID;
+    std::optional<Result<Reading, Failure>> outcome;
+    log(std::string(takingOverLine));
+    auto captured = steps.capture(location);
+    if (!captured) {
+        outcome = Unexpected(Failure::captureFailed(captured.error()));
+        if (onRelease) onRelease();
+    } else {
+        CapturedUSBDrive& capture = **captured;
+        StopAware guarded(capture, steps.interrupted);
+        outcome = readHealth(guarded, drive, log);
+        log(PlatformWords::forLinux(givingBackLine));
+        capture.release();
+        if (onRelease) onRelease();
+    }
+    log(std::string(waitingLine));
+    steps.waitForReturn(location, expectedVolumes(drive), log);
+    if (outcome) return std::move(*outcome);
+    return Unexpected(Failure::unsupportedBy(std::string(unknownErrorSentence)));
+}
+
+Result<Reading, Failure> readHealth(SCSIDrive& drive, const Drive& described, const Log& log) {
+    const std::optional<Bridge> bridge = namedBridge(described);
+    Reading reading;
+    reading.enclosure = ATACommands::inquiry(drive);
+    if (reading.enclosure) {
+        log(fill(enclosureLine, {reading.enclosure->vendor, reading.enclosure->product}));
+    }
+    auto identified = ATACommands::ataIdentify(drive);
+    if (!identified) {
+        for (const auto& line : drive.log().lines()) log("  " + line);
+        return Unexpected(noIdentity(bridge));
+    }
+    reading.identity = std::move(identified->identity);
+    reading.variant = identified->variant;
+    log(fill(driveLine, {reading.identity.model, std::to_string(SAT::length(reading.variant))}));
+    reading.attributes = ATACommands::smart(drive, reading.variant);
+    if (const auto page = readLog(drive, reading.variant, selfTestLogAddress)) {
+        reading.selfTests = SelfTest::parseLog(*page);
+    }
+    reading.smartStatus = smartStatus(drive, reading.variant);
+    reading.source = bridge ? ReadingSource::ataOverUSB() + " (" + bridge->displayName() + ")"
+                            : ReadingSource::ataOverUSB();
+    return reading;
+}
+
+int expectedVolumes(const Drive& drive) {
+    const auto mounted = std::count_if(drive.volumes.begin(), drive.volumes.end(),
+                                       [](const Volume& v) { return v.mountPoint.has_value(); });
+    if (drive.volumes.empty()) return 0;
+    return std::max(1, static_cast<int>(mounted));
+}
+
+bool isBack(int mounted, int expected,
+            std::optional<std::chrono::steady_clock::time_point> firstMountAt,
+            std::chrono::steady_clock::time_point now, double settle) {
+    if (mounted >= expected) return true;
+    if (mounted < 1 || !firstMountAt) return false;
+    return std::chrono::duration<double>(now - *firstMountAt).count() >= settle;
+}
+
+void waitForReturn(std::uint32_t locationID, int expected, double timeoutSeconds, const Log& log,
+                   const ReturnWatch& watch) {
+    using std::chrono::duration;
+    const auto start = watch.clock->steadyNow();
+    const auto deadline = start + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                      duration<double>(timeoutSeconds));
+    std::optional<std::chrono::steady_clock::time_point> firstMountAt;
+    bool mountAsked = false;
+    while (watch.clock->steadyNow() < deadline) {
+        if (watch.interrupted && watch.interrupted()) return;
+        if (const auto drive = watch.find(locationID)) {
+            const int mounted = static_cast<int>(std::count_if(
+                drive->volumes.begin(), drive->volumes.end(),
+                [](const Volume& v) { return v.mountPoint.has_value(); }));
+            const auto now = watch.clock->steadyNow();
+            if (mounted > 0 && !firstMountAt) firstMountAt = now;
+            if (isBack(mounted, expected, firstMountAt, now, settleSeconds)) {
+                if (expected == 0) {
+                    log(fill(backLine, {drive->bsdName}));
+                } else {
+                    log(fill(backWithVolumesLine, {drive->bsdName, std::to_string(mounted),
+                                                   std::to_string(expected)}));
+                }
+                return;
+            }
+            if (!mountAsked && duration<double>(now - start).count() >= mountAfterSeconds) {
+                watch.mountWhole(drive->bsdName);
+                mountAsked = true;
+            }
+        }
+        watch.sleep(pollSeconds);
+    }
+    log(PlatformWords::forLinux(
+        fill(notMountedLine, {std::to_string(static_cast<int>(timeoutSeconds))})));
+}
+
+std::vector<std::string> holderLines(const std::vector<platform::FileHolder>& holders) {
+    std::vector<std::string> lines;
+    std::set<int> seen;
+    for (const auto& holder : holders) {
+        if (!seen.insert(holder.pid).second) continue;
+        const std::string pid = std::to_string(holder.pid);
+        if (holder.workingFolder) {
+            lines.push_back(holder.command + " (PID " + pid + ") has its working folder at " + holder.path);
+        } else {
+            lines.push_back(holder.command + " (PID " + pid + ") has " + holder.path + " open");
+        }
+    }
+    return lines;
+}
+
+USBSteps steps(const Machine& machine) {
+    USBSteps s;
+    s.isRoot = [&machine] { return machine.usb.privileged(); };
+    // No backup tool of this kind runs on Linux.
+    s.backupRunning = [](const Drive&) { return false; };
+    s.openFileHolders = [&machine](const std::vector<std::string>& points) {
+        return holderLines(machine.holders.holding(points));
+    };
+    s.unmountWhole = [&machine](const std::string& disk) {
+        return machine.volumes.unmountWhole(disk, unmountTimeout);
+    };
+    s.mountWhole = [&machine](const std::string& disk) { machine.volumes.mountWhole(disk); };
+    s.stillMounted = [&machine](const std::string& disk) {
+        const auto drive = machine.describe(disk);
+        return drive ? mountPoints(*drive) : std::vector<std::string>{};
+    };
+    s.capture = [&machine](std::uint32_t location) {
+        return CapturedUSBDrive::capture(machine.usb, location, machine.captureOptions);
+    };
+    s.waitForReturn = [&machine](std::uint32_t location, int expected, const Log& log) {
+        ReturnWatch watch;
+        watch.find = [&machine](std::uint32_t wanted) -> std::optional<Drive> {
+            for (auto& drive : machine.externalDrives()) {
+                if (drive.usb && drive.usb->locationID == wanted) return std::move(drive);
+            }
+            return std::nullopt;
+        };
+        watch.mountWhole = [&machine](const std::string& disk) { machine.volumes.mountWhole(disk); };
+        watch.clock = &machine.clock;
+        watch.sleep = machine.sleep;
+        watch.interrupted = machine.interrupted;
+        waitForReturn(location, expected, returnTimeout, log, watch);
+    };
+    s.interrupted = machine.interrupted;
+    return s;
+}
+
+}  // namespace drivekit::Checker

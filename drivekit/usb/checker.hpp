@@ -1,0 +1,172 @@
+#pragma once
+// Checker: the careful health read of a USB drive. Refuse a drive that is unsafe to take
+// over, make sure nothing holds files on it, unmount the whole drive, capture the USB
+// device, read IDENTIFY and SMART through the enclosure, give the device back and wait
+// until the drive has come back with its volumes. The drive's volumes are gone for the
+// duration, so every step that takes something away is paired with giving it back, on
+// the failing paths too.
+//
+// The machine is reached only through `USBSteps`, a record of replaceable functions, so
+// the sequence runs the same against fakes in tests. Everything blocks the caller's
+// thread, for minutes at worst; progress lines go to the log function on that thread.
+//
+// The read gives the drive's own pages, not a verdict: the caller rates them with the
+// same rules as a live reading, so a drive reads the same whichever way it was reached.
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "drivekit/core/result.hpp"
+#include "drivekit/discovery/drive.hpp"
+#include "drivekit/health/ata_attribute.hpp"
+#include "drivekit/health/ata_commands.hpp"
+#include "drivekit/health/ata_identity.hpp"
+#include "drivekit/health/self_test.hpp"
+#include "drivekit/usb/capture_failure.hpp"
+#include "drivekit/usb/captured_usb_drive.hpp"
+#include "drivekit/usb/scsi_drive.hpp"
+#include "platform/clock.hpp"
+#include "platform/usb_device.hpp"
+#include "platform/volumes.hpp"
+
+namespace drivekit::Checker {
+
+/// Takes one progress line ("Unmounting sdb…").
+using Log = std::function<void(const std::string&)>;
+
+/// Why a check ended without a reading: the sentence the user sees. Failures of the
+/// unmount and of the capture keep their own layer's sentence.
+struct Failure {
+    enum class Kind {
+        unsafe,         // reasons: the clauses against taking the drive over
+        unsupported,    // detail: the sentence itself
+        busy,           // detail: what holds the drive
+        backupRunning,
+        unmount,        // unmount: the volume layer's failure
+        capture,        // capture: the capture's failure
+    };
+    Kind kind = Kind::unsupported;
+    std::vector<std::string> reasons;
+    std::string detail;
+    platform::UnmountFailure unmount;
+    CaptureFailure capture;
+
+    static Failure unsafeDrive(std::vector<std::string> reasons);
+    static Failure unsupportedBy(std::string text);
+    static Failure busyWith(std::string detail);
+    static Failure backup();
+    static Failure unmountFailed(platform::UnmountFailure failure);
+    static Failure captureFailed(CaptureFailure failure);
+
+    std::string text() const;
+};
+
+/// The sentence of an unmount that failed: "Linux couldn't unmount the drive: Device or
+/// resource busy. Close any open files on it and try again.", "The disk wasn't found.",
+/// "Timed out waiting for the drive."
+std::string unmountText(const platform::UnmountFailure& failure);
+
+/// What the enclosure gave: the drive's identity, its SMART pages decoded, its self-test
+/// log and its own pass/fail word, and how it was reached.
+struct Reading {
+    std::optional<ATACommands::Inquiry> enclosure;
+    ATAIdentity identity;
+    SAT::Variant variant = SAT::Variant::sixteen;
+    /// Empty when SMART READ DATA failed; thresholds 0 when only the thresholds did.
+    std::vector<ATAAttribute> attributes;
+    /// Newest first; empty when the log can't be read.
+    std::vector<SelfTest::Entry> selfTests;
+    SMARTStatus smartStatus = SMARTStatus::notSupported;
+    /// "ATA SMART over USB (JMicron JMS578 bridge)", or without the bridge.
+    std::string source;
+};
+
+/// The machine, one function per step. Each can be replaced on its own.
+struct USBSteps {
+    std::function<bool()> isRoot;
+    std::function<bool(const Drive&)> backupRunning;
+    /// Lines naming who holds files under the mount points, one per process.
+    std::function<std::vector<std::string>(const std::vector<std::string>& mountPoints)>
+        openFileHolders;
+    std::function<std::optional<platform::UnmountFailure>(const std::string& bsdName)> unmountWhole;
+    std::function<void(const std::string& bsdName)> mountWhole;
+    /// The mount points a fresh look at the disk still shows.
+    std::function<std::vector<std::string>(const std::string& bsdName)> stillMounted;
+    std::function<Result<std::unique_ptr<CapturedUSBDrive>, CaptureFailure>(std::uint32_t locationID)>
+        capture;
+    std::function<void(std::uint32_t locationID, int expectedVolumes, const Log& log)> waitForReturn;
+    /// True once the user asked to stop: no further command goes to the drive, which is
+    /// given back and the sequence ends. Never, when absent.
+    std::function<bool()> interrupted;
+};
+
+/// The clauses against taking the drive over, in their fixed order; empty for a drive
+/// that isn't on USB, which is never taken over at all.
+std::vector<std::string> unsafeReasons(const Drive& drive);
+
+/// The careful sequence for a USB drive. `onRelease` runs once, right after the device
+/// was given back or the capture failed. A drive on another transport is `unsupported`.
+Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const Log& log,
+                               const std::function<void()>& onRelease = {});
+
+/// The read alone, on any SCSIDrive: INQUIRY, IDENTIFY (16, then 12), SMART data and
+/// thresholds, the self-test log and SMART RETURN STATUS, each with a 4 s time-out. A drive
+/// that gives no identity is `unsupported`, worded by what is known of its bridge.
+Result<Reading, Failure> readHealth(SCSIDrive& drive, const Drive& described, const Log& log);
+
+/// How many volumes must come back: those with a mount point, but at least one when the
+/// drive has any volume at all.
+int expectedVolumes(const Drive& drive);
+
+/// Whether the drive counts as back: all expected volumes mounted, or some mounted for
+/// at least `settleSeconds` since the first.
+bool isBack(int mounted, int expected,
+            std::optional<std::chrono::steady_clock::time_point> firstMountAt,
+            std::chrono::steady_clock::time_point now, double settleSeconds);
+
+/// What waiting for the drive needs of the machine.
+struct ReturnWatch {
+    /// The drive at that USB location now, from a fresh look; nothing while it's away.
+    std::function<std::optional<Drive>(std::uint32_t locationID)> find;
+    std::function<void(const std::string& bsdName)> mountWhole;
+    const platform::Clock* clock = nullptr;
+    std::function<void(double seconds)> sleep;
+    std::function<bool()> interrupted;
+};
+
+/// Waits, looking every 500 ms, until the drive at `locationID` is back (`isBack`, 5 s to
+/// settle), asking once after 30 s for its volumes to be mounted. Says how it ended in
+/// one log line; never fails.
+void waitForReturn(std::uint32_t locationID, int expectedVolumes, double timeoutSeconds,
+                   const Log& log, const ReturnWatch& watch);
+
+/// "cat (PID 4242) has /media/lab/notes.txt open", "bash (PID 77) has its working folder
+/// at /media/lab", one line per process.
+std::vector<std::string> holderLines(const std::vector<platform::FileHolder>& holders);
+
+/// The machine's own steps.
+struct Machine {
+    platform::Volumes& volumes;
+    const platform::FileHolders& holders;
+    platform::USBHost& usb;
+    const platform::Clock& clock;
+    std::function<void(double seconds)> sleep;
+    /// The drive of a whole disk's kernel name, from a fresh look; nothing when it's gone.
+    std::function<std::optional<Drive>(std::string_view bsdName)> describe;
+    /// The external drives, from a fresh look.
+    std::function<std::vector<Drive>()> externalDrives;
+    CapturedUSBDrive::Options captureOptions;
+    std::function<bool()> interrupted;
+};
+
+inline constexpr double unmountTimeout = 30.0;
+inline constexpr double returnTimeout = 120.0;
+
+USBSteps steps(const Machine& machine);
+
+}  // namespace drivekit::Checker

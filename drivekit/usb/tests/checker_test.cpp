@@ -1,0 +1,321 @@
+#include "drivekit/usb/checker.hpp"
+
+#include <gtest/gtest.h>
+
+#include "drivekit/usb/tests/support/sim_enclosure.hpp"
+
+namespace drivekit {
+namespace {
+
+using Lines = std::vector<std::string>;
+using platform::UnmountFailure;
+using sim::SimEnclosure;
+using sim::SimUSBHost;
+
+constexpr std::uint32_t location = 0x02140000;
+
+Drive usbDrive() {
+    Drive drive;
+    drive.bsdName = "sdb";
+    drive.transport = Transport::usb;
+    drive.usb = USBInfo{0x152D, 0x0578, location, "Enclosure", "Maker", 0};
+    drive.volumes = {Volume{"sdb1", "Photos", "/media/lab/Photos", "ext4", {}},
+                     Volume{"sdb2", std::nullopt, std::nullopt, std::nullopt, {}},
+                     Volume{"dm-3", "Vault", "/media/lab/Vault", "ext4", {}},
+                     Volume{"dm-1", "Home", "/media/lab/Home", "ext4", {}}};
+    return drive;
+}
+
+// The machine as the sequence sees it: every step recorded, the capture a simulated
+// enclosure.
+class Sequence : public ::testing::Test {
+protected:
+    Sequence() { host.devices[location] = &enclosure; }
+
+    Checker::USBSteps steps() {
+        Checker::USBSteps s;
+        s.isRoot = [this] { return root; };
+        s.backupRunning = [](const Drive&) { return false; };
+        s.openFileHolders = [this](const Lines& points) {
+            calls.push_back("holders " + std::to_string(points.size()));
+            return holders;
+        };
+        s.unmountWhole = [this](const std::string& disk) -> std::optional<UnmountFailure> {
+            calls.push_back("unmount " + disk);
+            if (auto it = refusals.find(disk); it != refusals.end()) return it->second;
+            return std::nullopt;
+        };
+        s.mountWhole = [this](const std::string& disk) { calls.push_back("mount " + disk); };
+        s.stillMounted = [this](const std::string&) { return still; };
+        s.capture = [this](std::uint32_t at) {
+            calls.push_back("capture");
+            CapturedUSBDrive::Options options;
+            options.sleep = [](double) {};
+            return CapturedUSBDrive::capture(host, at, options);
+        };
+        s.waitForReturn = [this](std::uint32_t at, int expected, const Checker::Log&) {
+            calls.push_back("wait " + std::to_string(at) + " " + std::to_string(expected));
+            EXPECT_TRUE(enclosure.driverAttached);
+        };
+        s.interrupted = [this] { return interrupted; };
+        return s;
+    }
+
+    Result<Checker::Reading, Checker::Failure> run(const Drive& drive) {
+        return Checker::check(drive, steps(), [this](const std::string& line) { log.push_back(line); },
+                              [this] { calls.push_back("released"); });
+    }
+
+    SimEnclosure enclosure;
+    SimUSBHost host;
+    bool root = true;
+    bool interrupted = false;
+    Lines holders;
+    Lines still;
+    std::map<std::string, UnmountFailure> refusals;
+    Lines calls;
+    Lines log;
+};
+
+TEST_F(Sequence, ReadsTheDriveAndGivesEverythingBack) {
+    enclosure.disk.selfTests = {{1, 0x00, 1200, 0}};
+    const auto reading = run(usbDrive());
+    ASSERT_TRUE(reading) << reading.error().text();
+
+    EXPECT_EQ(reading->identity.model, "SIMDISK SSD 1TB");
+    EXPECT_EQ(reading->variant, SAT::Variant::sixteen);
+    EXPECT_EQ(reading->attributes.size(), 4u);
+    EXPECT_EQ(reading->selfTests.size(), 1u);
+    EXPECT_EQ(reading->smartStatus, SMARTStatus::verified);
+    EXPECT_EQ(reading->source, "ATA SMART over USB (JMicron JMS578 bridge)");
+    // The drive's own disk first, then the stacked ones sorted; never a partition.
+    EXPECT_EQ(calls, (Lines{"holders 3", "unmount sdb", "unmount dm-1", "unmount dm-3", "capture",
+                            "released", "wait " + std::to_string(location) + " 3"}));
+    EXPECT_EQ(log, (Lines{"Unmounting sdb…", "Taking over the USB device…",
+                          "Enclosure reports: SimBrdg SATA Bridge",
+                          "Drive: SIMDISK SSD 1TB (ATA PASS-THROUGH 16)",
+                          "Giving the device back to Linux…", "Waiting for the drive to come back…"}));
+    EXPECT_TRUE(enclosure.driverAttached);
+    EXPECT_EQ(enclosure.disk.writeAttempts, 0);
+}
+
+TEST_F(Sequence, RefusesWhatItMustNotTouchBeforeTouchingAnything) {
+    Drive unsafe = usbDrive();
+    unsafe.isRAIDMember = true;
+    unsafe.hostsBootVolume = true;
+    EXPECT_EQ(run(unsafe).error().text(),
+              "Vantrel won't take over this drive because it is a member of a software RAID set, "
+              "and it holds the startup volume.");
+
+    Drive sata = usbDrive();
+    sata.transport = Transport::sata;
+    sata.isRAIDMember = true;
+    EXPECT_EQ(run(sata).error().text(),
+              "Vantrel can't read health data from this kind of connection yet.");
+
+    Drive noUSB = usbDrive();
+    noUSB.usb.reset();
+    EXPECT_EQ(run(noUSB).error().text(), "No USB device found for this drive.");
+
+    root = false;
+    EXPECT_EQ(run(usbDrive()).error().text(),
+              "Reading SMART over USB needs administrator rights. Run with sudo.");
+    EXPECT_TRUE(calls.empty());
+}
+
+TEST_F(Sequence, OpenFilesStopItUnlessOnlyIndexersHoldThem) {
+    holders = {"mdworker (PID 12) has /media/lab/Photos/a.jpg open", "fseventsd (PID 13) has x open"};
+    ASSERT_TRUE(run(usbDrive()));
+
+    calls.clear();
+    holders.push_back("vim (PID 4242) has /media/lab/Photos/notes.txt open");
+    holders.push_back("bash (PID 77) has its working folder at /media/lab/Home");
+    const auto busy = run(usbDrive());
+    EXPECT_EQ(busy.error().kind, Checker::Failure::Kind::busy);
+    EXPECT_EQ(busy.error().text(),
+              "Linux couldn't unmount the drive because something is using it:\n"
+              "  vim (PID 4242) has /media/lab/Photos/notes.txt open\n"
+              "  bash (PID 77) has its working folder at /media/lab/Home\n"
+              "Close those files or windows (or `cd` out of the drive in Terminal) and try again.");
+    EXPECT_EQ(calls, (Lines{"holders 3"}));
+}
+
+TEST_F(Sequence, ARefusedUnmountMountsBackWhatWentAndSaysWhoHoldsTheDrive) {
+    refusals["dm-1"] = UnmountFailure{UnmountFailure::Kind::refused, "Device or resource busy"};
+    auto failure = run(usbDrive());
+    EXPECT_EQ(calls, (Lines{"holders 3", "unmount sdb", "unmount dm-1", "mount sdb", "holders 3"}));
+    EXPECT_EQ(failure.error().text(),
+              "Linux couldn't unmount the drive because something is using it:\n"
+              "  Linux couldn't unmount the drive: Device or resource busy. Close any open files on "
+              "it and try again.\nClose those files or windows (or `cd` out of the drive in "
+              "Terminal) and try again.");
+
+    // Holders that appear by the time of the refusal are named instead.
+    calls.clear();
+    refusals.clear();
+    refusals["dm-3"] = UnmountFailure{UnmountFailure::Kind::refused, "Device or resource busy"};
+    int asked = 0;
+    auto s = steps();
+    s.openFileHolders = [&](const Lines&) {
+        return ++asked == 1 ? Lines{} : Lines{"cp (PID 9) has /media/lab/Vault/big open"};
+    };
+    failure = Checker::check(usbDrive(), s, [](const std::string&) {});
+    EXPECT_NE(failure.error().text().find("\n  cp (PID 9) has /media/lab/Vault/big open\n"),
+              std::string::npos);
+    EXPECT_EQ(calls, (Lines{"unmount sdb", "unmount dm-1", "unmount dm-3", "mount dm-1", "mount sdb"}));
+}
+
+TEST_F(Sequence, OtherUnmountFailuresRiseAsTheyAre) {
+    refusals["sdb"] = UnmountFailure{UnmountFailure::Kind::timeout, ""};
+    EXPECT_EQ(run(usbDrive()).error().text(), "Timed out waiting for the drive.");
+    EXPECT_EQ(calls, (Lines{"holders 3", "unmount sdb"}));
+
+    calls.clear();
+    refusals.clear();
+    still = {"/media/lab/Photos", "/media/lab/Home"};
+    EXPECT_NE(run(usbDrive()).error().text().find(
+                  "\n  Still mounted after unmounting: /media/lab/Photos, /media/lab/Home\n"),
+              std::string::npos);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "capture"), 0);
+}
+
+TEST_F(Sequence, AFailedCaptureStillWaitsForTheDrive) {
+    enclosure.claimRefusals = 1;
+    enclosure.claimError = platform::USBError{platform::USBError::Kind::notPermitted, -3, "Access denied"};
+    const auto failure = run(usbDrive());
+    EXPECT_EQ(failure.error().text(), "Linux didn't allow Vantrel to read the drive.");
+    EXPECT_EQ(calls.back(), "wait " + std::to_string(location) + " 3");
+    EXPECT_EQ(calls[calls.size() - 2], "released");
+}
+
+TEST_F(Sequence, ADriveWithNothingMountedIsNotUnmounted) {
+    Drive bare = usbDrive();
+    bare.volumes.clear();
+    ASSERT_TRUE(run(bare));
+    EXPECT_EQ(calls, (Lines{"capture", "released", "wait " + std::to_string(location) + " 0"}));
+    EXPECT_EQ(log.front(), "Taking over the USB device…");
+}
+
+TEST_F(Sequence, AnEnclosureThatPassesNothingIsWordedByItsBridge) {
+    enclosure.disk.passesATA = false;
+    EXPECT_EQ(run(usbDrive()).error().text(),
+              "This enclosure (JMicron JMS578 bridge) doesn't pass health requests through to the drive.");
+    EXPECT_TRUE(enclosure.driverAttached);
+    // The capture's diagnostics reach the progress lines, indented.
+    EXPECT_TRUE(std::any_of(log.begin(), log.end(), [](const std::string& l) { return l.starts_with("  "); }));
+
+    Drive unknownMaker = usbDrive();
+    unknownMaker.usb->vendorID = 0x46F4;  // QEMU's own disk
+    EXPECT_EQ(run(unknownMaker).error().text(),
+              "This enclosure doesn't pass health requests through to the drive.");
+
+    Drive nvme = usbDrive();
+    nvme.usb->productID = 0x0583;
+    EXPECT_EQ(run(nvme).error().text(),
+              "This is an NVMe enclosure (JMicron JMS583). NVMe-over-USB support is the next step.");
+}
+
+TEST_F(Sequence, AFailingInquiryOnlyLosesItsLine) {
+    enclosure.inject(sim::Fault::dataStall, 0x12);
+    const auto reading = run(usbDrive());
+    ASSERT_TRUE(reading) << reading.error().text() << "\n" << ::testing::PrintToString(log);
+    EXPECT_FALSE(reading->enclosure);
+    EXPECT_EQ(std::count_if(log.begin(), log.end(),
+                            [](const std::string& l) { return l.starts_with("Enclosure reports"); }),
+              0);
+}
+
+TEST_F(Sequence, AnInterruptionStopsTheReadAndGivesTheDeviceBack) {
+    interrupted = true;
+    const auto failure = run(usbDrive());
+    EXPECT_EQ(failure.error().kind, Checker::Failure::Kind::unsupported);
+    EXPECT_TRUE(enclosure.driverAttached);
+    EXPECT_EQ(enclosure.disk.ataCommands, 0);
+    EXPECT_EQ(calls.back(), "wait " + std::to_string(location) + " 3");
+}
+
+class FakeClock final : public platform::Clock {
+public:
+    std::chrono::system_clock::time_point now() const override { return {}; }
+    std::chrono::steady_clock::time_point steadyNow() const override { return at; }
+    void advance(double seconds) {
+        at += std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+            std::chrono::duration<double>(seconds));
+    }
+    std::chrono::steady_clock::time_point at{};
+};
+
+TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
+    FakeClock clock;
+    Lines log;
+    Lines mounts;
+    int looks = 0;
+    Checker::ReturnWatch watch;
+    watch.clock = &clock;
+    watch.sleep = [&](double s) { clock.advance(s); };
+    watch.mountWhole = [&](const std::string& disk) { mounts.push_back(disk); };
+    // Away for the first second, then back as sdc with one of its two volumes mounted.
+    watch.find = [&](std::uint32_t) -> std::optional<Drive> {
+        if (++looks <= 2) return std::nullopt;
+        Drive drive = usbDrive();
+        drive.bsdName = "sdc";
+        drive.volumes = {Volume{"sdc1", "A", "/media/a", "ext4", {}}, Volume{"sdc2", "B", {}, {}, {}}};
+        return drive;
+    };
+    const auto writer = [&](const std::string& line) { log.push_back(line); };
+    Checker::waitForReturn(location, 2, 120, writer, watch);
+    EXPECT_EQ(log, (Lines{"Back as sdc, 1 of 2 volumes mounted."}));
+    EXPECT_DOUBLE_EQ(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 6.0);
+    EXPECT_TRUE(mounts.empty());
+
+    // Nothing ever mounts: one request to mount after 30 s, then the closing line.
+    log.clear();
+    clock.at = {};
+    watch.find = [&](std::uint32_t) -> std::optional<Drive> {
+        Drive drive = usbDrive();
+        drive.bsdName = "sdc";
+        for (auto& v : drive.volumes) v.mountPoint.reset();
+        return drive;
+    };
+    Checker::waitForReturn(location, 1, 120, writer, watch);
+    EXPECT_EQ(mounts, (Lines{"sdc"}));
+    EXPECT_EQ(log, (Lines{"The drive is back, but Linux hadn't mounted it after 120 s. If it doesn't "
+                          "appear, unplug it and plug it back in."}));
+
+    // A drive without volumes is back as soon as it is seen.
+    log.clear();
+    Checker::waitForReturn(location, 0, 120, writer, watch);
+    EXPECT_EQ(log, (Lines{"Back as sdc."}));
+}
+
+TEST(Checker, ExpectedVolumesAndIsBack) {
+    Drive drive = usbDrive();
+    EXPECT_EQ(Checker::expectedVolumes(drive), 3);
+    drive.volumes = {Volume{"sdb1", {}, {}, {}, {}}};
+    EXPECT_EQ(Checker::expectedVolumes(drive), 1);
+    drive.volumes.clear();
+    EXPECT_EQ(Checker::expectedVolumes(drive), 0);
+
+    const std::chrono::steady_clock::time_point t0{};
+    const auto later = [&](int s) { return t0 + std::chrono::seconds(s); };
+    EXPECT_TRUE(Checker::isBack(2, 2, std::nullopt, t0, 5));
+    EXPECT_TRUE(Checker::isBack(0, 0, std::nullopt, t0, 5));
+    EXPECT_FALSE(Checker::isBack(0, 2, t0, later(60), 5));
+    EXPECT_FALSE(Checker::isBack(1, 2, std::nullopt, later(60), 5));
+    EXPECT_FALSE(Checker::isBack(1, 2, t0, later(4), 5));
+    EXPECT_TRUE(Checker::isBack(1, 2, t0, later(5), 5));
+}
+
+TEST(Checker, HolderLinesNameEachProcessOnce) {
+    const std::vector<platform::FileHolder> holders = {
+        {77, "bash", "/media/lab", true},
+        {4242, "vim", "/media/lab/a.txt", false},
+        {4242, "vim", "/media/lab/b.txt", false},
+    };
+    EXPECT_EQ(Checker::holderLines(holders),
+              (Lines{"bash (PID 77) has its working folder at /media/lab",
+                     "vim (PID 4242) has /media/lab/a.txt open"}));
+}
+
+}  // namespace
+}  // namespace drivekit

@@ -1,0 +1,209 @@
+#include "platform/linux/linux_volumes.hpp"
+
+#include <sys/mount.h>
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <system_error>
+
+#include "drivekit/discovery/discovery.hpp"
+#include "platform/linux/errno_text.hpp"
+
+namespace platform {
+namespace {
+
+// Flags a file system keeps when mounted back; statvfs reports them with the mount
+// flags' own values.
+constexpr unsigned long keptFlags = MS_RDONLY | MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_SYNCHRONOUS |
+                                    MS_NOATIME | MS_NODIRATIME | MS_RELATIME;
+
+std::string blockPath(std::string_view name) { return "/sys/class/block/" + std::string(name); }
+
+// Every device whose file systems belong to the disk: the disk, its partitions and what
+// is stacked on them.
+std::vector<std::string> devicesOf(std::string_view disk, const Sysfs& sysfs) {
+    std::vector<std::string> devices{std::string(disk)};
+    for (const auto& entry : sysfs.list(blockPath(disk))) {
+        if (entry.starts_with(disk) && sysfs.exists(blockPath(disk) + "/" + entry + "/partition")) {
+            devices.push_back(entry);
+        }
+    }
+    for (auto& stacked : drivekit::Discovery::stackedOn(disk, sysfs)) devices.push_back(std::move(stacked));
+    return devices;
+}
+
+bool underMountPoint(std::string_view path, const std::string& point) {
+    if (point == "/") return path.starts_with('/');
+    return path == point || (path.starts_with(point) && path.size() > point.size() &&
+                             path[point.size()] == '/');
+}
+
+bool underAny(std::string_view path, const std::vector<std::string>& points) {
+    return std::any_of(points.begin(), points.end(),
+                       [&](const std::string& p) { return underMountPoint(path, p); });
+}
+
+std::optional<std::string> linkTarget(const std::filesystem::path& link) {
+    std::error_code error;
+    auto target = std::filesystem::read_symlink(link, error);
+    if (error) return std::nullopt;
+    return target.string();
+}
+
+// The path of each mapped file in /proc/PID/maps: the sixth field, when it is a path.
+std::vector<std::string> mappedFiles(const std::filesystem::path& maps) {
+    std::vector<std::string> files;
+    std::ifstream in(maps);
+    std::string line;
+    while (std::getline(in, line)) {
+        const auto slash = line.find(" /");
+        if (slash == std::string::npos) continue;
+        std::string path = line.substr(slash + 1);
+        if (path.ends_with(" (deleted)")) path.resize(path.size() - 10);
+        files.push_back(std::move(path));
+    }
+    return files;
+}
+
+std::optional<FileHolder> holderOf(const std::filesystem::path& process, int pid,
+                                   const std::vector<std::string>& points) {
+    std::string command;
+    std::ifstream(process / "comm") >> command;
+    if (auto cwd = linkTarget(process / "cwd"); cwd && underAny(*cwd, points)) {
+        return FileHolder{pid, command, *cwd, true};
+    }
+    std::error_code error;
+    for (const auto& fd : std::filesystem::directory_iterator(process / "fd", error)) {
+        if (auto file = linkTarget(fd.path()); file && underAny(*file, points)) {
+            return FileHolder{pid, command, *file, false};
+        }
+    }
+    for (const auto& file : mappedFiles(process / "maps")) {
+        if (underAny(file, points)) return FileHolder{pid, command, file, false};
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+MountCalls systemMountCalls() {
+    MountCalls calls;
+    calls.unmount = [](const std::string& target) {
+        return ::umount2(target.c_str(), 0) == 0 ? 0 : errno;
+    };
+    calls.mount = [](const std::string& source, const std::string& target,
+                     const std::string& fileSystem, unsigned long flags) {
+        return ::mount(source.c_str(), target.c_str(), fileSystem.c_str(), flags, nullptr) == 0
+                   ? 0
+                   : errno;
+    };
+    calls.flagsOf = [](const std::string& target) -> unsigned long {
+        struct statvfs info {};
+        if (::statvfs(target.c_str(), &info) != 0) return 0;
+        return info.f_flag & keptFlags;
+    };
+    calls.makeFolder = [](const std::string& target) {
+        std::error_code error;
+        std::filesystem::create_directories(target, error);
+    };
+    return calls;
+}
+
+std::vector<Mount> mountsOfDisk(std::string_view disk, const Sysfs& sysfs,
+                                const std::vector<Mount>& table) {
+    std::map<std::pair<unsigned, unsigned>, std::string> byNumber;
+    std::map<std::string, std::string> bySource;
+    for (const auto& device : devicesOf(disk, sysfs)) {
+        bySource["/dev/" + device] = device;
+        const auto numbers = sysfs.read(blockPath(device) + "/dev");
+        unsigned major = 0;
+        unsigned minor = 0;
+        char colon = 0;
+        if (numbers && (std::istringstream(*numbers) >> major >> colon >> minor) && colon == ':') {
+            byNumber[{major, minor}] = device;
+        }
+    }
+    std::vector<Mount> found;
+    for (auto it = table.rbegin(); it != table.rend(); ++it) {
+        std::optional<std::string> device;
+        if (auto n = byNumber.find({it->major, it->minor}); n != byNumber.end() && it->major != 0) {
+            device = n->second;
+        } else if (auto s = bySource.find(it->source); s != bySource.end()) {
+            device = s->second;
+        }
+        if (!device) continue;
+        Mount mount = *it;
+        mount.source = *device;
+        found.push_back(std::move(mount));
+    }
+    return found;
+}
+
+LinuxVolumes::LinuxVolumes(const Sysfs& sysfs, const Mounts& mounts, MountCalls calls)
+    : sysfs_(sysfs), mounts_(mounts), calls_(std::move(calls)) {}
+
+std::optional<UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, double) {
+    if (!sysfs_.exists(blockPath(disk))) return UnmountFailure{UnmountFailure::Kind::noDisk, ""};
+    auto& record = unmounted_[std::string(disk)];
+    lastDisk_ = disk;
+    for (const auto& mount : mountsOfDisk(disk, sysfs_, mounts_.list())) {
+        const unsigned long flags = calls_.flagsOf(mount.mountPoint);
+        if (const int error = calls_.unmount(mount.mountPoint); error != 0) {
+            // Already gone (a stacked mount went with the one below it) is no refusal.
+            if (error == EINVAL || error == ENOENT) continue;
+            return UnmountFailure{UnmountFailure::Kind::refused, errnoText(error)};
+        }
+        record.push_back({mount.source, mount.mountPoint, mount.fileSystem, flags});
+    }
+    return std::nullopt;
+}
+
+void LinuxVolumes::mountWhole(std::string_view disk) {
+    auto it = unmounted_.find(disk);
+    std::string renamedFrom;
+    if (it == unmounted_.end() || it->second.empty()) {
+        // The kernel may give the disk a new name when it finds it again: its partitions
+        // keep their numbers under the new one.
+        it = unmounted_.find(lastDisk_);
+        if (it == unmounted_.end()) return;
+        renamedFrom = lastDisk_;
+    }
+    std::set<std::string> mountedNow;
+    for (const auto& mount : mounts_.list()) mountedNow.insert(mount.mountPoint);
+    const auto& record = it->second;
+    for (auto entry = record.rbegin(); entry != record.rend(); ++entry) {
+        std::string device = entry->device;
+        if (!renamedFrom.empty() && device.starts_with(renamedFrom)) {
+            device = std::string(disk) + device.substr(renamedFrom.size());
+        }
+        // Somebody (the desktop's automounter) mounted it already.
+        if (mountedNow.count(entry->mountPoint) > 0) continue;
+        calls_.makeFolder(entry->mountPoint);
+        calls_.mount("/dev/" + device, entry->mountPoint, entry->fileSystem, entry->flags);
+    }
+    unmounted_.erase(it);
+}
+
+LinuxFileHolders::LinuxFileHolders(std::filesystem::path proc) : proc_(std::move(proc)) {}
+
+std::vector<FileHolder> LinuxFileHolders::holding(const std::vector<std::string>& mountPoints) const {
+    std::vector<FileHolder> holders;
+    if (mountPoints.empty()) return holders;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(proc_, error)) {
+        const std::string name = entry.path().filename().string();
+        if (name.empty() || !std::all_of(name.begin(), name.end(), ::isdigit)) continue;
+        if (auto holder = holderOf(entry.path(), std::stoi(name), mountPoints)) {
+            holders.push_back(std::move(*holder));
+        }
+    }
+    std::sort(holders.begin(), holders.end(),
+              [](const FileHolder& a, const FileHolder& b) { return a.pid < b.pid; });
+    return holders;
+}
+
+}  // namespace platform

@@ -1,0 +1,184 @@
+#include "platform/linux/linux_volumes.hpp"
+
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <map>
+#include <set>
+
+#include <gtest/gtest.h>
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
+
+// sdb with two partitions; a LUKS container (dm-0) opened on sdb2. sda is another disk.
+class TreeSysfs final : public Sysfs {
+public:
+    TreeSysfs() {
+        disk("sda", "8:0", {"sda1"});
+        disk("sdb", "8:16", {"sdb1", "sdb2"});
+        files["/sys/class/block/sda1/dev"] = "8:1";
+        files["/sys/class/block/sdb1/dev"] = "8:17";
+        files["/sys/class/block/sdb2/dev"] = "8:18";
+        files["/sys/class/block/dm-0/dev"] = "253:0";
+        folders["/sys/class/block/sdb/sdb2/holders"] = {"dm-0"};
+        folders["/sys/class/block/sdb2/holders"] = {"dm-0"};
+        folders["/sys/class/block/dm-0/holders"] = {};
+    }
+    std::optional<std::string> read(std::string_view path) const override {
+        auto it = files.find(std::string(path));
+        if (it == files.end()) return std::nullopt;
+        return it->second;
+    }
+    std::vector<std::string> list(std::string_view path) const override {
+        auto it = folders.find(std::string(path));
+        return it == folders.end() ? std::vector<std::string>{} : it->second;
+    }
+    bool exists(std::string_view path) const override {
+        return files.count(std::string(path)) > 0 || folders.count(std::string(path)) > 0;
+    }
+    std::optional<std::string> readLink(std::string_view) const override { return std::nullopt; }
+    std::optional<std::string> resolve(std::string_view path) const override {
+        if (!exists(path)) return std::nullopt;
+        return std::string(path);
+    }
+
+    std::map<std::string, std::string> files;
+    std::map<std::string, std::vector<std::string>> folders;
+
+private:
+    void disk(const std::string& name, const std::string& numbers, const std::vector<std::string>& parts) {
+        const std::string base = "/sys/class/block/" + name;
+        files[base + "/dev"] = numbers;
+        folders[base] = parts;
+        folders[base + "/holders"] = {};
+        for (const auto& part : parts) {
+            files[base + "/" + part + "/partition"] = "1";
+            folders["/sys/class/block/" + part] = {};
+            folders["/sys/class/block/" + part + "/holders"] = {};
+            folders[base + "/" + part + "/holders"] = {};
+        }
+    }
+};
+
+class TableMounts final : public Mounts {
+public:
+    std::vector<Mount> list() const override { return table; }
+    std::vector<Mount> table;
+};
+
+class Volumes : public ::testing::Test {
+protected:
+    Volumes() {
+        mounts.table = {
+            {8, 1, "/", "/", "ext4", "/dev/sda1"},
+            {8, 17, "/", "/media/lab/Photos", "vfat", "/dev/sdb1"},
+            {253, 0, "/", "/media/lab/Vault", "ext4", "/dev/mapper/vault"},
+            {0, 45, "/", "/media/lab/Vault/snap", "btrfs", "/dev/sdb1"},
+        };
+        calls.unmount = [this](const std::string& target) {
+            done.push_back("umount " + target);
+            if (busy.count(target) > 0) return EBUSY;
+            std::erase_if(mounts.table, [&](const Mount& m) { return m.mountPoint == target; });
+            return 0;
+        };
+        calls.mount = [this](const std::string& source, const std::string& target,
+                             const std::string& type, unsigned long flags) {
+            done.push_back("mount " + source + " " + target + " " + type + " " + std::to_string(flags));
+            return 0;
+        };
+        calls.flagsOf = [](const std::string& target) -> unsigned long {
+            return target == "/media/lab/Photos" ? MS_NOSUID | MS_NODEV : 0;
+        };
+        calls.makeFolder = [this](const std::string& target) { done.push_back("mkdir " + target); };
+    }
+
+    TreeSysfs sysfs;
+    TableMounts mounts;
+    MountCalls calls;
+    std::set<std::string> busy;
+    Lines done;
+};
+
+TEST_F(Volumes, FindsEveryMountOfTheDiskInnermostFirst) {
+    const auto found = mountsOfDisk("sdb", sysfs, mounts.table);
+    ASSERT_EQ(found.size(), 3u);
+    // By source where the device number is anonymous (btrfs), by number otherwise.
+    EXPECT_EQ(found[0].mountPoint, "/media/lab/Vault/snap");
+    EXPECT_EQ(found[0].source, "sdb1");
+    EXPECT_EQ(found[1].source, "dm-0");
+    EXPECT_EQ(found[2].source, "sdb1");
+    EXPECT_TRUE(mountsOfDisk("sdc", sysfs, mounts.table).empty());
+}
+
+TEST_F(Volumes, UnmountsAndMountsBackUnderTheNewName) {
+    LinuxVolumes volumes(sysfs, mounts, calls);
+    EXPECT_EQ(volumes.unmountWhole("sdb", 30), std::nullopt);
+    EXPECT_EQ(done, (Lines{"umount /media/lab/Vault/snap", "umount /media/lab/Vault",
+                           "umount /media/lab/Photos"}));
+    EXPECT_EQ(mounts.table.size(), 1u);
+
+    // The drive came back as sdc; the desktop already mounted one volume.
+    done.clear();
+    mounts.table.push_back({8, 33, "/", "/media/lab/Photos", "vfat", "/dev/sdc1"});
+    volumes.mountWhole("sdc");
+    EXPECT_EQ(done, (Lines{"mkdir /media/lab/Vault", "mount /dev/dm-0 /media/lab/Vault ext4 0",
+                           "mkdir /media/lab/Vault/snap", "mount /dev/sdc1 /media/lab/Vault/snap btrfs 0"}));
+    // Nothing is remembered twice.
+    done.clear();
+    volumes.mountWhole("sdc");
+    EXPECT_TRUE(done.empty());
+}
+
+TEST_F(Volumes, ARefusalStopsAndIsReported) {
+    LinuxVolumes volumes(sysfs, mounts, calls);
+    busy.insert("/media/lab/Vault");
+    const auto refused = volumes.unmountWhole("sdb", 30);
+    ASSERT_TRUE(refused);
+    EXPECT_EQ(refused->kind, UnmountFailure::Kind::refused);
+    EXPECT_NE(refused->reason.find("busy"), std::string::npos);
+    EXPECT_EQ(done.size(), 2u);
+    // What went is mounted back, with its flags.
+    done.clear();
+    volumes.mountWhole("sdb");
+    EXPECT_EQ(done, (Lines{"mkdir /media/lab/Vault/snap", "mount /dev/sdb1 /media/lab/Vault/snap btrfs 0"}));
+
+    EXPECT_EQ(volumes.unmountWhole("sdz", 30)->kind, UnmountFailure::Kind::noDisk);
+}
+
+TEST(FileHolders, NamesEachProcessByItsFirstHoldOnTheVolume) {
+    const fs::path proc = fs::temp_directory_path() / ("vantrel-proc-" + std::to_string(::getpid()));
+    fs::remove_all(proc);
+    const auto process = [&](int pid, const std::string& comm) {
+        fs::create_directories(proc / std::to_string(pid) / "fd");
+        std::ofstream(proc / std::to_string(pid) / "comm") << comm << "\n";
+        return proc / std::to_string(pid);
+    };
+    fs::create_symlink("/media/lab", process(77, "bash") / "cwd");
+    const auto vim = process(4242, "vim");
+    fs::create_symlink("/home/ann", vim / "cwd");
+    fs::create_symlink("/media/lab/a.txt", vim / "fd" / "3");
+    fs::create_symlink("/media/lab/b.txt", vim / "fd" / "4");
+    std::ofstream(process(300, "player") / "maps")
+        << "7f00-7f10 r--p 00000000 08:11 12 /usr/lib/libc.so.6\n"
+        << "7f20-7f30 r--p 00000000 08:11 13 /media/lab/song.flac (deleted)\n";
+    fs::create_symlink("/media/laboratory/x", process(500, "other") / "cwd");
+    fs::create_directories(proc / "self");
+
+    const LinuxFileHolders holders(proc);
+    const auto held = holders.holding({"/media/lab"});
+    fs::remove_all(proc);
+    ASSERT_EQ(held.size(), 3u);
+    EXPECT_EQ(held[0], (FileHolder{77, "bash", "/media/lab", true}));
+    EXPECT_EQ(held[1], (FileHolder{300, "player", "/media/lab/song.flac", false}));
+    EXPECT_EQ(held[2].pid, 4242);
+    EXPECT_EQ(held[2].path.rfind("/media/lab/", 0), 0u);
+    EXPECT_TRUE(holders.holding({}).empty());
+}
+
+}  // namespace
+}  // namespace platform
