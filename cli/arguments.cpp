@@ -14,6 +14,11 @@ ParseResult parseCheck(const std::vector<std::string_view>& rest) {
     for (const auto arg : rest) {
         if (arg == "--json") {
             parsed.json = true;
+        } else if (arg == "--json=report") {
+            parsed.json = true;
+            parsed.fullReport = true;
+        } else if (arg == "--capture") {
+            parsed.capture = true;
         } else if (arg == "--help" || arg == "-h") {
             parsed.help = true;
         } else if (arg.starts_with("-")) {
@@ -57,6 +62,40 @@ ParseResult parseSelfTest(const std::vector<std::string_view>& rest) {
     return {parsed, {}};
 }
 
+ParseResult parseList(const std::vector<std::string_view>& rest) {
+    Arguments parsed;
+    parsed.command = Command::list;
+    for (const auto arg : rest) {
+        if (arg == "--json") {
+            parsed.json = true;
+        } else if (arg == "--help" || arg == "-h") {
+            parsed.help = true;
+        } else if (arg.starts_with("-")) {
+            return failure("Unknown option for list: " + std::string(arg) + ".");
+        } else {
+            return failure("list takes no device; got " + std::string(arg) + ".");
+        }
+    }
+    return {parsed, {}};
+}
+
+ParseResult parseWatch(const std::vector<std::string_view>& rest) {
+    Arguments parsed;
+    parsed.command = Command::watch;
+    for (const auto arg : rest) {
+        if (arg == "--json") {
+            parsed.json = true;
+        } else if (arg == "--help" || arg == "-h") {
+            parsed.help = true;
+        } else if (arg.starts_with("-")) {
+            return failure("Unknown option for watch: " + std::string(arg) + ".");
+        } else {
+            return failure("watch takes no device; got " + std::string(arg) + ".");
+        }
+    }
+    return {parsed, {}};
+}
+
 }  // namespace
 
 std::optional<std::string> kernelName(std::string_view device) {
@@ -68,6 +107,15 @@ std::optional<std::string> kernelName(std::string_view device) {
 }
 
 ParseResult parseArguments(const std::vector<std::string_view>& args) {
+    // --demo leads the command line, so that it can pick the machine before anything runs.
+    if (!args.empty() && (args.front() == "--demo" || args.front().starts_with("--demo="))) {
+        const auto demo = args.front();
+        std::string file = demo == "--demo" ? std::string() : std::string(demo.substr(7));
+        if (demo != "--demo" && file.empty()) return failure("--demo= needs a file: --demo=machine.json.");
+        ParseResult parsed = parseArguments({args.begin() + 1, args.end()});
+        if (parsed.arguments) parsed.arguments->demo = std::move(file);
+        return parsed;
+    }
     if (args.empty()) return failure("No command given. " + usageText());
     const auto command = args.front();
     const std::vector<std::string_view> rest(args.begin() + 1, args.end());
@@ -77,6 +125,8 @@ ParseResult parseArguments(const std::vector<std::string_view>& args) {
     if (command == "--version") return {Arguments{Command::version, {}, false, false}, {}};
     if (command == "check") return parseCheck(rest);
     if (command == "selftest") return parseSelfTest(rest);
+    if (command == "list") return parseList(rest);
+    if (command == "watch") return parseWatch(rest);
     return failure("Unknown command: " + std::string(command) + ". Run vantrel --help for the commands.");
 }
 
@@ -84,29 +134,67 @@ std::string usageText() {
     return "Usage: vantrel COMMAND [OPTIONS]\n"
            "\n"
            "Commands:\n"
+           "  list [--json]             every drive with its health tier, score and line\n"
            "  check [DEVICE] [--json]   health of one drive, or of every NVMe drive\n"
            "  selftest DEVICE [short|extended] [--json]\n"
            "                            start a drive's own self-test, or follow it\n"
+           "  watch [--json]            print drives as they are plugged in and removed\n"
            "\n"
            "Options:\n"
+           "  --demo[=FILE] COMMAND     run the command on a described demo machine instead of\n"
+           "                            this computer: FILE, or the one installed with vantrel;\n"
+           "                            a description that can't be used exits with 2\n"
            "  --help                    this text; after a command, that command's help\n"
            "  --version                 the program's version\n";
 }
 
 std::string checkUsageText() {
-    return "Usage: vantrel check [DEVICE] [--json]\n"
+    return "Usage: vantrel check [DEVICE] [--capture] [--json | --json=report]\n"
            "\n"
            "Reads a drive's own health data and rates it: tier, score, findings, forecast\n"
            "and the raw health-log rows. DEVICE is a kernel name such as nvme0n1 or sda, or\n"
            "a path such as /dev/nvme0n1; without it, every NVMe drive of this computer is\n"
            "checked. SATA and USB drives (sda) are read live through ATA pass-through: the\n"
-           "SMART attributes, the self-test log and the drive's own SMART status.\n"
-           "Reading health data needs root.\n"
+           "SMART attributes, the self-test log and the drive's own SMART status. Then\n"
+           "the drive's summary and its health data rows. Any drive vantrel list shows can\n"
+           "be checked. Reading health data needs root.\n"
            "\n"
-           "  --json   print the health report as JSON (an array without DEVICE)\n"
+           "A USB enclosure that refuses pass-through through the kernel's driver is read\n"
+           "by taking its USB device from the driver for a few seconds: its volumes are\n"
+           "unmounted, the enclosure is asked directly, and the device is given back and\n"
+           "its volumes mounted again. Progress goes to stderr. Ctrl-C gives it back too.\n"
+           "\n"
+           "  --capture      read a USB drive that way even when the driver passes requests on\n"
+           "  --json         print the drive's health document (an array without DEVICE)\n"
+           "  --json=report  print the full rated report instead: the raw health-log rows,\n"
+           "                 the attribute table, the self-test log and the SMART status\n"
            "\n"
            "Exit codes: 0 healthy or worth watching, 1 needs care, 2 bad command line,\n"
            "3 no such device, 4 no readable health data, 5 needs root, 6 read failed.\n";
+}
+
+std::string listUsageText() {
+    return "Usage: vantrel list [--json]\n"
+           "\n"
+           "Lists every drive of this computer, one line each: its name, device, kind,\n"
+           "health tier, score out of 100 and one line on its health. NVMe, SATA and USB\n"
+           "drives are read live; a drive whose health can't be read (an SD card, or without\n"
+           "root) is listed as limited. Reading health data needs root.\n"
+           "\n"
+           "  --json   print the health document of each drive, as an array\n"
+           "\n"
+           "Exit codes: 0 listed, 1 a drive needs care, 2 bad command line, 3 no drives.\n";
+}
+
+std::string watchUsageText() {
+    return "Usage: vantrel watch [--json]\n"
+           "\n"
+           "Watches for drives being plugged in and removed, and prints one line for each,\n"
+           "until Ctrl-C. Drives attached when it starts are not reported.\n"
+           "\n"
+           "  --json   one JSON object per line: {\"event\": \"connected\", \"bsdName\": ...}\n"
+           "\n"
+           "Exit codes: 0 ended by Ctrl-C, 2 bad command line, 6 no device events.\n";
 }
 
 std::string selfTestUsageText() {

@@ -10,7 +10,7 @@
 
 namespace cli {
 
-enum class Command { none, help, version, check, selftest };
+enum class Command { none, help, version, check, selftest, list, watch };
 
 struct Arguments {
     Command command = Command::none;
@@ -18,6 +18,14 @@ struct Arguments {
     bool json = false;
     bool help = false;                  // --help after a subcommand
     std::optional<drivekit::SelfTest::Kind> start = std::nullopt;  // selftest: the test, or none
+    /// `--demo` or `--demo=FILE` before the command: run against a described machine.
+    /// Empty text for the machine that ships with the program.
+    std::optional<std::string> demo = std::nullopt;
+    /// check --capture: read a USB drive by taking it from its kernel driver.
+    bool capture = false;
+    /// check --json=report: the full rated report (raw health-log rows, attribute table,
+    /// self-test log) instead of the shareable health document.
+    bool fullReport = false;
 };
 
 struct ParseResult {
@@ -34,5 +42,7 @@ std::optional<std::string> kernelName(std::string_view device);
 std::string usageText();
 std::string checkUsageText();
 std::string selfTestUsageText();
+std::string listUsageText();
+std::string watchUsageText();
 
 }  // namespace cli

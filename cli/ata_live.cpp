@@ -1,13 +1,17 @@
 #include "cli/ata_live.hpp"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <iomanip>
+#include <limits>
 
 #include "cli/exit_codes.hpp"
+#include "cli/report_text.hpp"
 #include "cli/scsi_disks.hpp"
 #include "drivekit/core/platform_words.hpp"
 #include "drivekit/core/text.hpp"
-#include "drivekit/health/report.hpp"
+#include "drivekit/health/health_rules.hpp"
 #include "drivekit/health/report_json.hpp"
 #include "platform/linux/errno_text.hpp"
 
@@ -17,7 +21,9 @@ using namespace drivekit;
 
 namespace {
 
-std::string dev(std::string_view name) { return "/dev/" + std::string(name); }
+std::string dev(std::string_view name) {
+    return "/dev/" + std::string(name);
+}
 
 // The live path serves internal SATA disks too, which the USB wording doesn't fit.
 std::string sourceFor(Transport transport) {
@@ -45,7 +51,9 @@ void printAttributes(const std::vector<ATAAttribute>& attributes, std::ostream& 
         std::string line = text::format("  %3u  %-27s 0x%04X  %5u  %5u  %9u  %llu", a.id,
                                         a.name().c_str(), a.flags, a.value, a.worst, a.threshold,
                                         static_cast<unsigned long long>(a.raw));
-        if (a.isFailingNow()) line += std::string(rawColumnEnd > line.size() ? rawColumnEnd - line.size() : 1, ' ') + "failing now";
+        if (a.isFailingNow())
+            line += std::string(rawColumnEnd > line.size() ? rawColumnEnd - line.size() : 1, ' ') +
+                    "failing now";
         out << line << '\n';
     }
 }
@@ -54,7 +62,8 @@ void printAttributes(const std::vector<ATAAttribute>& attributes, std::ostream& 
 
 std::string noPassThroughSentence(const Drive& drive) {
     if (drive.transport == Transport::usb) {
-        return dev(drive.bsdName) + ": This enclosure doesn't pass health requests through to the drive.";
+        return dev(drive.bsdName) +
+               ": This enclosure doesn't pass health requests through to the drive.";
     }
     return dev(drive.bsdName) + " doesn't answer ATA health requests.";
 }
@@ -83,11 +92,12 @@ std::optional<int> ataReachable(std::string_view name, const Machine& machine, s
             return exitNoDevice;
         case EACCES:
         case EPERM:
-            err << "vantrel: Reading the health of " << dev(name) << " needs root: run it with sudo.\n";
+            err << "vantrel: Reading the health of " << dev(name)
+                << " needs root: run it with sudo.\n";
             return exitNoPermission;
         default:
-            err << "vantrel: " << dev(name) << " can't be opened: " << platform::errnoText(opened.error())
-                << ".\n";
+            err << "vantrel: " << dev(name)
+                << " can't be opened: " << platform::errnoText(opened.error()) << ".\n";
             return exitReadFailed;
     }
 }
@@ -113,70 +123,55 @@ std::variant<ATALiveReading, int> readATALive(std::string_view name, const Machi
         return failure.kind == Kind::unusable ? exitNotSupported : exitReadFailed;
     }
     reading.identity = std::move(identity).value();
-    reading.attributes = ATASMARTLib::attributes(connect, name).value_or(std::vector<ATAAttribute>{});
+    reading.attributes =
+        ATASMARTLib::attributes(connect, name).value_or(std::vector<ATAAttribute>{});
     reading.selfTests = ATASMARTLib::selfTestLog(connect, name);
     reading.smartStatus = SMARTStatusRules::ata(connect, name);
-
-    // A USB bridge may call any disk rotating; the drive's own rotation rate wins.
-    const std::optional<bool> isSSD =
-        reading.identity.isSSD() ? reading.identity.isSSD() : reading.drive.isSolidState;
-    reading.readings = ATAReadings::make(reading.attributes, reading.identity.model,
-                                         reading.identity.firmware, isSSD,
-                                         reading.identity.capacityBytes());
     return reading;
 }
 
-int ataExitCode(const ATALiveReading& reading) {
-    const bool needsCare =
-        reading.smartStatus == SMARTStatus::failing || reading.readings.anyFailingNow;
+HealthReport rateATAReading(const ATALiveReading& reading, const Locale& locale) {
+    return HealthRules::evaluate(reading.identity, reading.attributes, reading.drive,
+                                 reading.source, reading.selfTests, locale);
+}
+
+int ataExitCode(const HealthReport& report, SMARTStatus smartStatus) {
+    const Verdict verdict = report.verdict();
+    const bool needsCare = (verdict != Verdict::unknown && verdict >= Verdict::warning) ||
+                           smartStatus == SMARTStatus::failing;
     return needsCare ? exitNeedsCare : exitOK;
 }
 
-void printATAReading(const ATALiveReading& reading, const Locale& locale, std::ostream& out) {
-    const Drive& drive = reading.drive;
-    const std::string model = reading.identity.model.empty() ? drive.model : reading.identity.model;
-    out << drive.device() << "  " << model << "  (" << TransportText::label(drive.transport);
-    if (drive.sizeBytes > 0) out << ", " << ByteSize::decimal(drive.sizeBytes, locale);
-    out << ")\n";
-    row(out, "S.M.A.R.T. status", SMARTStatusText::label(reading.smartStatus));
-    if (!reading.identity.serial.empty()) row(out, "Serial number", reading.identity.serial);
-    if (!reading.identity.firmware.empty()) row(out, "Firmware", reading.identity.firmware);
-    if (reading.readings.powerOnHours) {
-        row(out, "Power-on hours", LocalFormat::count(*reading.readings.powerOnHours, locale));
+void printATAReport(const HealthReport& report, SMARTStatus smartStatus, const Locale& locale,
+                    std::ostream& out) {
+    printReport(report, locale, out);
+    out << "\nFigures\n";
+    row(out, "S.M.A.R.T. status", SMARTStatusText::label(smartStatus));
+    if (report.powerOnHours)
+        row(out, "Power-on hours", LocalFormat::count(*report.powerOnHours, locale));
+    if (report.temperatureC)
+        row(out, "Temperature", LocalFormat::celsius(*report.temperatureC, locale));
+    if (report.lifeRemainingPercent) {
+        row(out, "Life left", LocalFormat::percent(*report.lifeRemainingPercent, locale));
     }
-    if (reading.readings.temperatureC) {
-        row(out, "Temperature", LocalFormat::celsius(*reading.readings.temperatureC, locale));
+    if (report.dataWrittenBytes) {
+        constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+        const auto bytes = static_cast<std::int64_t>(std::min(*report.dataWrittenBytes, most));
+        row(out, "Data written", ByteSize::decimal(bytes, locale));
     }
-    if (!reading.identity.smartEnabled) row(out, "SMART", "Turned off on this drive");
-    out << "  Read from: " << reading.source << '\n';
-    printAttributes(reading.attributes, out);
+    printAttributes(report.attributes, out);
     out << "\nSelf-test log\n";
-    printSelfTestLog(reading.selfTests, locale, out);
+    printSelfTestLog(report.selfTests, locale, out);
 }
 
-json::Object ataReadingJSON(const ATALiveReading& reading) {
-    json::Object object = json::Object::object();
-    object["drive"] = ReportJSON::drive(reading.drive);
-    object["source"] = reading.source;
-    object["model"] = reading.identity.model;
-    object["serial"] = reading.identity.serial;
-    object["firmware"] = reading.identity.firmware;
-    json::putOptional(object, "isSSD", reading.readings.isSSD);
-    json::putOptional(object, "temperatureC", reading.readings.temperatureC);
-    json::putOptional(object, "powerOnHours", reading.readings.powerOnHours);
-    object["smartStatus"] = std::string(SMARTStatusText::raw(reading.smartStatus));
-    json::Object attributes = json::Object::array();
-    for (const auto& attribute : reading.attributes) attributes.push_back(ReportJSON::ataAttribute(attribute));
-    object["attributes"] = std::move(attributes);
-    json::Object selfTests = json::Object::array();
-    for (const auto& entry : reading.selfTests) selfTests.push_back(ReportJSON::selfTestEntry(entry));
-    object["selfTests"] = std::move(selfTests);
-    object["ata"] = ReportJSON::ataReadings(reading.readings);
-    if (reading.identity.sataLink) object["sataLink"] = ReportJSON::sataLink(*reading.identity.sataLink);
+json::Object ataReportJSON(const HealthReport& report, SMARTStatus smartStatus) {
+    json::Object object = ReportJSON::encode(report);
+    object["smartStatus"] = std::string(SMARTStatusText::raw(smartStatus));
     return object;
 }
 
-void printSelfTestLog(const std::vector<SelfTest::Entry>& entries, const Locale& locale, std::ostream& out) {
+void printSelfTestLog(const std::vector<SelfTest::Entry>& entries, const Locale& locale,
+                      std::ostream& out) {
     if (entries.empty()) {
         out << "  None logged.\n";
         return;
@@ -185,7 +180,8 @@ void printSelfTestLog(const std::vector<SelfTest::Entry>& entries, const Locale&
         std::string line = text::format("  %-17s %-35s", entry.testName().c_str(),
                                         SelfTest::label(entry.outcome).c_str());
         line += LocalFormat::count(entry.powerOnHours, locale) + " hours";
-        if (entry.failingLBA) line += ", first bad sector " + LocalFormat::count(*entry.failingLBA, locale);
+        if (entry.failingLBA)
+            line += ", first bad sector " + LocalFormat::count(*entry.failingLBA, locale);
         out << line << '\n';
     }
 }

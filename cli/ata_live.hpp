@@ -1,7 +1,8 @@
 #pragma once
 // The live ATA read of a SATA or USB disk for the terminal commands: reach the disk's
 // pass-through, read identity, attributes, self-test log and SMART status through
-// ATASMARTLib, and print what came back, as text or JSON.
+// ATASMARTLib, rate it by the ATA rules, and print the report with the raw table, the
+// self-test log and the drive's own pass/fail status, as text or JSON.
 #include <optional>
 #include <ostream>
 #include <string>
@@ -15,8 +16,8 @@
 #include "drivekit/discovery/drive.hpp"
 #include "drivekit/health/ata_attribute.hpp"
 #include "drivekit/health/ata_identity.hpp"
-#include "drivekit/health/ata_readings.hpp"
 #include "drivekit/health/ata_smart_lib.hpp"
+#include "drivekit/health/report.hpp"
 #include "drivekit/health/self_test.hpp"
 
 namespace cli {
@@ -32,8 +33,6 @@ struct ATALiveReading {
     /// Newest first.
     std::vector<drivekit::SelfTest::Entry> selfTests;
     drivekit::SMARTStatus smartStatus = drivekit::SMARTStatus::notSupported;
-    /// The figures distilled from the attributes by the drive's family.
-    drivekit::ATAReadings readings;
 };
 
 /// "/dev/sdb: This enclosure doesn't pass health requests through to the drive." for a
@@ -52,13 +51,21 @@ std::optional<int> ataReachable(std::string_view name, const Machine& machine, s
 std::variant<ATALiveReading, int> readATALive(std::string_view name, const Machine& machine,
                                               std::ostream& err);
 
-/// The exit code a reading earns before the ATA rules rate it: the drive's own verdict
-/// says failing, or an attribute is at its threshold: it needs care.
-int ataExitCode(const ATALiveReading& reading);
+/// The reading rated by the ATA rules, with numbers in the messages for `locale`.
+drivekit::HealthReport rateATAReading(const ATALiveReading& reading,
+                                      const drivekit::Locale& locale);
 
-void printATAReading(const ATALiveReading& reading, const drivekit::Locale& locale, std::ostream& out);
-/// The reading with the keys a health report uses for the same facts, plus "smartStatus".
-drivekit::json::Object ataReadingJSON(const ATALiveReading& reading);
+/// Needs care (1) when the rules' verdict is warning or worse, or when the drive's own
+/// status says failing, which the rules leave aside; 0 otherwise.
+int ataExitCode(const drivekit::HealthReport& report, drivekit::SMARTStatus smartStatus);
+
+/// The report as `printReport` prints it, then the drive's figures with its SMART status,
+/// the attribute table (rows past their threshold marked "failing now") and the self-test log.
+void printATAReport(const drivekit::HealthReport& report, drivekit::SMARTStatus smartStatus,
+                    const drivekit::Locale& locale, std::ostream& out);
+/// The report's JSON with "smartStatus" beside it.
+drivekit::json::Object ataReportJSON(const drivekit::HealthReport& report,
+                                     drivekit::SMARTStatus smartStatus);
 
 /// The self-test log as rows: test, outcome, power-on hours, first bad sector.
 void printSelfTestLog(const std::vector<drivekit::SelfTest::Entry>& entries,

@@ -4,10 +4,13 @@
 #include <variant>
 
 #include "cli/ata_live.hpp"
+#include "cli/capture_command.hpp"
+#include "cli/drive_reads.hpp"
 #include "cli/exit_codes.hpp"
 #include "cli/nvme_drives.hpp"
 #include "cli/scsi_disks.hpp"
 #include "cli/report_text.hpp"
+#include "cli/summary_text.hpp"
 #include "drivekit/health/health_rules.hpp"
 #include "drivekit/health/nvme_reader.hpp"
 #include "drivekit/health/report_json.hpp"
@@ -18,12 +21,16 @@ using namespace drivekit;
 
 namespace {
 
-// What checking one drive gave: a rated report (NVMe), a live ATA reading, or neither
-// when the sentence saying why went to stderr.
+// What checking one drive gave: a rated report, with the live reading beside it for an
+// ATA drive (its SMART status), or neither when the sentence saying why went to stderr.
 struct Checked {
     std::optional<HealthReport> report;
     std::optional<ATALiveReading> ata;
     int exitCode = exitOK;
+    /// The decoded log behind an NVMe report.
+    std::optional<NVMeHealth> nvme = std::nullopt;
+    /// A drive discovery shows though no reader serves it (an SD card): only its summary.
+    bool summaryOnly = false;
 };
 
 std::string dev(std::string_view name) { return "/dev/" + std::string(name); }
@@ -68,31 +75,42 @@ Checked checkNVMe(std::string_view name, Machine& machine, std::ostream& err) {
     HealthReport report = HealthRules::evaluate(*health, drive, machine.locale);
     const Verdict verdict = report.verdict();
     const bool needsCare = verdict != Verdict::unknown && verdict >= Verdict::warning;
-    return {std::move(report), std::nullopt, needsCare ? exitNeedsCare : exitOK};
+    return {std::move(report), std::nullopt, needsCare ? exitNeedsCare : exitOK, *health};
 }
 
-Checked checkATA(std::string_view name, Machine& machine, std::ostream& err) {
-    auto read = readATALive(name, machine, err);
+Checked checkATA(std::string_view name, Machine& machine, std::ostream& err, bool capture) {
+    // A USB enclosure that refuses pass-through through the driver is read by capture.
+    auto read = readATADrive(name, machine, err, capture);
     if (auto* code = std::get_if<int>(&read)) return {std::nullopt, std::nullopt, *code};
     ATALiveReading reading = std::get<ATALiveReading>(std::move(read));
-    // ATA RULES CALL SITE. Once HealthRules::evaluate(ata:attributes:drive:source:selfTests:)
-    // exists, rate the reading here and return the report in place of the raw reading:
-    //   HealthReport report = HealthRules::evaluate(reading.identity, reading.attributes,
-    //       reading.drive, reading.source, reading.selfTests, machine.locale);
-    // printed by printReport / ReportJSON::encode with "smartStatus" beside it, the exit code
-    // from its verdict as on the NVMe path (a failing SMART status still needs care).
-    const int code = ataExitCode(reading);
-    return {std::nullopt, std::move(reading), code};
+    // The raw reading stays beside the report: its SMART status is printed with it.
+    HealthReport report = rateATAReading(reading, machine.locale);
+    const int code = ataExitCode(report, reading.smartStatus);
+    return {std::move(report), std::move(reading), code};
 }
 
 // One drive, by the transport its kernel name gives away.
-Checked checkOne(std::string_view name, Machine& machine, std::ostream& err) {
+Checked checkOne(std::string_view name, Machine& machine, std::ostream& err, bool capture) {
     if (auto refused = refuseDevice(name, machine, err)) return {std::nullopt, std::nullopt, *refused};
     if (isNVMeName(name)) return checkNVMe(name, machine, err);
-    if (isSCSIDiskName(name)) return checkATA(name, machine, err);
+    if (isSCSIDiskName(name)) return checkATA(name, machine, err, capture);
+    if (summarizeMachineDrive(name, {}, machine)) return {std::nullopt, std::nullopt, exitOK, std::nullopt, true};
     err << "vantrel: " << dev(name)
         << " is neither an NVMe nor a SATA or USB drive; Vantrel can't read its health.\n";
     return {std::nullopt, std::nullopt, exitNotSupported};
+}
+
+// What the check read, as the application's reading of the drive: its summary and
+// document then rate the very report that was printed.
+app::SummaryBuilder::Reading readingOf(const Checked& checked) {
+    app::SummaryBuilder::Reading reading;
+    if (checked.ata) reading.smartStatus = checked.ata->smartStatus;
+    if (checked.nvme) reading.smartStatus = SMARTStatusRules::nvme(checked.nvme->criticalWarning);
+    if (!checked.report) return reading;
+    reading.report = checked.report;
+    reading.nvme = checked.nvme;
+    reading.method = checked.nvme ? ReadMethod::nvmeSMART : ReadMethod::ataSMARTLive;
+    return reading;
 }
 
 }  // namespace
@@ -117,27 +135,42 @@ int runCheck(const Arguments& arguments, Machine& machine, std::ostream& out, st
     json::Object documents = json::Object::array();
     bool first = true;
     for (const auto& name : names) {
-        Checked checked = checkOne(name, machine, err);
+        Checked checked = checkOne(name, machine, err, arguments.capture);
         exitCode = worseExit(exitCode, checked.exitCode);
-        if (!checked.report && !checked.ata) continue;
-        if (arguments.json) {
-            documents.push_back(checked.report ? ReportJSON::encode(*checked.report)
-                                               : ataReadingJSON(*checked.ata));
+        if (!checked.report && !checked.ata && !checked.summaryOnly) continue;
+        const auto read = summarizeMachineDrive(name, readingOf(checked), machine);
+        if (arguments.json && arguments.fullReport && checked.report) {
+            // The full report carries the raw rows a document leaves out: the NVMe health
+            // log, or an ATA drive's attribute table and self-test log with its SMART status.
+            documents.push_back(checked.ata
+                                    ? ataReportJSON(*checked.report, checked.ata->smartStatus)
+                                    : ReportJSON::encode(*checked.report));
+        } else if (arguments.json) {
+            // A drive discovery doesn't show still has its document, from what was read.
+            const app::DriveRead documented =
+                read ? *read
+                     : app::DriveRead{checked.report ? checked.report->drive : checked.ata->drive,
+                                      readingOf(checked), {}};
+            documents.push_back(documentOf(documented, machine).toJSON());
         } else {
             if (!first) out << '\n' << std::string(72, '-') << "\n\n";
-            if (checked.report) {
+            if (checked.report && checked.ata) {
+                printATAReport(*checked.report, checked.ata->smartStatus, machine.locale, out);
+            } else if (checked.report) {
                 printReport(*checked.report, machine.locale, out);
-            } else {
-                printATAReading(*checked.ata, machine.locale, out);
+            } else if (read) {
+                out << read->drive.device() << "  " << read->summary.name << "  ("
+                    << kindWord(read->drive) << ")\n";
             }
+            if (read) printSummary(read->summary, out);
             first = false;
         }
     }
     if (arguments.json) {
         if (arguments.device && documents.size() == 1) {
-            out << json::dump(documents.front()) << '\n';
+            out << json::dump(documents.front(), json::Layout::prettySorted) << '\n';
         } else if (!arguments.device) {
-            out << json::dump(documents) << '\n';
+            out << json::dump(documents, json::Layout::prettySorted) << '\n';
         }
     }
     return exitCode;

@@ -61,11 +61,15 @@ protected:
     }
 };
 
-TEST_F(ATALive, SATADiskPrintsItsTableStatusAndSelfTests) {
+// The fake drive's newest self-test failed: the rules rate it failing and say why first.
+TEST_F(ATALive, SATADiskPrintsItsRatingTableStatusAndSelfTests) {
     const Outcome r = run({"check", "sda"});
-    ASSERT_EQ(r.code, cli::exitOK) << r.err;
+    ASSERT_EQ(r.code, cli::exitNeedsCare) << r.err;
     EXPECT_EQ(r.err, "");
-    for (const char* text : {"/dev/sda  HWLAB SATA SSD  (SATA", "S.M.A.R.T. status                 Verified",
+    for (const char* text : {"/dev/sda  HWLAB SATA SSD  (SATA", "Health: Failing, score 20 of 100\n",
+                             "\nFindings\n  [Failing] The drive's last self-test failed on a read error. "
+                             "First bad sector: 1,000.\n\nLife forecast\n",
+                             "S.M.A.R.T. status                 Verified",
                              "Serial number                     SER123", "Power-on hours                    1,240",
                              "Temperature                       40 °C",
                              "ATA SMART through Linux's own SATA driver, read live",
@@ -76,12 +80,19 @@ TEST_F(ATALive, SATADiskPrintsItsTableStatusAndSelfTests) {
         EXPECT_NE(r.out.find(text), std::string::npos) << text << "\n" << r.out;
     }
     EXPECT_EQ(r.out.find("failing now"), std::string::npos);
+
+    // A passed test on top clears the failure.
+    disk.selfTestLog = drivekit::testpages::SelfTestLogPage().descriptor(1, 1, 0x00, 1300).newest(1).sealed();
+    const Outcome passed = run({"check", "sda"});
+    EXPECT_EQ(passed.code, cli::exitOK) << passed.out;
+    EXPECT_NE(passed.out.find("Health: Healthy, score 100 of 100\n"), std::string::npos) << passed.out;
+    EXPECT_NE(passed.out.find("Findings\n  None.\n"), std::string::npos) << passed.out;
 }
 
-TEST_F(ATALive, USBDiskAsJSONCarriesTheRawTable) {
+TEST_F(ATALive, USBDiskAsJSONCarriesTheReportAndTheRawTable) {
     disk.bsdName = "sdb";
-    const Outcome r = run({"check", "/dev/sdb", "--json"});
-    ASSERT_EQ(r.code, cli::exitOK) << r.err;
+    const Outcome r = run({"check", "/dev/sdb", "--json=report"});
+    ASSERT_EQ(r.code, cli::exitNeedsCare) << r.err;
     const auto document = drivekit::json::parse(r.out);
     ASSERT_TRUE(document && document->is_object()) << r.out;
     EXPECT_EQ(r.out.find("null"), std::string::npos);
@@ -90,9 +101,16 @@ TEST_F(ATALive, USBDiskAsJSONCarriesTheRawTable) {
     EXPECT_EQ(d["drive"]["transport"], "USB");
     EXPECT_EQ(d["source"],
               "ATA SMART through Linux's own USB storage driver, read live without unmounting anything.");
+    EXPECT_EQ(d["model"], "HWLAB SATA SSD");
+    EXPECT_EQ(d["serial"], "SER123");
     EXPECT_EQ(d["smartStatus"], "verified");
     EXPECT_EQ(d["powerOnHours"], 1240);
     EXPECT_EQ(d["temperatureC"], 40);
+    EXPECT_EQ(d["score"], 20);
+    ASSERT_EQ(d["findings"].size(), 1u);
+    EXPECT_EQ(d["findings"][0]["verdict"], 3);
+    EXPECT_EQ(d["findings"][0]["signal"], "selfTest");
+    EXPECT_EQ(d["ata"]["powerOnHours"], 1240);
     ASSERT_EQ(d["attributes"].size(), 3u);
     EXPECT_EQ(d["attributes"][0]["id"], 5);
     EXPECT_EQ(d["attributes"][0]["threshold"], 10);
@@ -101,11 +119,39 @@ TEST_F(ATALive, USBDiskAsJSONCarriesTheRawTable) {
     EXPECT_EQ(d["selfTests"][0]["failingLBA"], 1000);
 }
 
-TEST_F(ATALive, ADriveThatSaysItIsFailingNeedsCare) {
+TEST_F(ATALive, PlainJSONIsTheShareableDocumentWithTheSameVerdict) {
+    disk.bsdName = "sdb";
+    const Outcome r = run({"check", "/dev/sdb", "--json"});
+    ASSERT_EQ(r.code, cli::exitNeedsCare) << r.err;
+    const auto document = drivekit::json::parse(r.out);
+    ASSERT_TRUE(document && document->is_object()) << r.out;
+    EXPECT_EQ(r.out.find("null"), std::string::npos);
+    const auto& d = *document;
+    EXPECT_EQ(d["schemaVersion"], 1);
+    EXPECT_EQ(d["health"]["score"], 20);
+    EXPECT_EQ(d["health"]["tier"], "failing");
+    EXPECT_EQ(d["smartStatus"], "verified");
+    EXPECT_EQ(d["reading"]["method"], "ataSMARTLive");
+    EXPECT_FALSE(d.contains("attributes"));  // the raw table is the full report's
+    ASSERT_EQ(d["selfTests"].size(), 2u);
+    EXPECT_EQ(d["selfTests"][0]["failingLBA"], 1000);
+    EXPECT_TRUE(d["selfTests"][0]["failed"]);
+}
+
+// Each cause of the needs-care exit on its own, with the self-test log clean so that it
+// can't hide a cause that went unnoticed.
+TEST_F(ATALive, ADriveNeedsCareForItsStatusOrItsFindings) {
+    disk.selfTestLog = drivekit::testpages::SelfTestLogPage().descriptor(1, 1, 0x00, 1300).newest(1).sealed();
     disk.statusAnswer = FakeSATDisk::statusSense(0xF4, 0x2C);
     Outcome r = run({"check", "sda"});
     EXPECT_EQ(r.code, cli::exitNeedsCare);
+    EXPECT_NE(r.out.find("Health: Healthy"), std::string::npos) << r.out;  // the rules leave it aside
     EXPECT_NE(r.out.find("S.M.A.R.T. status                 Failing"), std::string::npos) << r.out;
+    r = run({"check", "sda", "--json"});
+    EXPECT_EQ(r.code, cli::exitNeedsCare);
+    const auto document = drivekit::json::parse(r.out);
+    ASSERT_TRUE(document) << r.out;
+    EXPECT_EQ((*document)["smartStatus"], "failing");
 
     // An attribute at its threshold, with the drive's verdict unknown.
     disk.statusAnswer.reset();
@@ -114,6 +160,16 @@ TEST_F(ATALive, ADriveThatSaysItIsFailingNeedsCare) {
     EXPECT_EQ(r.code, cli::exitNeedsCare);
     EXPECT_NE(r.out.find("Not supported"), std::string::npos);
     EXPECT_NE(r.out.find("failing now"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("[Failing] Reallocated Sectors is past the manufacturer's failure threshold "
+                         "(10 ≤ 10).\n  [Warning] 1,800 sectors or blocks have been replaced with spares.\n"),
+              std::string::npos)
+        << r.out;
+
+    // A watch finding alone doesn't need care; SMART turned off is unknown, and no more.
+    disk.smartData = drivekit::testpages::SmartDataPage().attribute(0, 5, 0x0033, 100, 100, 3).sealed();
+    r = run({"check", "sda"});
+    EXPECT_EQ(r.code, cli::exitOK) << r.out;
+    EXPECT_NE(r.out.find("Health: Watch, score 99 of 100"), std::string::npos) << r.out;
 }
 
 TEST_F(ATALive, DisksThatCantBeReadSayWhyInOneSentence) {

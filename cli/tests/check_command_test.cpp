@@ -90,7 +90,7 @@ TEST_F(CheckCommand, ReadOnlyDriveNeedsCareAndSaysWhy) {
     EXPECT_NE(r.out.find("This drive is read-only."), std::string::npos) << r.out;
 }
 
-TEST_F(CheckCommand, JsonIsOneReportWithoutNullsAndWithEveryArray) {
+TEST_F(CheckCommand, JsonIsTheHealthDocumentWithoutNullsAndWithEveryArray) {
     makeSound();
     const Outcome r = run({"check", "nvme0n1", "--json"});
     ASSERT_EQ(r.code, cli::exitOK) << r.err;
@@ -98,12 +98,16 @@ TEST_F(CheckCommand, JsonIsOneReportWithoutNullsAndWithEveryArray) {
     ASSERT_TRUE(document.has_value()) << r.out;
     EXPECT_TRUE(document->is_object());
     EXPECT_EQ(r.out.find("null"), std::string::npos);
-    for (const char* key : {"findings", "attributes", "details", "selfTests"}) {
+    EXPECT_EQ((*document)["schemaVersion"], 1);
+    for (const char* key : {"indicators", "selfTests"}) {
         ASSERT_TRUE(document->contains(key)) << key;
         EXPECT_TRUE((*document)[key].is_array()) << key;
     }
-    EXPECT_EQ((*document)["details"].size(), 12u);
-    EXPECT_EQ((*document)["drive"]["bsdName"], "nvme0n1");
+    EXPECT_EQ((*document)["indicators"].size(), 7u);
+    EXPECT_EQ((*document)["drive"]["device"], "/dev/nvme0n1");
+    EXPECT_EQ((*document)["reading"]["method"], "nvmeSMART");
+    // Sorted keys, as the document is always written.
+    EXPECT_LT(r.out.find("\"drive\""), r.out.find("\"figures\""));
 }
 
 TEST_F(CheckCommand, WithoutDeviceChecksEveryNVMeDriveAsAnArray) {

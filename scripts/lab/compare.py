@@ -142,6 +142,151 @@ def vantrel_selftests(entries):
     return [(e["kind"], e["outcome"], e["powerOnHours"], e.get("failingLBA")) for e in entries]
 
 
+# The ATA rules, restated from smartctl's reading of the same drive and independent of
+# vantrel's code: the expected findings in rule order as (verdict, signal, message), a
+# message being a regular expression where vantrel's attribute names come in. Life and
+# spare depend on the drive family's choice of attributes, so those two rules are left
+# out here and `rated_by_family` says when a table holds what they would read.
+VERDICTS = {0: "Healthy", 1: "Watch", 2: "Warning", 3: "Failing", 4: "Failed", 5: "Unknown"}
+SELF_TEST_SENTENCES = {
+    3: "The drive's last self-test was stopped by a fatal error.",
+    4: "The drive's last self-test failed.",
+    5: "The drive's last self-test failed on an electrical fault.",
+    6: "The drive's last self-test failed on a servo or seek fault.",
+    7: "The drive's last self-test failed on a read error.",
+    8: "The drive's last self-test failed, and the drive suspects handling damage.",
+}
+LIFE_AND_SPARE_IDS = {169, 170, 177, 202, 230, 231, 232, 233, 167, 168}
+
+
+def counted(n):
+    return f"{n:,}"
+
+
+def smartctl_table(sm):
+    return sm.get("ata_smart_attributes", {}).get("table", [])
+
+
+def raw_of(sm, attribute_id, bits):
+    for row in smartctl_table(sm):
+        if row["id"] == attribute_id:
+            return row["raw"]["value"] & ((1 << bits) - 1)
+    return None
+
+
+def rated_by_family(sm):
+    return any(row["id"] in LIFE_AND_SPARE_IDS for row in smartctl_table(sm))
+
+
+def is_ssd(sm):
+    """smartctl says 0 for a solid-state drive; no rotation rate is not an SSD here."""
+    return sm.get("rotation_rate") == 0 if "rotation_rate" in sm else None
+
+
+def latest_self_test(sm):
+    for row in sm.get("ata_smart_self_test_log", {}).get("standard", {}).get("table", []):
+        if row["status"]["value"] >> 4 != 15:
+            return row
+    return None
+
+
+def expected_findings(sm):
+    out = []
+    test = latest_self_test(sm)
+    if test is not None and (test["status"]["value"] >> 4) in SELF_TEST_SENTENCES:
+        message = re.escape(SELF_TEST_SENTENCES[test["status"]["value"] >> 4])
+        lba = test.get("lba")
+        if lba not in (None, 0, 0xFFFFFFFF):
+            message += re.escape(f" First bad sector: {counted(lba)}.")
+        out.append((3, "selfTest", message))
+    spin = raw_of(sm, 10, 32)
+    if spin and not is_ssd(sm):
+        out.append((2, "drive", re.escape(f"The drive needed {counted(spin)} retries to spin up.")))
+    timeouts = raw_of(sm, 188, 16)
+    if timeouts:
+        out.append((1, "connection", re.escape(
+            f"{counted(timeouts)} commands timed out: often the cable or power, sometimes the drive.")))
+    for row in smartctl_table(sm):
+        if 1 <= row["thresh"] <= 253 and row["value"] <= row["thresh"]:
+            out.append((3 if row["flags"]["prefailure"] else 2, "drive",
+                        r".+ is past the manufacturer's failure threshold " +
+                        re.escape(f"({row['value']} \u2264 {row['thresh']}).")))
+    for attribute_id, bits, verdict, signal, words in (
+            (198, 32, 3, "errors", "{} sectors can't be read (offline uncorrectable)."),
+            (197, 32, 2, "sectors", "{} sectors are waiting to be remapped (pending)."),
+            (187, 32, 2, "errors", "{} errors the drive couldn't correct.")):
+        count = raw_of(sm, attribute_id, bits)
+        if count:
+            out.append((verdict, signal, re.escape(words.format(counted(count)))))
+    reallocated = raw_of(sm, 5, 16)
+    if reallocated:
+        out.append((2 if reallocated > 10 else 1, "sectors",
+                    re.escape(f"{counted(reallocated)} sectors or blocks have been replaced with spares.")))
+    celsius = raw_of(sm, 194, 8) if raw_of(sm, 194, 8) is not None else raw_of(sm, 190, 8)
+    if celsius and celsius >= (70 if is_ssd(sm) else 55):
+        out.append((1, "temp", re.escape(f"Running hot: {celsius} \u00b0C.")))
+    crc = raw_of(sm, 199, 32)
+    if crc:
+        out.append((0, "connection", re.escape(
+            f"{counted(crc)} connection (CRC) errors: usually the cable or enclosure, not the drive.")))
+    if sm.get("smart_support", {}).get("enabled") is False:
+        out.append((5, None, re.escape("SMART is turned off on this drive.")))
+    if not smartctl_table(sm):
+        out.append((5, None, re.escape("The drive returned no SMART attributes.")))
+    return out
+
+
+def expected_verdict(findings):
+    rated = [v for v, _, _ in findings if v != 5]
+    return max(rated) if rated else (5 if findings else 0)
+
+
+def expected_score(sm):
+    """The score of a drive that reports neither life nor spare."""
+    table = smartctl_table(sm)
+    if not table:
+        score = None
+    else:
+        value = 100.0
+        reallocated, reported = raw_of(sm, 5, 16), raw_of(sm, 187, 32)
+        pending, offline, spin = raw_of(sm, 197, 32), raw_of(sm, 198, 32), raw_of(sm, 10, 32)
+        if reallocated is not None:
+            value -= min(reallocated * 0.5, 30)
+        if reported:
+            value -= min(reported + 10, 30)
+        if pending:
+            value = min(value, 50)
+        if offline:
+            value = min(value, 30)
+        if spin and not is_ssd(sm):
+            value -= 10
+        failing_now = any(1 <= r["thresh"] <= 253 and r["value"] <= r["thresh"] for r in table)
+        value = 20 if failing_now and value > 20 else min(max(value, 0), 100)
+        score = int(value + 0.5)
+    test = latest_self_test(sm)
+    if test is not None and 3 <= (test["status"]["value"] >> 4) <= 8:
+        score = 20 if score is None else min(score, 20)
+    return score
+
+
+def rating_checks(name, prefix, sm, rep, tap):
+    """vantrel's findings, tier and score against the rules restated from smartctl."""
+    want = expected_findings(sm)
+    got = [(f.get("verdict"), f.get("signal"), f.get("message", "")) for f in rep.get("findings", [])
+           if f.get("signal") not in ("life", "spare")]
+    same = len(got) == len(want) and all(
+        g[0] == w[0] and g[1] == w[1] and re.fullmatch(w[2], g[2]) for g, w in zip(got, want))
+    tap.check(same, f"{name}/{prefix}: {len(want)} findings in rule order, as smartctl's reading gives them",
+              f"expected {[(v, s, m) for v, s, m in want]} vantrel {got}")
+    verdict = expected_verdict(want)
+    if not rated_by_family(sm):
+        tap.check(expected_verdict([(f.get("verdict"), None, None) for f in rep.get("findings", [])]) == verdict,
+                  f"{name}/{prefix}: tier {VERDICTS[verdict]}")
+        score = expected_score(sm)
+        tap.check(rep.get("score") == score, f"{name}/{prefix}: score {score}", f"vantrel says {rep.get('score')}")
+    return verdict
+
+
 def ata_read_checks(name, prefix, found, tap):
     """One disk read by both tools: `{prefix}-smartctl` (smartctl -a -j) and
     `{prefix}-check-json` (vantrel check --json)."""
@@ -149,10 +294,10 @@ def ata_read_checks(name, prefix, found, tap):
     rep, rc, rep_text = parsed(found, f"{prefix}-check-json")
     if sm is None:
         tap.check(False, f"{name}/{prefix}: smartctl -a -j parses", sm_text[:200])
-        return None
+        return None, None
     if rep is None:
         tap.check(False, f"{name}/{prefix}: vantrel check --json parses", rep_text[:300])
-        return None
+        return None, None
     tap.check("null" not in rep_text, f"{name}/{prefix}: no null in the JSON")
     tap.check(rep.get("model") == sm.get("model_name") and rep.get("serial") == sm.get("serial_number"),
               f"{name}/{prefix}: model and serial as smartctl reads them",
@@ -175,10 +320,10 @@ def ata_read_checks(name, prefix, found, tap):
     want, got = smartctl_selftests(sm), vantrel_selftests(rep.get("selfTests", []))
     tap.check(got == want, f"{name}/{prefix}: self-test log of {len(want)} entries as smartctl",
               f"smartctl {want} vantrel {got}")
-    failing_now = any(r.get("when_failed") == "now" for r in sm.get("ata_smart_attributes", {}).get("table", []))
-    code = 1 if (passed is False or failing_now) else 0
+    verdict = rating_checks(name, prefix, sm, rep, tap)
+    code = 1 if (passed is False or verdict in (2, 3, 4)) else 0
     tap.check(rc == code, f"{name}/{prefix}: exit {code}", f"rc={rc}")
-    return rep
+    return rep, verdict
 
 
 def selftest_checks(name, prefix, found, tap):
@@ -201,10 +346,17 @@ def selftest_checks(name, prefix, found, tap):
 
 
 def refused_checks(name, found, tap):
+    """A USB disk that refuses pass-through: selftest says so in one sentence; check may first
+    try to read it by capture, and then must have given the disk back before saying so."""
     for block, what in (("usb-refused", "check"), ("usb-selftest-refused", "selftest")):
         text, rc = found.get(block, ("", -1))
-        tap.check(rc == 4 and text.count("\n") == 0 and "doesn't pass health requests through" in text,
-                  f"{name}: {what} of a USB disk that refuses pass-through says so in one sentence, exit 4",
+        lines = text.splitlines()
+        errors = [line for line in lines if line.startswith("vantrel:")]
+        captured = any("reading it directly" in line for line in lines)
+        ok = rc == 4 and len(errors) == 1 and lines[-1] == errors[0] and \
+            "doesn't pass health requests through" in errors[0] and \
+            (len(lines) == 1 or (what == "check" and captured and any(l.startswith("Back as") for l in lines)))
+        tap.check(ok, f"{name}: {what} of a USB disk that refuses pass-through says so in one sentence, exit 4",
                   f"rc={rc} {text[:160]!r}")
 
 
@@ -229,15 +381,226 @@ def ata_checks(name, found, tap):
         ata_read_checks(name, "bridge", found, tap)
         selftest_checks(name, "bridge", found, tap)
     if "failing-smartctl" in found:
-        rep = ata_read_checks(name, "failing", found, tap)
+        rep, verdict = ata_read_checks(name, "failing", found, tap)
         if rep is not None:
             tap.check(rep.get("smartStatus") == "failing", f"{name}/failing: the reading follows the failing drive",
                       str(rep.get("smartStatus")))
+            # The failing configuration must reach the tiers that matter, or the checks above
+            # would pass on a drive that never got worse.
+            tap.check(verdict == 3 and len(rep.get("findings", [])) >= 4,
+                      f"{name}/failing: the failing drive is rated Failing on several findings",
+                      str(rep.get("findings")))
         text, rc = found.get("failing-check-text", ("", -1))
-        tap.check(rc == 1 and "failing now" in text and "Failing" in text,
-                  f"{name}/failing: human output marks the failing attribute", f"rc={rc}")
+        headline = f"Health: {VERDICTS.get(verdict, '?')}, score {rep.get('score') if rep else '?'} of 100"
+        tap.check(rc == 1 and "failing now" in text and headline in text,
+                  f"{name}/failing: human output says \"{headline}\" and marks the failing attribute",
+                  f"rc={rc} {text[:300]!r}")
+        for finding in (rep or {}).get("findings", []):
+            line = f"[{VERDICTS[finding['verdict']]}] {finding['message']}"
+            tap.check(line in text, f"{name}/failing: human output lists {line[:60]}...", text[:200])
     if not any(k in found for k in ("sata-smartctl", "usb-refused", "bridge-smartctl")):
         tap.check(False, f"{name}: the guest found a disk to read", ", ".join(found))
+
+
+# The drive list: what `vantrel list` shows against what the guest's kernel has.
+LIST_EXPECTED = {
+    # lab label: (kind, connection, reading method, volume labels)
+    "nvme": ("internalSSD", "Internal", "nvmeSMART", ["labnvme"]),
+    "sata": ("other", "SATA", "ataSMARTLive", []),
+    "usb-bot": ("usb", "USB", "none", ["LABBOT"]),
+    "usb-uas": ("usb", "USB", "none", ["Lab UAS"]),
+    "sd": ("sdCard", "SD card", "none", ["CARD"]),
+}
+
+
+def guest_disks(found):
+    """facts block -> {kernel name: {"label", "size", "usbspeed"}}"""
+    disks = {}
+    for line in found.get("facts", ("", 1))[0].splitlines():
+        m = re.match(r"^disk (\S+) label=(\S+) size=(\d+) usbspeed=(\S+)$", line)
+        if m:
+            disks[m.group(1)] = {"label": m.group(2), "size": int(m.group(3)) * 512,
+                                 "usbspeed": m.group(4)}
+    return disks
+
+
+def usb_link_text(speed):
+    megabits = int(speed)
+    if megabits >= 1000:
+        gigabits = megabits / 1000
+        return f"USB {gigabits:g} Gb/s"
+    return f"USB {megabits} Mb/s"
+
+
+def lsblk_disks(found):
+    """lsblk -J block -> {name: device record with its children}, or None without lsblk"""
+    if "lsblk" not in found:
+        return None
+    try:
+        return {d["name"]: d for d in json.loads(found["lsblk"][0])["blockdevices"]}
+    except (ValueError, KeyError):
+        return {}
+
+
+def list_checks(name, found, tap):
+    disks = guest_disks(found)
+    labelled = {n: d for n, d in disks.items() if d["label"] != "-"}
+    tap.check(sorted(d["label"] for d in labelled.values()) == sorted(LIST_EXPECTED),
+              f"{name}: the guest has the five lab drives", str(disks))
+
+    text, rc = found.get("list-json", ("", -1))
+    documents, _, _ = parsed(found, "list-json")
+    tap.check(rc in (0, 1) and isinstance(documents, list),
+              f"{name}: list --json is an array of documents", f"rc={rc}")
+    if not isinstance(documents, list):
+        return
+    by_device = {doc.get("drive", {}).get("device"): doc for doc in documents}
+    tap.check(sorted(by_device) == sorted("/dev/" + n for n in labelled),
+              f"{name}: list --json has every lab drive and nothing else", str(sorted(by_device)))
+    tap.check("null" not in text and all(d.get("schemaVersion") == 1 for d in documents),
+              f"{name}: documents of schema 1 without nulls")
+
+    blk = lsblk_disks(found)
+    for kname, disk in sorted(labelled.items(), key=lambda kv: kv[1]["label"]):
+        label = disk["label"]
+        kind, connection, method, volumes = LIST_EXPECTED[label]
+        doc = by_device.get("/dev/" + kname)
+        if doc is None:
+            tap.check(False, f"{name}: {label} is listed", kname)
+            continue
+        drive, health = doc.get("drive", {}), doc.get("health", {})
+        tap.check(drive.get("kind") == kind and drive.get("connection") == connection,
+                  f"{name}: {label} is {kind} over {connection}",
+                  f"{drive.get('kind')} {drive.get('connection')}")
+        tap.check(drive.get("capacityBytes") == disk["size"],
+                  f"{name}: {label} size matches sysfs", f"{drive.get('capacityBytes')} vs {disk['size']}")
+        if blk is not None and kname in blk:
+            tap.check(int(blk[kname].get("size") or 0) == drive.get("capacityBytes"),
+                      f"{name}: {label} size matches lsblk")
+        if disk["usbspeed"] != "-":
+            want = usb_link_text(disk["usbspeed"])
+            tap.check(drive.get("link") == want and drive.get("linkCeilingMBps", 0) > 0,
+                      f"{name}: {label} link is {want}", f"{drive.get('link')} {drive.get('linkCeilingMBps')}")
+        else:
+            tap.check(not str(drive.get("link", "")).startswith("USB"),
+                      f"{name}: {label} has no USB link")
+        tap.check(drive.get("volumes") == volumes, f"{name}: {label} volumes {volumes}",
+                  str(drive.get("volumes")))
+        if blk is not None and kname in blk and volumes:
+            tap.check(blk[kname].get("label") == volumes[0],
+                      f"{name}: {label} volume label matches lsblk", str(blk[kname].get("label")))
+        reading = doc.get("reading", {}).get("method")
+        tap.check(reading == method, f"{name}: {label} read by {method}", str(reading))
+        limited = health.get("tier") == "limited"
+        tap.check(limited == (method == "none"),
+                  f"{name}: {label} is {'limited' if method == 'none' else 'rated'}",
+                  f"tier={health.get('tier')} score={health.get('score')}")
+    card = next((by_device.get("/dev/" + n) for n, d in labelled.items() if d["label"] == "sd"), None)
+    if card:
+        tap.check(card["drive"].get("name") == "CARD" and
+                  card["health"].get("title") == "SD cards don't report health data.",
+                  f"{name}: the SD card is named after its volume and worded as a card",
+                  f"{card['drive'].get('name')} / {card['health'].get('title')}")
+
+    # The text list: a header and one line per drive, the columns lined up.
+    lines = [line for line in found.get("list", ("", -1))[0].splitlines() if line.strip()]
+    tap.check(found.get("list", ("", -1))[1] in (0, 1) and len(lines) == len(labelled) + 1,
+              f"{name}: list prints a header and one line per drive", "\n".join(lines))
+    if len(lines) < 2:
+        return
+    header = lines[0]
+    starts = {column: header.find(column) for column in ("DEVICE", "KIND", "TIER", "SCORE", "HEALTH")}
+    for kname, disk in labelled.items():
+        doc = by_device.get("/dev/" + kname, {})
+        row = next((line for line in lines[1:] if ("/dev/" + kname + " ") in line), None)
+        ok = row is not None and row.find("/dev/" + kname) == starts["DEVICE"] and \
+            row[starts["TIER"]:].startswith(doc.get("health", {}).get("tier", "?"))
+        tap.check(ok, f"{name}: {disk['label']} line shows its device and tier in their columns", str(row))
+
+
+# The careful USB check: take the device from its driver, read, give it back.
+CAPTURE_STEPS = ["Taking over the USB device", "Enclosure reports: ", "Capacity: ",
+                 "Giving the device back to Linux", "Waiting for the drive to come back", "Back as "]
+
+
+def capture_back_checks(name, label, found, tap):
+    before = re.search(r"size=(\d+)", found.get(f"{label}-before", ("", 0))[0])
+    back_text = found.get(f"{label}-back", ("", 0))[0]
+    back = re.search(r"disk=(\S+) size=(\d+)", back_text)
+    tap.check(bool(back and back.group(1) != "none" and before and back.group(2) == before.group(1)),
+              f"{name}/{label}: the block device came back with its size", back_text[:200])
+    drivers = re.findall(r"^\S+:\S+ (\S*)$", back_text, re.M)
+    tap.check(bool(drivers) and all(d in ("usb-storage", "uas") for d in drivers),
+              f"{name}/{label}: every mass-storage interface has its kernel driver again", str(drivers))
+
+
+def capture_checks(name, found, tap):
+    for label, transport in (("usb-bot", "Bulk-Only"), ("usb-uas", "USB Attached SCSI")):
+        if f"{label}-capture" not in found:
+            continue
+        text, rc = found[f"{label}-capture"]
+        lines = text.splitlines()
+        for step in CAPTURE_STEPS:
+            tap.check(any(line.startswith(step) for line in lines), f"{name}/{label}: says \"{step.strip()}\"",
+                      text[-400:])
+        tap.check(f"over {transport}." in text, f"{name}/{label}: talked {transport} to the enclosure", text[:300])
+        cap = re.search(r"Capacity: (\d+) blocks of (\d+) bytes", text)
+        size = re.search(r"size=(\d+)", found.get(f"{label}-before", ("", 0))[0])
+        tap.check(bool(cap and size and int(cap.group(1)) * int(cap.group(2)) == int(size.group(1)) * 512),
+                  f"{name}/{label}: READ CAPACITY through the capture matches the kernel's size",
+                  f"{cap.group(0) if cap else None} vs {size.group(0) if size else None}")
+        kernel = re.search(r"^inquiry=(.*)$", found.get(f"{label}-before", ("", 0))[0], re.M)
+        ours = re.search(r"^Enclosure reports: (.*)$", text, re.M)
+        tap.check(bool(kernel and ours) and ours.group(1).split() == kernel.group(1).split(),
+                  f"{name}/{label}: INQUIRY through the capture names the disk as the kernel does",
+                  f"{ours.group(1) if ours else None} vs {kernel.group(1) if kernel else None}")
+        tap.check(rc == 4 and lines and lines[-1].endswith("doesn't pass health requests through to the drive."),
+                  f"{name}/{label}: ends refused by the enclosure, exit 4", f"rc={rc} {lines[-1:]}")
+        capture_back_checks(name, label, found, tap)
+    if "kill-orphaned" in found:
+        orphan = found["kill-orphaned"][0]
+        tap.check(re.search(r"^\S+:\S+ $", orphan, re.M) is not None,
+                  f"{name}/kill: SIGKILL mid-capture leaves the interface without a driver", orphan[:300])
+        back_text = found.get("kill-back", ("", 0))[0]
+        drivers = re.findall(r"^\S+:\S+ (\S*)$", back_text, re.M)
+        tap.check("disk=none" not in back_text and bool(drivers) and all(drivers),
+                  f"{name}/kill: the next vantrel start gives the driver back and the disk returns",
+                  back_text[:300])
+    if "bridge-fallback-json" in found:
+        tap.check(found.get("bridge-smartctl-refused", ("", 0))[1] != 0,
+                  f"{name}/bridge: the kernel refuses pass-through (smartctl -d sat fails)")
+        text, rc = found.get("bridge-fallback-text", ("", -1))
+        tap.check(rc in (0, 1) and "Taking over the USB device" in text and "Health: " in text,
+                  f"{name}/bridge: a plain check falls back to the capture and rates the drive",
+                  f"rc={rc} {text[-300:]!r}")
+        cap, crc, _ = parsed(found, "bridge-fallback-json")
+        live, lrc, _ = parsed(found, "bridge-live-json")
+        if cap is None or live is None:
+            tap.check(False, f"{name}/bridge: both readings parsed", f"capture rc={crc} live rc={lrc}")
+            return
+        for key in ("score", "findings", "details", "smartStatus", "attributes", "selfTests", "powerOnHours"):
+            a, b = find_key(cap, key), find_key(live, key)
+            tap.check(a is not None and a == b, f"{name}/bridge: \"{key}\" by capture is as read live",
+                      f"capture {str(a)[:120]} live {str(b)[:120]}")
+        tap.check("over USB" in json.dumps(cap), f"{name}/bridge: the capture's reading says it came over USB",
+                  str(find_key(cap, "source")))
+
+
+def find_key(doc, key):
+    """The first value of `key` anywhere in a JSON document, depth first."""
+    if isinstance(doc, dict):
+        if key in doc:
+            return doc[key]
+        for value in doc.values():
+            found = find_key(value, key)
+            if found is not None:
+                return found
+    if isinstance(doc, list):
+        for value in doc:
+            found = find_key(value, key)
+            if found is not None:
+                return found
+    return None
 
 
 def main():
@@ -251,6 +614,10 @@ def main():
         nvme_checks(name, found, tap)
     elif name.startswith("ata"):
         ata_checks(name, found, tap)
+    elif name.startswith("list"):
+        list_checks(name, found, tap)
+    elif name.startswith("capture"):
+        capture_checks(name, found, tap)
     return 1 if tap.failed else 0
 
 

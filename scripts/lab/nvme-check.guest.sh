@@ -13,7 +13,7 @@ with_stderr() { echo "LAB-BEGIN $1"; shift; "$@" 2>&1; echo "LAB-END rc=$?"; }
 dd if=/dev/zero of=/dev/$disk bs=1M count=24 oflag=direct 2>/dev/null
 block smart-log nvme smart-log "/dev/$ctrl" -o json
 block id-ctrl nvme id-ctrl "/dev/$ctrl" -o json
-block check-json vantrel check "$disk" --json
+block check-json vantrel check "$disk" --json=report
 with_stderr check-dev-path vantrel check "/dev/$disk"
 with_stderr check-missing vantrel check nosuchdisk0
 sata=$(hwlab_disk_of sata 2>/dev/null)

@@ -50,5 +50,17 @@ scenario ata-sata ata-check.guest.sh -d sata,usb-storage
 scenario ata-bridge-bot ata-check.guest.sh -d none -H "$lab/guest/hooks" -U "$(satbridge bot)"
 scenario ata-bridge-uas ata-check.guest.sh -d none -H "$lab/guest/hooks" -U "$(satbridge uas)"
 
+# Every kind of drive at once: what `vantrel list` shows of each, against the guest's sysfs
+# and lsblk. The modules mount the volumes the guest lays out.
+scenario list list.guest.sh -d nvme,sata,usb-bot,usb-uas,sd -M ext4 -M vfat -M nls_cp437 \
+  -M nls_ascii -f "$(command -v lsblk)"
+
+# The careful USB check: QEMU's Bulk-Only and UAS disks taken from their drivers and given
+# back, a SIGKILL mid-capture; then the bridge with the kernel refusing pass-through, read
+# by capture and, with the quirk lifted, live.
+scenario capture-qemu capture.guest.sh -d usb-bot,usb-uas
+scenario capture-bridge capture.guest.sh -d none -H "$lab/guest/hooks" -U "$(satbridge bot)" \
+  -A usb-storage.quirks=1209:0001:t
+
 echo "lab: $passed passed, $failed failed, $skipped skipped"
 [[ $failed -eq 0 ]]
