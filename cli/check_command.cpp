@@ -71,7 +71,9 @@ Checked checkNVMe(std::string_view name, Machine& machine, std::ostream& err) {
         err << "vantrel: " << failureSentence(name, health.error()) << '\n';
         return {std::nullopt, std::nullopt, failureExit(health.error())};
     }
-    const Drive drive = nvmeDrive(name, machine.sysfs);
+    // Discovery knows the enclosure and its tunnel (a Thunderbolt NVMe drive); the plain
+    // controller facts serve where it doesn't.
+    const Drive drive = discoveredDrive(name, machine).value_or(nvmeDrive(name, machine.sysfs));
     HealthReport report = HealthRules::evaluate(*health, drive, machine.locale);
     const Verdict verdict = report.verdict();
     const bool needsCare = verdict != Verdict::unknown && verdict >= Verdict::warning;

@@ -46,6 +46,10 @@ std::vector<app::DriveRead> readMachineDrives(const Machine& machine) {
     return app::readDrives({}, true, readContext(machine));
 }
 
+std::optional<drivekit::Drive> discoveredDrive(std::string_view bsdName, const Machine& machine) {
+    return drivekit::Discovery::drive(bsdName, readContext(machine).discovery);
+}
+
 std::optional<app::DriveRead> readMachineDrive(std::string_view bsdName, const Machine& machine) {
     const app::ReadContext context = readContext(machine);
     const auto drive = drivekit::Discovery::drive(bsdName, context.discovery);

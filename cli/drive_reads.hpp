@@ -16,6 +16,9 @@ std::vector<app::DriveRead> readMachineDrives(const Machine& machine);
 
 /// One drive by kernel name, read live; nothing when discovery doesn't know it as a shown
 /// drive.
+/// The drive as discovery sees it (transport, links, volumes); absent when it doesn't.
+std::optional<drivekit::Drive> discoveredDrive(std::string_view bsdName, const Machine& machine);
+
 std::optional<app::DriveRead> readMachineDrive(std::string_view bsdName, const Machine& machine);
 
 /// One drive by kernel name with a reading the command already made, so that nothing is

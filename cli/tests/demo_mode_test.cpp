@@ -63,6 +63,10 @@ TEST(DemoOption, ChecksTheShippedDrivesLikeRealOnes) {
     EXPECT_NE(nvme.out.find("/dev/nvme0n1"), std::string::npos) << nvme.out;
     EXPECT_NE(nvme.out.find("This drive is healthy."), std::string::npos) << nvme.out;
 
+    // The drive's header comes from discovery, which knows the enclosure's tunnel.
+    const Outcome tunnelled = demo({"--demo", "check", "nvme1n1"});
+    EXPECT_NE(tunnelled.out.find("(Thunderbolt/USB4 NVMe"), std::string::npos) << tunnelled.out;
+
     const Outcome failing = demo({"--demo", "check", "sda"});
     EXPECT_NE(failing.out.find("ST2000DM008-2FR102"), std::string::npos)
         << failing.out << failing.err;
