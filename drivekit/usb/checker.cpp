@@ -38,6 +38,7 @@ constexpr std::string_view bridgeRefusesSentence =
     "This enclosure (%s) doesn't pass health requests through to the drive.";
 constexpr std::string_view enclosureRefusesSentence =
     "This enclosure doesn't pass health requests through to the drive.";
+constexpr std::string_view interruptedSentence = "Interrupted.";
 constexpr std::string_view stillMountedPrefix = "Still mounted after unmounting: ";
 
 // Progress lines.
@@ -135,6 +136,10 @@ std::optional<Failure> unmountAll(const Drive& drive, const USBSteps& steps,
     }
     return std::nullopt;
 }
+
+bool stopRequested(const USBSteps& steps) { return steps.interrupted && steps.interrupted(); }
+
+Failure interruptedFailure() { return Failure::unsupportedBy(std::string(interruptedSentence)); }
 
 // Refuses every command once the user asked to stop, so a read in progress ends after
 // the command on the wire instead of running through every page.
@@ -289,6 +294,7 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
         std::erase_if(holders, ignoredHolder);
         if (!holders.empty()) return Unexpected(Failure::busyWith(join(holders, "\n  ")));
         log(fill(unmountingLine, {drive.bsdName}));
+        if (stopRequested(steps)) return Unexpected(interruptedFailure());
         if (auto failure = unmountAll(drive, steps, points)) return Unexpected(std::move(*failure));
         if (const auto still = steps.stillMounted(drive.bsdName); !still.empty()) {
             return Unexpected(Failure::busyWith(std::string(stillMountedPrefix) + join(still, ", ")));
@@ -298,6 +304,14 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
     const std::uint32_t location = drive.usb->locationID;
     std::optional<Result<Reading, Failure>> outcome;
     log(std::string(takingOverLine));
+    if (stopRequested(steps)) {
+        // Nothing was taken yet: the volumes go back at once, without waiting for a device.
+        if (!points.empty()) {
+            const auto disks = disksToUnmount(drive);
+            for (auto it = disks.rbegin(); it != disks.rend(); ++it) steps.mountWhole(*it);
+        }
+        return Unexpected(interruptedFailure());
+    }
     auto captured = steps.capture(location);
     if (!captured) {
         outcome = Unexpected(Failure::captureFailed(captured.error()));
@@ -306,6 +320,8 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
         CapturedUSBDrive& capture = **captured;
         StopAware guarded(capture, steps.interrupted);
         outcome = readHealth(guarded, drive, log);
+        // A read cut short says why it ended, not what the missing answers would suggest.
+        if (!*outcome && stopRequested(steps)) outcome = Unexpected(interruptedFailure());
         log(PlatformWords::forLinux(givingBackLine));
         capture.release();
         if (onRelease) onRelease();
@@ -365,11 +381,16 @@ void waitForReturn(std::uint32_t locationID, int expected, double timeoutSeconds
     std::optional<std::chrono::steady_clock::time_point> firstMountAt;
     bool mountAsked = false;
     while (watch.clock->steadyNow() < deadline) {
-        if (watch.interrupted && watch.interrupted()) return;
         if (const auto drive = watch.find(locationID)) {
             const int mounted = static_cast<int>(std::count_if(
                 drive->volumes.begin(), drive->volumes.end(),
                 [](const Volume& v) { return v.mountPoint.has_value(); }));
+            // Interrupted: no settling and no grace for an automounter, but the volumes
+            // this check unmounted are not left behind.
+            if (watch.interrupted && watch.interrupted()) {
+                if (mounted == 0 && expected > 0) watch.mountWhole(drive->bsdName);
+                return;
+            }
             const auto now = watch.clock->steadyNow();
             if (mounted > 0 && !firstMountAt) firstMountAt = now;
             if (isBack(mounted, expected, firstMountAt, now, settleSeconds)) {

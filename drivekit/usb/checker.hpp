@@ -101,7 +101,8 @@ struct USBSteps {
         capture;
     std::function<void(std::uint32_t locationID, int expectedVolumes, const Log& log)> waitForReturn;
     /// True once the user asked to stop: no further command goes to the drive, which is
-    /// given back and the sequence ends. Never, when absent.
+    /// given back and the sequence ends. Before the capture, nothing more is taken and
+    /// what was unmounted is mounted again. Never, when absent.
     std::function<bool()> interrupted;
 };
 
@@ -141,7 +142,8 @@ struct ReturnWatch {
 
 /// Waits, looking every 500 ms, until the drive at `locationID` is back (`isBack`, 5 s to
 /// settle), asking once after 30 s for its volumes to be mounted. Says how it ended in
-/// one log line; never fails.
+/// one log line; never fails. Once interrupted, it ends as soon as the drive is seen,
+/// mounting it first when none of its expected volumes is.
 void waitForReturn(std::uint32_t locationID, int expectedVolumes, double timeoutSeconds,
                    const Log& log, const ReturnWatch& watch);
 

@@ -225,13 +225,39 @@ TEST_F(Sequence, AFailingInquiryOnlyLosesItsLine) {
               0);
 }
 
+// A stop that comes while the device is held sends nothing more and still gives the device
+// back and waits for it; one that comes before the capture takes nothing at all.
 TEST_F(Sequence, AnInterruptionStopsTheReadAndGivesTheDeviceBack) {
-    interrupted = true;
-    const auto failure = run(usbDrive());
-    EXPECT_EQ(failure.error().kind, Checker::Failure::Kind::unsupported);
+    Checker::USBSteps s = steps();
+    s.capture = [this, take = s.capture](std::uint32_t at) {
+        auto taken = take(at);
+        interrupted = true;
+        return taken;
+    };
+    const auto failure = Checker::check(usbDrive(), s, [](const std::string&) {},
+                                        [this] { calls.push_back("released"); });
+    EXPECT_EQ(failure.error().text(), "Interrupted.");
     EXPECT_TRUE(enclosure.driverAttached);
     EXPECT_EQ(enclosure.disk.ataCommands, 0);
     EXPECT_EQ(calls.back(), "wait " + std::to_string(location) + " 3");
+}
+
+TEST_F(Sequence, AnInterruptionBeforeTheCaptureLeavesTheDriveAsItWas) {
+    interrupted = true;
+    EXPECT_EQ(run(usbDrive()).error().text(), "Interrupted.");
+    EXPECT_EQ(calls, (Lines{"holders 3"}));
+
+    interrupted = false;
+    calls.clear();
+    Checker::USBSteps s = steps();
+    s.stillMounted = [this](const std::string&) {
+        interrupted = true;  // the signal came while unmounting
+        return Lines{};
+    };
+    EXPECT_EQ(Checker::check(usbDrive(), s, [](const std::string&) {}).error().text(), "Interrupted.");
+    EXPECT_EQ(calls, (Lines{"holders 3", "unmount sdb", "unmount dm-1", "unmount dm-3", "mount dm-3",
+                            "mount dm-1", "mount sdb"}));
+    EXPECT_TRUE(enclosure.driverAttached);
 }
 
 class FakeClock final : public platform::Clock {
@@ -286,6 +312,14 @@ TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
     log.clear();
     Checker::waitForReturn(location, 0, 120, writer, watch);
     EXPECT_EQ(log, (Lines{"Back as sdc."}));
+
+    // Interrupted: no settling, but a drive that came back without volumes is mounted at once.
+    mounts.clear();
+    clock.at = {};
+    watch.interrupted = [] { return true; };
+    Checker::waitForReturn(location, 1, 120, writer, watch);
+    EXPECT_EQ(mounts, (Lines{"sdc"}));
+    EXPECT_DOUBLE_EQ(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 0.0);
 }
 
 TEST(Checker, ExpectedVolumesAndIsBack) {
