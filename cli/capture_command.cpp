@@ -82,6 +82,15 @@ void describeCapture(CapturedUSBDrive& capture, const Checker::Log& log) {
         " bytes.");
 }
 
+// The lab's hold (see `CapturePlatform::holdAfter`): waits for the signal in short sleeps,
+// which the signal also cuts short.
+constexpr int holdPolls = 3000;
+constexpr double holdPollSeconds = 0.02;
+
+void holdForSignal(const std::function<void(double)>& sleep) {
+    for (int i = 0; i < holdPolls && !StopOnSignals::requested(); ++i) sleep(holdPollSeconds);
+}
+
 ATALiveReading liveReadingOf(Checker::Reading reading, Drive drive) {
     ATALiveReading live;
     live.drive = std::move(drive);
@@ -157,7 +166,12 @@ std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& 
         [&sources] { return Discovery::externalDrives(sources); },
         capture->captureOptions,
         [] { return StopOnSignals::requested(); }};
-    const auto log = [&err](const std::string& line) { err << line << std::endl; };
+    const auto log = [&err, capture](const std::string& line) {
+        err << line << std::endl;
+        if (!capture->holdAfter.empty() && line.starts_with(capture->holdAfter)) {
+            holdForSignal(capture->sleep);
+        }
+    };
     Checker::USBSteps steps = Checker::steps(checkerMachine);
     steps.capture = [take = steps.capture, &log](std::uint32_t location) {
         auto taken = take(location);

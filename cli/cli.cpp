@@ -1,6 +1,7 @@
 #include "cli/cli.hpp"
 
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <thread>
@@ -104,6 +105,7 @@ int main(int argc, char** argv) {
                                 }
                                 return lines;
                             }};
+    if (const char* hold = std::getenv("VANTREL_TEST_HOLD_AFTER")) capture.holdAfter = hold;
     machine.capture = &capture;
     // A run killed while it held a USB drive left the drive without its driver; any
     // privileged start gives it back, so the drive returns without a replug.

@@ -42,7 +42,8 @@ int watchDrives(const Arguments& arguments, Machine& machine, platform::DiskEven
             const auto news = watcher.handle(event);
             if (!news) continue;
             if (arguments.json) {
-                out << json::dump(Watcher::toJSON(*news)) << std::endl;
+                // One object per line, so a reader of the pipe can take each as it comes.
+                out << json::dump(Watcher::toJSON(*news), json::Layout::compact) << std::endl;
             } else {
                 out << Watcher::line(*news, machine.locale) << std::endl;
             }

@@ -1,0 +1,212 @@
+// `vantrel check` of a USB disk read by capture, over the fixture sysfs tree (sdb behind
+// usb-storage on 2-1) with a simulated enclosure at that USB location: when the check
+// takes the device over, what it prints as it goes, and who it refuses.
+#include <algorithm>
+#include <cerrno>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "cli/capture_command.hpp"
+#include "cli/cli.hpp"
+#include "cli/exit_codes.hpp"
+#include "drivekit/discovery/discovery.hpp"
+#include "drivekit/health/tests/fake_sat_disk.hpp"
+#include "drivekit/usb/tests/support/sim_enclosure.hpp"
+#include "platform/linux/linux_sysfs.hpp"
+
+namespace {
+
+using drivekit::sim::SimEnclosure;
+using drivekit::sim::SimUSBHost;
+using drivekit::testpages::FakeSATDisk;
+using Lines = std::vector<std::string>;
+
+class NoNVMe final : public platform::NVMeAdmin {
+public:
+    platform::NVMeAdminReply smartLog(std::string_view) override {
+        return platform::NVMeAdminFailure{platform::NVMeAdminFailure::Kind::noController, ENODEV};
+    }
+    platform::NVMeAdminReply identifyController(std::string_view name) override { return smartLog(name); }
+};
+
+// Nothing mounted and no file systems: the sequence has nothing to unmount, and the drive
+// counts as back as soon as it is seen again.
+struct NoMounts final : platform::Mounts {
+    std::vector<platform::Mount> list() const override { return {}; }
+};
+struct NoProbe final : platform::BlockProbe {
+    platform::BlockContent probe(std::string_view, unsigned, unsigned) const override { return {}; }
+};
+struct StillClock final : platform::Clock {
+    std::chrono::system_clock::time_point now() const override { return {}; }
+    std::chrono::steady_clock::time_point steadyNow() const override { return {}; }
+};
+struct RecordedVolumes final : platform::Volumes {
+    Lines calls;
+    std::optional<platform::UnmountFailure> unmountWhole(std::string_view disk, double) override {
+        calls.push_back("unmount " + std::string(disk));
+        return std::nullopt;
+    }
+    void mountWhole(std::string_view disk) override { calls.push_back("mount " + std::string(disk)); }
+};
+struct NoHolders final : platform::FileHolders {
+    std::vector<platform::FileHolder> holding(const std::vector<std::string>&) const override { return {}; }
+};
+
+// The fixture tree, with the bus number and port path that place sdb's enclosure on the
+// USB bus (the tree itself leaves them out).
+class LocatedSysfs final : public platform::Sysfs {
+public:
+    std::optional<std::string> read(std::string_view path) const override {
+        if (path.ends_with("/usb2/2-1/busnum")) return "2";
+        if (path.ends_with("/usb2/2-1/devpath")) return "1";
+        return tree_.read(path);
+    }
+    std::vector<std::string> list(std::string_view path) const override { return tree_.list(path); }
+    bool exists(std::string_view path) const override { return tree_.exists(path); }
+    std::optional<std::string> readLink(std::string_view path) const override { return tree_.readLink(path); }
+    std::optional<std::string> resolve(std::string_view path) const override { return tree_.resolve(path); }
+
+private:
+    platform::LinuxSysfs tree_{std::string(VANTREL_TEST_DATA) + "/sysfs"};
+};
+
+struct Outcome {
+    int code;
+    std::string out;
+    std::string err;
+};
+
+class CaptureCommand : public ::testing::Test {
+protected:
+    CaptureCommand() {
+        disk.bsdName = "sdb";
+        disk.forms.clear();  // the kernel's driver refuses ATA PASS-THROUGH
+        const drivekit::Discovery::Sources sources{sysfs, mounts, probe, "", drivekit::Locale{"en_US"}};
+        const auto sdb = drivekit::Discovery::drive("sdb", sources);
+        location = sdb && sdb->usb ? sdb->usb->locationID : 0;
+        host.devices[location] = &enclosure;
+        options.sleep = [](double) {};
+    }
+
+    Outcome run(std::vector<std::string_view> args) {
+        const cli::OpenSCSI open = [this](std::string_view name)
+            -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
+            auto drive = disk.connect()(name);
+            if (!drive) return drivekit::Unexpected(ENOENT);
+            return drive;
+        };
+        cli::CapturePlatform capture{volumes, holders, host, [](double) {}, options,
+                                     [this] {
+                                         ++recoveries;
+                                         return orphans;
+                                     }};
+        cli::Machine machine{sysfs, nvme, drivekit::Locale{"en_US"}, open, &mounts, &probe, nullptr, &clock};
+        machine.capture = &capture;
+        std::ostringstream out, err;
+        const int code = cli::run(args, machine, out, err);
+        return {code, out.str(), err.str()};
+    }
+
+    LocatedSysfs sysfs;
+    NoNVMe nvme;
+    FakeSATDisk disk;
+    NoMounts mounts;
+    NoProbe probe;
+    StillClock clock;
+    RecordedVolumes volumes;
+    NoHolders holders;
+    SimEnclosure enclosure;
+    SimUSBHost host;
+    drivekit::CapturedUSBDrive::Options options;
+    std::uint32_t location = 0;
+    Lines orphans;
+    int recoveries = 0;
+};
+
+Lines linesOf(const std::string& text) {
+    Lines lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+TEST_F(CaptureCommand, RefusedPassThroughFallsBackToTheCaptureAndRatesTheDrive) {
+    ASSERT_NE(location, 0u) << "the fixture's sdb has a USB location";
+    const Outcome r = run({"check", "sdb"});
+    EXPECT_EQ(r.code, cli::exitOK) << r.err;
+    EXPECT_GT(disk.opened, 0) << "the live path was tried first";
+    // Progress on stderr, in the order of the sequence, each line as it happens.
+    EXPECT_EQ(linesOf(r.err),
+              (Lines{"The enclosure of /dev/sdb doesn't pass health requests through Linux's driver; "
+                     "reading it directly.",
+                     "Taking over the USB device…", "Talking to the enclosure over Bulk-Only.",
+                     "Capacity: 1953525168 blocks of 512 bytes.", "Enclosure reports: SimBrdg SATA Bridge",
+                     "Drive: SIMDISK SSD 1TB (ATA PASS-THROUGH 16)",
+                     "Giving the device back to Linux…", "Waiting for the drive to come back…", "Back as sdb."}));
+    // The report is the live one's, read another way; the device went back to its driver.
+    EXPECT_NE(r.out.find("/dev/sdb"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Health: Healthy"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("ATA SMART over USB"), std::string::npos) << r.out;
+    EXPECT_TRUE(enclosure.driverAttached);
+    EXPECT_FALSE(enclosure.claimed);
+    EXPECT_EQ(enclosure.disk.writeAttempts, 0);
+    EXPECT_EQ(recoveries, 1) << "orphans are given back before any capture";
+}
+
+TEST_F(CaptureCommand, CaptureOptionSkipsTheLivePathAndJsonStaysOnStdout) {
+    disk.forms = {drivekit::SAT::Variant::sixteen};  // live would work
+    const Outcome r = run({"check", "/dev/sdb", "--capture", "--json=report"});
+    ASSERT_EQ(r.code, cli::exitOK) << r.err;
+    EXPECT_EQ(disk.opened, 0);
+    EXPECT_EQ(r.err.find("reading it directly"), std::string::npos) << r.err;
+    EXPECT_EQ(r.err.rfind("Taking over the USB device…\n", 0), 0u) << r.err;
+    EXPECT_EQ(r.out.front(), '{') << r.out;
+    EXPECT_EQ(r.out.find("Taking over"), std::string::npos) << "progress never mixes into the document";
+}
+
+TEST_F(CaptureCommand, WithoutRootOneSentenceAndExitFiveAndNothingIsTaken) {
+    host.isPrivileged = false;
+    const std::string sentence = "vantrel: Reading SMART over USB needs administrator rights. Run with sudo.\n";
+
+    Outcome r = run({"check", "sdb", "--capture"});
+    EXPECT_EQ(r.code, cli::exitNoPermission);
+    EXPECT_EQ(r.err, sentence);
+
+    r = run({"check", "sdb"});
+    EXPECT_EQ(r.code, cli::exitNoPermission);
+    EXPECT_EQ(linesOf(r.err).size(), 2u) << r.err;
+    EXPECT_TRUE(r.err.ends_with(sentence)) << r.err;
+
+    EXPECT_EQ(r.out, "");
+    EXPECT_TRUE(enclosure.trace.empty());
+    EXPECT_EQ(recoveries, 0) << "an unprivileged run touches no interface";
+}
+
+TEST_F(CaptureCommand, OnlyUSBDisksAreTakenOver) {
+    disk.bsdName = "sda";  // a SATA disk the kernel can't pass the requests to
+    Outcome r = run({"check", "sda"});
+    EXPECT_EQ(r.code, cli::exitNotSupported);
+    EXPECT_EQ(r.err, "vantrel: /dev/sda doesn't answer ATA health requests.\n");
+
+    r = run({"check", "sda", "--capture"});
+    EXPECT_EQ(r.code, cli::exitNotSupported);
+    EXPECT_EQ(r.err, "vantrel: /dev/sda isn't a USB drive; only USB drives are read by capture.\n");
+    EXPECT_TRUE(enclosure.trace.empty());
+}
+
+TEST_F(CaptureCommand, AnEnclosureThatIsGoneIsNoDeviceAndAnOrphanLineIsShown) {
+    host.devices.clear();
+    orphans = {"couldn't give 2-3:1.0 back to its driver: Permission denied."};
+    const Outcome r = run({"check", "sdb", "--capture"});
+    EXPECT_EQ(r.code, cli::exitNoDevice) << r.err;
+    const Lines lines = linesOf(r.err);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.front(), "vantrel: couldn't give 2-3:1.0 back to its driver: Permission denied.");
+    // The device is still waited for, then the capture's own sentence closes the run.
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "Waiting for the drive to come back…"), lines.end());
+    EXPECT_EQ(lines.back(), "vantrel: /dev/sdb: The USB device disappeared.");
+}
+
+}  // namespace
