@@ -586,6 +586,74 @@ def capture_checks(name, found, tap):
                   str(find_key(cap, "source")))
 
 
+# Interrupted captures: each case stops vantrel at one step, and the disk must be whole again.
+SIGNAL_NUMBERS = {"INT": 2, "KILL": 9, "TERM": 15}
+
+
+def kill_case_checks(name, case, text, tap):
+    head = re.search(r"signal=(\S+) held=(\S+) rc=(\d+) disk=\S+ size=(\d+)", text)
+    if not head:
+        tap.check(False, f"{name}/{case}: the case ran", text[:300])
+        return
+    sig, held, rc, size = head.group(1), head.group(2), int(head.group(3)), head.group(4)
+    tap.check(held == "yes", f"{name}/{case}: vantrel reached the step and held there", text[-400:])
+    tap.check(rc == 128 + SIGNAL_NUMBERS[sig], f"{name}/{case}: vantrel ended by SIG{sig}", f"rc={rc}")
+    at_exit = re.search(r"^at-exit:\n(.*?)^(?:next-start:|back=)", text, re.M | re.S)
+    at_exit_drivers = re.findall(r"^intf \S+ ?(\S*)$", at_exit.group(1) if at_exit else "", re.M)
+    after = re.search(r"^after:\n(.*?)^mounted=", text, re.M | re.S)
+    after_drivers = re.findall(r"^intf \S+ ?(\S*)$", after.group(1) if after else "", re.M)
+    back = re.search(r"^back=(\S+) size=(\d*)$", text, re.M)
+    if sig == "KILL":
+        # Killed while it held the interface: the kernel dropped the claim but bound nothing.
+        tap.check(bool(at_exit_drivers) and not any(at_exit_drivers),
+                  f"{name}/{case}: the kill left the interface without a driver", str(at_exit_drivers))
+    else:
+        tap.check(bool(at_exit_drivers) and all(d in ("usb-storage", "uas") for d in at_exit_drivers),
+                  f"{name}/{case}: the driver was bound again before vantrel exited", str(at_exit_drivers))
+        tap.check(re.search(r"^vantrel: interrupted; /dev/\S+ was given back to Linux\.$", text, re.M) is not None,
+                  f"{name}/{case}: says the device was given back", text[-300:])
+    tap.check(bool(after_drivers) and all(d in ("usb-storage", "uas") for d in after_drivers),
+              f"{name}/{case}: the mass-storage interface has its kernel driver", str(after_drivers))
+    tap.check(bool(back and back.group(1) != "none" and back.group(2) == size),
+              f"{name}/{case}: the block device is back with its size", back.group(0) if back else "no back line")
+    if sig != "KILL":
+        tap.check("mounted=yes" in text, f"{name}/{case}: the volume is mounted again", text[-300:])
+
+
+def capture_kill_checks(name, found, tap):
+    cases = sorted(k for k in found if k.startswith("case-"))
+    tap.check(len(cases) >= 10, f"{name}: every interruption case ran", str(cases))
+    for case in cases:
+        kill_case_checks(name, case[len("case-"):], found[case][0], tap)
+
+
+def watch_checks(name, found, tap):
+    disk = re.search(r"^disk=(\S*)$", found.get("watch-disk", ("", 0))[0], re.M)
+    disk = disk.group(1) if disk else ""
+    tap.check(bool(disk), f"{name}: the plugged-in disk appeared", found.get("watch-disk", ("", 0))[0])
+    for step in ("watch-plug", "watch-unplug"):
+        text = found.get(step, ("", 0))[0]
+        tap.check("seen=0" in text and "seen-json=0" in text, f"{name}: both watchers reported {step[6:]}", text[-300:])
+    text, rc = found.get("watch-text", ("", -1))
+    lines = text.splitlines()
+    tap.check(rc == 0, f"{name}: SIGTERM ends the watcher with exit 0", f"rc={rc}")
+    tap.check(len(lines) == 3 and lines[0] == "Watching for drives. Plug one in."
+              and lines[1].startswith(f"{disk} connected: ") and "(USB" in lines[1]
+              and lines[1].endswith(f"Check it with sudo vantrel check {disk}.")
+              and lines[2] == f"{disk} disconnected.",
+              f"{name}: the greeting, one arrival line and one departure line", repr(lines))
+    text, rc = found.get("watch-json", ("", -1))
+    tap.check(rc == 0, f"{name}: SIGTERM ends the JSON watcher with exit 0", f"rc={rc}")
+    try:
+        events = [json.loads(line) for line in text.splitlines()]
+    except ValueError:
+        tap.check(False, f"{name}: every JSON line parses", text[:300])
+        return
+    tap.check([(e.get("event"), e.get("bsdName")) for e in events] == [("connected", disk), ("disconnected", disk)]
+              and "drive" in events[0] and "drive" not in events[1],
+              f"{name}: --json gives one object per arrival and departure", text[:300])
+
+
 def find_key(doc, key):
     """The first value of `key` anywhere in a JSON document, depth first."""
     if isinstance(doc, dict):
@@ -616,6 +684,10 @@ def main():
         ata_checks(name, found, tap)
     elif name.startswith("list"):
         list_checks(name, found, tap)
+    elif name == "watch":
+        watch_checks(name, found, tap)
+    elif name == "capture-kill":
+        capture_kill_checks(name, found, tap)
     elif name.startswith("capture"):
         capture_checks(name, found, tap)
     return 1 if tap.failed else 0

@@ -5,10 +5,12 @@
 # "N passed, N failed" line; exits non-zero when a comparison fails.
 # A lab that cannot boot (exit 2 to 4 of run-lab.sh) is reported as skipped, not failed:
 # it says nothing about vantrel.
-# Usage: scripts/lab/run-all.sh PATH/TO/vantrel
+# Usage: scripts/lab/run-all.sh PATH/TO/vantrel [SCENARIO...]   (all scenarios without names)
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
-vantrel=$(readlink -f "${1:?usage: run-all.sh PATH/TO/vantrel}")
+vantrel=$(readlink -f "${1:?usage: run-all.sh PATH/TO/vantrel [SCENARIO...]}")
+shift
+only=" $* "
 lab=${HWLAB_DIR:-$(cd "$here/../../../shared/tools/hwlab" 2>/dev/null && pwd)}
 if [[ -z "$lab" || ! -x "$lab/run-lab.sh" ]]; then
   echo "lab: skipped: no hardware lab found (set HWLAB_DIR)"; exit 0
@@ -20,6 +22,8 @@ passed=0; failed=0; skipped=0
 # scenario NAME GUEST-SCRIPT [run-lab options...]
 scenario() {
   local name=$1 guest=$2; shift 2
+  [[ "$only" == "  " || "$only" == *" $name "* ]] || return 0
+  local started=$SECONDS
   local log="$work/$name.log"
   "$lab/run-lab.sh" -b 60 -t 300 -s 1 -w "$work/$name" -f "$vantrel" "$@" "$here/$guest" >"$log" 2>&1
   local rc=$?
@@ -31,6 +35,7 @@ scenario() {
   out=$(python3 "$here/compare.py" "$name" "$log")
   local crc=$?
   echo "$out" | grep -E '^(ok|not ok|#)'
+  echo "# lab scenario $name: $((SECONDS - started)) s"
   passed=$((passed + $(echo "$out" | grep -c '^ok')))
   failed=$((failed + $(echo "$out" | grep -c '^not ok')))
   [[ $crc -ne 0 && $(echo "$out" | grep -c '^not ok') -eq 0 ]] && failed=$((failed + 1))
@@ -61,6 +66,13 @@ scenario list list.guest.sh -d nvme,sata,usb-bot,usb-uas,sd -M ext4 -M vfat -M n
 scenario capture-qemu capture.guest.sh -d usb-bot,usb-uas
 scenario capture-bridge capture.guest.sh -d none -H "$lab/guest/hooks" -U "$(satbridge bot)" \
   -A usb-storage.quirks=1209:0001:t
+
+# The careful check interrupted at each of its steps by SIGTERM, SIGINT and SIGKILL: the
+# disk's driver, block device and volume come back every time.
+scenario capture-kill capture-kill.guest.sh -d usb-bot,usb-uas -M vfat -M nls_cp437 -M nls_ascii
+
+# `vantrel watch` while a USB disk is plugged in and pulled out through QEMU's monitor.
+scenario watch watch.guest.sh -d usb-bot
 
 echo "lab: $passed passed, $failed failed, $skipped skipped"
 [[ $failed -eq 0 ]]
