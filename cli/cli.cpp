@@ -6,6 +6,7 @@
 #include <iostream>
 #include <thread>
 
+#include "app/linux/udisks_volumes.hpp"
 #include "cli/arguments.hpp"
 #include "cli/capture_command.hpp"
 #include "cli/check_command.hpp"
@@ -86,12 +87,14 @@ int main(int argc, char** argv) {
     Machine machine{sysfs,  nvme,   drivekit::Locale::current(), openSCSI,
                     &mounts, &probe, &space,                      &clock,
                     noFolder ? std::string() : folder.string()};
-    platform::LinuxVolumes volumes(sysfs, mounts);
+    // The disk service when the system bus has it, so the desktop keeps track of the
+    // volumes; else umount2 and mount(2).
+    const auto volumes = app::systemVolumes(sysfs, mounts);
     const platform::LinuxFileHolders holders;
     platform::LinuxUSBHost usb;
     drivekit::CapturedUSBDrive::Options captureOptions;
     captureOptions.makeUAS = drivekit::UASTransport::maker();
-    CapturePlatform capture{volumes, holders, usb,
+    CapturePlatform capture{*volumes, holders, usb,
                             [](double seconds) {
                                 std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
                             },

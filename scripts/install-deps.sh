@@ -9,6 +9,8 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   nlohmann-json3-dev libicu-dev linux-libc-dev
   libusb-1.0-0-dev libudev-dev libblkid-dev
+  qt6-base-dev
+  dbus-daemon python3-dbus python3-gi
 )
 lab_packages=(
   qemu-system-x86 qemu-utils linux-image-amd64 busybox-static smartmontools nvme-cli

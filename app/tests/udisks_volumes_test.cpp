@@ -1,0 +1,276 @@
+// The disk service's volumes against a stand-in service on a private bus: a dbus-daemon of
+// the test's own and support/mock_disk_service.py, which logs every call it answers.
+#include "app/linux/udisks_volumes.hpp"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QtDBus/QDBusConnection>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+#include "platform/linux/linux_volumes.hpp"
+
+namespace app {
+namespace {
+
+namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
+
+constexpr const char* python = "/usr/bin/python3";
+constexpr const char* daemonPath = "/usr/bin/dbus-daemon";
+
+// sdb with two partitions and a LUKS container (dm-0) opened on sdb2.
+class DiskSysfs final : public platform::Sysfs {
+public:
+    DiskSysfs() {
+        files["/sys/class/block/sdb/dev"] = "8:16";
+        folders["/sys/class/block/sdb"] = {"sdb1", "sdb2"};
+        for (const std::string part : {"sdb1", "sdb2"}) {
+            files["/sys/class/block/sdb/" + part + "/partition"] = "1";
+            folders["/sys/class/block/" + part] = {};
+        }
+        files["/sys/class/block/sdb1/dev"] = "8:17";
+        files["/sys/class/block/sdb2/dev"] = "8:18";
+        files["/sys/class/block/dm-0/dev"] = "253:0";
+        folders["/sys/class/block/sdb2/holders"] = {"dm-0"};
+        folders["/sys/class/block/sdb/sdb2/holders"] = {"dm-0"};
+    }
+    std::optional<std::string> read(std::string_view path) const override {
+        auto it = files.find(std::string(path));
+        return it == files.end() ? std::nullopt : std::optional(it->second);
+    }
+    std::vector<std::string> list(std::string_view path) const override {
+        auto it = folders.find(std::string(path));
+        return it == folders.end() ? Lines{} : it->second;
+    }
+    bool exists(std::string_view path) const override {
+        return files.count(std::string(path)) > 0 || folders.count(std::string(path)) > 0;
+    }
+    std::optional<std::string> readLink(std::string_view) const override { return std::nullopt; }
+    std::optional<std::string> resolve(std::string_view path) const override {
+        return exists(path) ? std::optional(std::string(path)) : std::nullopt;
+    }
+
+private:
+    std::map<std::string, std::string> files;
+    std::map<std::string, Lines> folders;
+};
+
+class TableMounts final : public platform::Mounts {
+public:
+    std::vector<platform::Mount> list() const override { return table; }
+    std::vector<platform::Mount> table{
+        {8, 1, "/", "/", "ext4", "/dev/sda1"},
+        {8, 17, "/", "/media/lab/Photos", "vfat", "/dev/sdb1"},
+        {253, 0, "/", "/media/lab/Vault", "ext4", "/dev/mapper/vault"},
+    };
+};
+
+// A child process with its standard output on a pipe.
+struct Child {
+    pid_t pid = -1;
+    int out = -1;
+
+    // The next line of its output, or nothing when none came within ten seconds.
+    std::optional<std::string> line() const {
+        std::string text;
+        char c = 0;
+        while (true) {
+            pollfd ready{out, POLLIN, 0};
+            if (::poll(&ready, 1, 10'000) <= 0 || ::read(out, &c, 1) != 1) return std::nullopt;
+            if (c == '\n') return text;
+            text += c;
+        }
+    }
+    void stop() {
+        if (pid > 0) {
+            ::kill(pid, SIGTERM);
+            ::waitpid(pid, nullptr, 0);
+        }
+        if (out >= 0) ::close(out);
+        pid = -1;
+        out = -1;
+    }
+};
+
+Child spawn(const Lines& argv) {
+    int pipeEnds[2] = {-1, -1};
+    if (::pipe2(pipeEnds, O_CLOEXEC) != 0) return {};
+    // Built before the fork: the child of a threaded process may only exec.
+    std::vector<char*> args;
+    for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+    args.push_back(nullptr);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        // A test run that dies leaves no bus or service behind.
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        ::dup2(pipeEnds[1], STDOUT_FILENO);
+        ::execv(args[0], args.data());
+        ::_exit(127);
+    }
+    ::close(pipeEnds[1]);
+    return Child{pid, pipeEnds[0]};
+}
+
+class UDisksVolumesTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        if (::access(daemonPath, X_OK) != 0) return;
+        folder_ = fs::temp_directory_path() / ("vantrel-udisks-" + std::to_string(::getpid()));
+        fs::create_directories(folder_);
+        std::ofstream(folder_ / "bus.conf")
+            << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
+               " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+               "<busconfig><type>session</type><listen>unix:dir="
+            << folder_.string()
+            << "</listen><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+               "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
+        daemon_ = spawn({daemonPath, "--config-file=" + (folder_ / "bus.conf").string(),
+                         "--print-address=1", "--nofork"});
+        address_ = daemon_.line().value_or("");
+    }
+    static void TearDownTestSuite() {
+        daemon_.stop();
+        std::error_code ignored;
+        fs::remove_all(folder_, ignored);
+    }
+
+    void SetUp() override {
+        if (::access(daemonPath, X_OK) != 0) GTEST_SKIP() << "dbus-daemon is not installed";
+        ASSERT_FALSE(address_.empty()) << "the private dbus-daemon didn't start";
+        connection_ = "vantrel-test-" + std::to_string(++connections_);
+        bus_ = QDBusConnection::connectToBus(QString::fromStdString(address_),
+                                             QString::fromStdString(connection_));
+        ASSERT_TRUE(bus_.isConnected());
+        log_ = folder_ / (connection_ + ".log");
+    }
+    void TearDown() override {
+        service_.stop();
+        if (!connection_.empty()) QDBusConnection::disconnectFromBus(QString::fromStdString(connection_));
+    }
+
+    // Starts the stand-in service with sdb1 and dm-0 mounted, and `extra` arguments.
+    void startService(const Lines& extra = {}) {
+        Lines argv{python, std::string(VANTREL_APP_TEST_SUPPORT) + "/mock_disk_service.py",
+                   "--address", address_, "--log", log_.string(),
+                   "--mounted", "sdb1=/media/lab/Photos", "--mounted", "dm_2d0=/media/lab/Vault"};
+        argv.insert(argv.end(), extra.begin(), extra.end());
+        service_ = spawn(argv);
+        ASSERT_EQ(service_.line(), "ready");
+    }
+
+    Lines calls() const {
+        Lines lines;
+        std::ifstream in(log_);
+        for (std::string line; std::getline(in, line);) lines.push_back(line);
+        return lines;
+    }
+
+    DiskSysfs sysfs_;
+    TableMounts mounts_;
+    QDBusConnection bus_{QString()};
+    Child service_;
+    std::string connection_;
+    fs::path log_;
+
+    static inline fs::path folder_;
+    static inline Child daemon_;
+    static inline std::string address_;
+    static inline int connections_ = 0;
+};
+
+TEST_F(UDisksVolumesTest, UnmountsInnermostFirstWithoutOptionsAndMountsBackOutermostFirst) {
+    startService();
+    UDisksVolumes volumes(bus_, sysfs_, mounts_);
+
+    EXPECT_EQ(volumes.unmountWhole("sdb", 30), std::nullopt);
+    EXPECT_EQ(calls(), (Lines{"Unmount dm_2d0 {}", "Unmount sdb1 {}"}));
+
+    volumes.mountWhole("sdb");
+    EXPECT_EQ(calls(), (Lines{"Unmount dm_2d0 {}", "Unmount sdb1 {}", "Mount sdb1 {}", "Mount dm_2d0 {}"}));
+
+    // Mounted back once: a second call has nothing left to do.
+    volumes.mountWhole("sdb");
+    EXPECT_EQ(calls().size(), 4u);
+}
+
+TEST_F(UDisksVolumesTest, ADiskBackUnderAnotherNameGetsItsPartitionsMountedByNumber) {
+    startService({"--mounted", "sdc1="});
+    UDisksVolumes volumes(bus_, sysfs_, mounts_);
+    ASSERT_EQ(volumes.unmountWhole("sdb", 30), std::nullopt);
+
+    volumes.mountWhole("sdc");
+    EXPECT_EQ(calls(), (Lines{"Unmount dm_2d0 {}", "Unmount sdb1 {}", "Mount sdc1 {}", "Mount dm_2d0 {}"}));
+}
+
+TEST_F(UDisksVolumesTest, ABusyVolumeIsTheKernelsBusyRefusalAndStopsTheUnmounting) {
+    startService({"--fail", "dm_2d0=DeviceBusy"});
+    UDisksVolumes volumes(bus_, sysfs_, mounts_);
+
+    const auto refused = volumes.unmountWhole("sdb", 30);
+    // The same failure the kernel's calls give for EBUSY, so the check goes on to name the
+    // processes that hold the volume.
+    platform::MountCalls busyKernel;
+    busyKernel.unmount = [](const std::string&) { return EBUSY; };
+    busyKernel.flagsOf = [](const std::string&) { return 0ul; };
+    platform::LinuxVolumes kernel(sysfs_, mounts_, busyKernel);
+    EXPECT_EQ(refused, kernel.unmountWhole("sdb", 30));
+    ASSERT_TRUE(refused.has_value());
+    EXPECT_EQ(refused->kind, platform::UnmountFailure::Kind::refused);
+    EXPECT_EQ(calls(), (Lines{"Unmount dm_2d0 {}"}));
+}
+
+TEST_F(UDisksVolumesTest, OtherRefusalsCarryTheServicesMessage) {
+    startService({"--fail", "sdb1=NotAuthorizedCanObtain"});
+    UDisksVolumes volumes(bus_, sysfs_, mounts_);
+
+    EXPECT_EQ(volumes.unmountWhole("sdb", 30),
+              (platform::UnmountFailure{platform::UnmountFailure::Kind::refused,
+                                        "Not authorized to perform operation"}));
+    // What went before the refusal is mounted back.
+    volumes.mountWhole("sdb");
+    EXPECT_EQ(calls(), (Lines{"Unmount dm_2d0 {}", "Unmount sdb1 {}", "Mount dm_2d0 {}"}));
+}
+
+TEST_F(UDisksVolumesTest, ASilentServiceIsATimeOutAndAnUnknownDiskIsNoDisk) {
+    startService({"--silent", "dm_2d0"});
+    UDisksVolumes volumes(bus_, sysfs_, mounts_);
+
+    EXPECT_EQ(volumes.unmountWhole("sdb", 0.2)->kind, platform::UnmountFailure::Kind::timeout);
+    EXPECT_EQ(volumes.unmountWhole("sdz", 30)->kind, platform::UnmountFailure::Kind::noDisk);
+    EXPECT_EQ(calls(), (Lines{"Unmount dm_2d0 {}"}));
+}
+
+TEST_F(UDisksVolumesTest, TheChooserTakesTheServiceOnlyWhenItsNameHasAnOwner) {
+    auto without = chooseVolumes(bus_, sysfs_, mounts_);
+    EXPECT_NE(dynamic_cast<platform::LinuxVolumes*>(without.get()), nullptr);
+
+    startService();
+    auto with = chooseVolumes(bus_, sysfs_, mounts_);
+    EXPECT_NE(dynamic_cast<UDisksVolumes*>(with.get()), nullptr);
+
+    const QDBusConnection disconnected(QString("never connected"));
+    EXPECT_NE(dynamic_cast<platform::LinuxVolumes*>(chooseVolumes(disconnected, sysfs_, mounts_).get()),
+              nullptr);
+}
+
+// The service's own time-out, and a refusal without a message, which the stand-in can't give.
+TEST(UDisksErrors, TheServicesTimeOutIsATimeOutAndABareErrorIsNamed) {
+    using Kind = platform::UnmountFailure::Kind;
+    EXPECT_EQ(UDisks::unmountFailure("org.freedesktop.UDisks2.Error.Timedout", "x").kind, Kind::timeout);
+    EXPECT_EQ(UDisks::unmountFailure("org.freedesktop.DBus.Error.ServiceUnknown", ""),
+              (platform::UnmountFailure{Kind::refused, "org.freedesktop.DBus.Error.ServiceUnknown"}));
+}
+
+}  // namespace
+}  // namespace app
