@@ -62,35 +62,19 @@ ParseResult parseSelfTest(const std::vector<std::string_view>& rest) {
     return {parsed, {}};
 }
 
-ParseResult parseList(const std::vector<std::string_view>& rest) {
+// Commands about every drive (list, watch): --json and --help, no device.
+ParseResult parseAllDrives(Command command, std::string_view word, const std::vector<std::string_view>& rest) {
     Arguments parsed;
-    parsed.command = Command::list;
+    parsed.command = command;
     for (const auto arg : rest) {
         if (arg == "--json") {
             parsed.json = true;
         } else if (arg == "--help" || arg == "-h") {
             parsed.help = true;
         } else if (arg.starts_with("-")) {
-            return failure("Unknown option for list: " + std::string(arg) + ".");
+            return failure("Unknown option for " + std::string(word) + ": " + std::string(arg) + ".");
         } else {
-            return failure("list takes no device; got " + std::string(arg) + ".");
-        }
-    }
-    return {parsed, {}};
-}
-
-ParseResult parseWatch(const std::vector<std::string_view>& rest) {
-    Arguments parsed;
-    parsed.command = Command::watch;
-    for (const auto arg : rest) {
-        if (arg == "--json") {
-            parsed.json = true;
-        } else if (arg == "--help" || arg == "-h") {
-            parsed.help = true;
-        } else if (arg.starts_with("-")) {
-            return failure("Unknown option for watch: " + std::string(arg) + ".");
-        } else {
-            return failure("watch takes no device; got " + std::string(arg) + ".");
+            return failure(std::string(word) + " takes no device; got " + std::string(arg) + ".");
         }
     }
     return {parsed, {}};
@@ -125,8 +109,8 @@ ParseResult parseArguments(const std::vector<std::string_view>& args) {
     if (command == "--version") return {Arguments{Command::version, {}, false, false}, {}};
     if (command == "check") return parseCheck(rest);
     if (command == "selftest") return parseSelfTest(rest);
-    if (command == "list") return parseList(rest);
-    if (command == "watch") return parseWatch(rest);
+    if (command == "list") return parseAllDrives(Command::list, command, rest);
+    if (command == "watch") return parseAllDrives(Command::watch, command, rest);
     return failure("Unknown command: " + std::string(command) + ". Run vantrel --help for the commands.");
 }
 
