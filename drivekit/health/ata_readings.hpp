@@ -10,6 +10,7 @@
 
 #include "drivekit/health/ata_attribute.hpp"
 #include "drivekit/health/ata_family.hpp"
+#include "drivekit/health/ata_plausibility.hpp"
 #include "drivekit/health/verdict.hpp"
 
 namespace drivekit {
@@ -35,18 +36,25 @@ struct ATAReadings {
     std::optional<std::uint64_t> crcErrors;              // attribute 199
     std::optional<int> temperatureC;
     std::optional<std::uint8_t> temperatureAttribute;
-    std::optional<std::uint64_t> powerOnHours;  // attribute 9
+    /// Attribute 9, in hours whatever unit the drive counts in.
+    std::optional<std::uint64_t> powerOnHours;
     std::optional<std::uint64_t> writtenBytes;  // bytes written by the host
     /// Some attribute is at or below its threshold.
     bool anyFailingNow = false;
+    /// Raw values not used as they stand, in the order they were found; each is one line
+    /// of the report.
+    std::vector<ATANote> notes;
 
     /// Distils the rows of one reading. `isSSD` is the identity's answer, or the drive's
-    /// medium when the identity has none; `capacity` is the drive's size in bytes, used
-    /// only to work out the unit of bytes written. Never fails: rows that say nothing give
-    /// a record of absent figures.
+    /// medium when the identity has none; `capacity` is the drive's size in bytes and
+    /// `sectors` its logical sectors from IDENTIFY when read: they work out the unit of
+    /// bytes written and bound what a count can be. The model's quirks correct units and
+    /// layouts; figures that still can't be what they claim are dropped with a note.
+    /// Never fails: rows that say nothing give a record of absent figures.
     static ATAReadings make(const std::vector<ATAAttribute>& attributes, std::string_view model,
                             std::optional<std::string_view> firmware, std::optional<bool> isSSD,
-                            std::int64_t capacity);
+                            std::int64_t capacity,
+                            std::optional<std::uint64_t> sectors = std::nullopt);
 
     /// Bytes written by the host, from the family's written attribute (241 when it names
     /// none). Without a known unit, the unit that best fits the drive's average erase
@@ -62,6 +70,8 @@ struct ATAReadings {
     /// How worrying the spare left is, against the drive's own threshold when that is a
     /// usable one (1 to 89); `healthy` without a spare figure.
     Verdict spareVerdict() const;
+    /// The same judgement for any spare figure and threshold.
+    static Verdict spareVerdict(int spare, std::optional<int> threshold);
     /// `warning` when more sectors are pending than the family reports as noise.
     Verdict pendingVerdict() const;
 

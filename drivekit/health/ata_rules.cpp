@@ -158,6 +158,9 @@ std::vector<Finding> runRules(const ATAReadings& r, const std::optional<ATAIdent
     if (r.crcErrors && *r.crcErrors > 0) {
         findings.addCount(Verdict::healthy, Signal::connection, Wording::crcErrors, *r.crcErrors);
     }
+    // Raw values not taken as they stand: one line each, so the reader sees why a figure
+    // differs from what a raw table shows. Notes, never verdicts.
+    for (const ATANote& note : r.notes) findings.add(Verdict::healthy, Signal::drive, note.sentence());
     if (identity && !identity->smartEnabled) findings.addUnknown(Wording::smartOff);
     if (attributes.empty()) findings.addUnknown(Wording::noAttributes);
     return std::move(findings.list());
@@ -184,7 +187,11 @@ HealthReport evaluate(const std::optional<ATAIdentity>& identity,
         identity ? std::optional<std::string_view>(identity->firmware) : std::nullopt;
     const std::optional<bool> isSSD =
         identity && identity->isSSD() ? identity->isSSD() : drive.isSolidState;
-    ATAReadings readings = ATAReadings::make(attributes, model, firmware, isSSD, drive.sizeBytes);
+    const std::optional<std::uint64_t> sectors =
+        identity && identity->sectors > 0 ? std::optional<std::uint64_t>(identity->sectors)
+                                          : std::nullopt;
+    ATAReadings readings =
+        ATAReadings::make(attributes, model, firmware, isSSD, drive.sizeBytes, sectors);
 
     const auto latestTest = latestFinishedSelfTest(selfTests);
 

@@ -672,6 +672,54 @@ def find_key(doc, key):
     return None
 
 
+# The gallery: drives of the unit tests' gallery served by the bridge, with the tier, score,
+# power-on hours and reasons a careful engineer gives them (drivekit/health/tests/ata_gallery_test.cpp).
+GALLERY_EXPECTED = {
+    "sandisk-sdssda240g": (0, 100, 4200, ["Attribute 198's raw value isn't a count on this drive; "
+                                          "Vantrel goes by its normalized value."]),
+    "samsung-hm160ji": (0, 100, 18000, ["Attribute 9 counts half-minutes on this drive; "
+                                        "Vantrel converts it to hours."]),
+    "pny-cs900": (2, 24, 11200, ["Spare capacity has dropped to 24%."]),
+}
+
+
+def gallery_checks(name, found, tap):
+    for drive, (tier, score, hours, reasons) in GALLERY_EXPECTED.items():
+        sm, _, sm_text = parsed(found, f"{drive}-smartctl")
+        rep, rc, rep_text = parsed(found, f"{drive}-check-json")
+        if sm is None or rep is None:
+            tap.check(False, f"{name}/{drive}: smartctl and vantrel JSON parse", (sm_text or rep_text)[:300])
+            continue
+        tap.check(rep.get("model") == sm.get("model_name"), f"{name}/{drive}: the bridge serves this drive",
+                  f"vantrel {rep.get('model')!r}, smartctl {sm.get('model_name')!r}")
+        # smartctl decodes some raw values by its drive database (the SandForce 198, the
+        # Phison 170), so the raw column is compared apart from the rest.
+        want = [a[:5] for a in smartctl_attributes(sm)]
+        got = [a[:5] for a in vantrel_attributes(rep)]
+        tap.check(len(want) > 0 and got == want,
+                  f"{name}/{drive}: {len(want)} attributes (id, flags, value, worst, threshold) as smartctl",
+                  f"smartctl {want} vantrel {got}")
+        if drive == "sandisk-sdssda240g":
+            decoded = {a[0]: a[5] for a in smartctl_attributes(sm)}.get(198)
+            tap.check(decoded == 0 and "offlineUncorrectable" not in rep.get("ata", {}),
+                      f"{name}/{drive}: smartctl's drive database finds no count in 198 either, "
+                      "and vantrel counts none", f"smartctl 198 = {decoded}, vantrel {rep.get('ata')}")
+        findings = rep.get("findings", [])
+        got_tier = expected_verdict([(f.get("verdict"), None, None) for f in findings])
+        tap.check(got_tier == tier, f"{name}/{drive}: tier {VERDICTS[tier]}",
+                  f"vantrel says {VERDICTS.get(got_tier)}: {[f.get('message') for f in findings]}")
+        tap.check(rep.get("score") == score, f"{name}/{drive}: score {score}", f"vantrel says {rep.get('score')}")
+        messages = [f.get("message") for f in findings]
+        for reason in reasons:
+            tap.check(reason in messages, f"{name}/{drive}: says \"{reason[:50]}...\"", str(messages))
+        sm_hours = sm.get("power_on_time", {}).get("hours")
+        tap.check(rep.get("powerOnHours") == hours == sm_hours,
+                  f"{name}/{drive}: {hours} power-on hours, as smartctl converts them",
+                  f"vantrel {rep.get('powerOnHours')}, smartctl {sm_hours}")
+        code = 1 if tier in (2, 3, 4) else 0
+        tap.check(rc == code, f"{name}/{drive}: exit {code}", f"rc={rc}")
+
+
 def main():
     name, path = sys.argv[1], sys.argv[2]
     log = open(path, encoding="utf-8", errors="replace").read()
@@ -681,6 +729,8 @@ def main():
         tap.check(False, f"{name}: the guest printed its results", "no LAB blocks in the log")
     elif name.startswith("nvme"):
         nvme_checks(name, found, tap)
+    elif name == "gallery":
+        gallery_checks(name, found, tap)
     elif name.startswith("ata"):
         ata_checks(name, found, tap)
     elif name.startswith("list"):

@@ -55,6 +55,15 @@ scenario ata-sata ata-check.guest.sh -d sata,usb-storage
 scenario ata-bridge-bot ata-check.guest.sh -d none -H "$lab/guest/hooks" -U "$(satbridge bot)"
 scenario ata-bridge-uas ata-check.guest.sh -d none -H "$lab/guest/hooks" -U "$(satbridge uas)"
 
+# Real-looking drives from the unit tests' gallery, served one after another by the bridge
+# (our own hook switches its config): vantrel's tier, score and reasons against expectations.
+gallery_bridge() {
+  printf '%s' "cp '$here/gallery/sandisk-sdssda240g.json' \"\$HWLAB_WORK/satbridge.json\"; " \
+    "exec python3 '$lab/emu/usbredir_satbridge.py' --transport bot" \
+    " --image \"\$HWLAB_IMG_DIR/usbredir0.img\" --config \"\$HWLAB_WORK/satbridge.json\""
+}
+scenario gallery gallery.guest.sh -d none -H "$here/hooks" -U "$(gallery_bridge)"
+
 # Every kind of drive at once: what `vantrel list` shows of each, against the guest's sysfs
 # and lsblk. The modules mount the volumes the guest lays out.
 scenario list list.guest.sh -d nvme,sata,usb-bot,usb-uas,sd -M ext4 -M vfat -M nls_cp437 \

@@ -100,7 +100,6 @@ TEST(ATAReadings, RawCountersAreReadAtTheirOwnWidths) {
     EXPECT_EQ(r.crcErrors, 8u);
     EXPECT_EQ(r.powerOnHours, 16u);
     EXPECT_EQ(r.dataErrors(), 9u);
-    EXPECT_EQ(read({attr(9, 100, 0x00FF'FFFF)}).powerOnHours, 0xFF'FFFFu);
 }
 
 TEST(ATAReadings, SpinRetriesNeverForAnSSD) {
@@ -126,7 +125,7 @@ TEST(ATAReadings, IgnoredIdsAreGoneButStillCountForFailingNow) {
 }
 
 TEST(ATAReadings, SpareFromTheFirstTrustedIdWithAUsableThreshold) {
-    const ATAReadings r = read({attr(170, 77, 0, 10), attr(232, 99, 0, 10)});
+    const ATAReadings r = read({attr(170, 100, 0, 10), attr(232, 99, 0, 10)});
     EXPECT_EQ(r.spare, 99);
     EXPECT_EQ(r.spareAttribute, 232);
     EXPECT_EQ(r.spareThreshold, 10);
@@ -159,9 +158,10 @@ TEST(ATAReadings, WrittenBytesWithTheFamilyUnit) {
     EXPECT_EQ(read({attr(241, 100, 3)}, phisonModel).writtenBytes, 3ull * 1'073'741'824u);
     EXPECT_EQ(read({attr(241, 100, 0)}, phisonModel).writtenBytes, std::nullopt);
     // All 48 bits of the raw count, and a product past 64 bits stops at the top.
-    EXPECT_EQ(read({attr(241, 100, 0x1'0000'0000)}, phisonModel).writtenBytes,
+    const ATAFamily phison = ATAFamily::of(Kind::phison);
+    EXPECT_EQ(ATAReadings::writtenBytesEstimate({{241, attr(241, 100, 0x1'0000'0000)}}, phison, TB),
               0x1'0000'0000ull * 1'073'741'824u);
-    EXPECT_EQ(read({attr(241, 100, 0xFFFF'FFFF'FFFF)}, phisonModel).writtenBytes,
+    EXPECT_EQ(ATAReadings::writtenBytesEstimate({{241, attr(241, 100, 0xFFFF'FFFF'FFFF)}}, phison, TB),
               std::numeric_limits<std::uint64_t>::max());
 }
 
@@ -246,6 +246,66 @@ TEST(ATAReadings, PendingVerdictAllowsTheFamilyNoise) {
     EXPECT_EQ(read({attr(197, 100, 2)}, mx500Model).pendingVerdict(), Verdict::warning);
     EXPECT_EQ(read({attr(197, 100, 1)}).pendingVerdict(), Verdict::warning);
     EXPECT_EQ(read({attr(197, 100, 0)}).pendingVerdict(), Verdict::healthy);
+}
+
+// Figures no drive can have, on models no quirk names: dropped or read in the unit that
+// fits, each with its note.
+TEST(ATAReadings, ImpossibleFiguresAreNotTakenAsTheyStand) {
+    using Note = ATANote::Kind;
+    // Minutes read as hours: 119 years.
+    const ATAReadings minutes = read({attr(9, 100, 1'045'000)}, "ST380011A", false);
+    EXPECT_EQ(minutes.powerOnHours, std::nullopt);
+    EXPECT_EQ(minutes.notes, (std::vector<ATANote>{{Note::powerOnNotHours, 9}}));
+    EXPECT_EQ(read({attr(9, 100, 219'000)}).powerOnHours, 219'000u);
+
+    // A count of pending sectors past the drive's 1.95 billion sectors; with IDENTIFY's
+    // own count the bound is exact.
+    const ATAReadings packed = read({attr(197, 100, 0xFFFF'0000), attr(198, 100, 8)});
+    EXPECT_EQ(packed.pending, std::nullopt);
+    EXPECT_EQ(packed.offlineUncorrectable, 8u);
+    EXPECT_EQ(packed.notes, (std::vector<ATANote>{{Note::notACount, 197}}));
+    EXPECT_EQ(ATAReadings::make({attr(187, 100, 1'001)}, genericModel, std::nullopt, true, TB, 1'000)
+                  .reportedUncorrectable,
+              std::nullopt);
+
+    // A Kingston family drive counting 241 in blocks: 10 exabytes as gibibytes, 5 TB as
+    // blocks, which fits.
+    const ATAReadings blocks =
+        read({attr(9, 100, 9'000), attr(241, 100, 10'000'000'000)}, "KINGSTON SA400S37240G");
+    EXPECT_EQ(blocks.family.kind, Kind::kingston);
+    EXPECT_EQ(blocks.writtenBytes, 5'120'000'000'000u);
+    EXPECT_EQ(blocks.notes, (std::vector<ATANote>{{Note::writtenInBlocks, 241}}));
+    // More than the link could carry in 10 hours even as blocks: left out.
+    const ATAReadings tooMuch =
+        read({attr(9, 100, 10), attr(241, 100, 1'000'000'000'000)}, "KINGSTON SA400S37240G");
+    EXPECT_EQ(tooMuch.writtenBytes, std::nullopt);
+    EXPECT_EQ(tooMuch.notes, (std::vector<ATANote>{{Note::writtenNotPlausible, 241}}));
+}
+
+TEST(ATAReadings, ALifeFigureStandsUnlessTheEraseCountsAndAnotherFigureOverruleIt) {
+    // Erase counts alone (97) against 231 (7): the drive's figure stands.
+    const ATAReadings alone = read({attr(231, 7, 0), attr(167, 100, 45), attr(168, 100, 1'500)});
+    EXPECT_EQ(alone.life, 7);
+    EXPECT_TRUE(alone.notes.empty());
+    // A raw percentage agrees with the erase counts: overruled, the lower of them stands.
+    const ATAReadings overruled =
+        read({attr(231, 7, 93), attr(167, 100, 45), attr(168, 100, 1'500)});
+    EXPECT_EQ(overruled.life, 93);
+    EXPECT_EQ(overruled.lifeAttributes, (std::vector<std::uint8_t>{231, 167, 168}));
+    EXPECT_EQ(overruled.notes, (std::vector<ATANote>{{ATANote::Kind::lifeContradicted, 231}}));
+    // Without erase counts, a raw value that may be the percentage used never overrules.
+    EXPECT_EQ(read({attr(202, 8, 92), attr(246, 100, 1'000)}, mx500Model).life, 8);
+}
+
+TEST(ATAReadings, AFallingBadBlockAttributeSpeaksForTheSpare) {
+    // A family that reads no spare.
+    const ATAReadings phison = read({attr(170, 24, 436, 10)}, phisonModel);
+    EXPECT_EQ(phison.spare, 24);
+    EXPECT_EQ(phison.spareAttribute, 170);
+    EXPECT_EQ(phison.spareVerdict(), Verdict::warning);
+    // Beside a healthy 232, the worse one stands; without a threshold 170 says nothing.
+    EXPECT_EQ(read({attr(232, 100, 0, 10), attr(170, 14, 0, 10)}).spareAttribute, 170);
+    EXPECT_EQ(read({attr(170, 14, 0, 0)}, phisonModel).spare, std::nullopt);
 }
 
 }  // namespace
