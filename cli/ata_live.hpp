@@ -10,7 +10,7 @@
 #include <variant>
 #include <vector>
 
-#include "cli/machine.hpp"
+#include "app/machine.hpp"
 #include "drivekit/core/json.hpp"
 #include "drivekit/core/local_format.hpp"
 #include "drivekit/discovery/drive.hpp"

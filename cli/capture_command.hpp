@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "cli/ata_live.hpp"
-#include "cli/machine.hpp"
+#include "app/machine.hpp"
 #include "drivekit/usb/captured_usb_drive.hpp"
 #include "platform/usb_device.hpp"
 #include "platform/volumes.hpp"

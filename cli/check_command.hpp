@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "cli/arguments.hpp"
-#include "cli/machine.hpp"
+#include "app/machine.hpp"
 
 namespace cli {
 

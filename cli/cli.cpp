@@ -6,7 +6,7 @@
 #include <iostream>
 #include <thread>
 
-#include "app/linux/udisks_volumes.hpp"
+#include "platform/linux/udisks_volumes.hpp"
 #include "cli/arguments.hpp"
 #include "cli/capture_command.hpp"
 #include "cli/check_command.hpp"

@@ -14,7 +14,7 @@
 #include "drivekit/health/ata_smart_lib.hpp"
 #include "drivekit/health/sat.hpp"
 #include "drivekit/health/tests/ata_pages.hpp"
-#include "drivekit/usb/scsi_drive.hpp"
+#include "platform/scsi_drive.hpp"
 
 namespace drivekit::testpages {
 

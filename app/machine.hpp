@@ -11,7 +11,7 @@
 
 #include "drivekit/core/local_format.hpp"
 #include "drivekit/core/result.hpp"
-#include "drivekit/usb/scsi_drive.hpp"
+#include "platform/scsi_drive.hpp"
 #include "platform/block_probe.hpp"
 #include "platform/clock.hpp"
 #include "platform/mounts.hpp"
