@@ -8,6 +8,7 @@
 #include "drivekit/health/bridge_words.hpp"
 #include "drivekit/health/placeholders.hpp"
 #include "drivekit/health/report.hpp"
+#include "drivekit/health/wording.hpp"
 
 namespace app {
 
@@ -47,18 +48,6 @@ struct LimitedWords {
 };
 
 struct SourceWords {
-    static constexpr std::string_view nvmeInternal = "NVMe SMART, read live from the internal SSD.";
-    static constexpr std::string_view nvmeThunderbolt =
-        "NVMe SMART over Thunderbolt, read live without unmounting anything.";
-    static constexpr std::string_view handOver =
-        "ATA SMART over USB, read through the enclosure's bridge. Vantrel unmounts the drive for a "
-        "few seconds while it reads, then macOS mounts it again.";
-    static constexpr std::string_view liveUSB =
-        "ATA SMART through macOS's own USB storage driver, read live without unmounting anything.";
-    // A SATA disk inside the machine is read live through the kernel's own disk driver,
-    // with no USB involved.
-    static constexpr std::string_view liveSATA =
-        "ATA SMART through macOS's own disk driver, read live without unmounting anything.";
     static constexpr std::string_view connectedThrough = "Connected over USB through its %@.";
     static constexpr std::string_view connected = "Connected over USB.";
     static constexpr std::string_view untilYouRunIt =
@@ -111,15 +100,11 @@ std::string limitedUSBSource(const Drive& drive, bool usbCheckAvailable) {
 
 std::string sourceSentence(const Drive& drive, ReadMethod method, bool usbCheckAvailable) {
     switch (method) {
+        // A drive that was read says so in the one sentence its document gives.
         case ReadMethod::nvmeSMART:
-            return std::string(drive.transport == Transport::externalNVMe
-                                   ? SourceWords::nvmeThunderbolt
-                                   : SourceWords::nvmeInternal);
         case ReadMethod::ataSMARTHandOver:
-            return onLinux(SourceWords::handOver);
         case ReadMethod::ataSMARTLive:
-            return onLinux(drive.transport == Transport::usb ? SourceWords::liveUSB
-                                                             : SourceWords::liveSATA);
+            return DocumentWording::readSource(method, drive, std::nullopt, false);
         case ReadMethod::none:
             break;
     }

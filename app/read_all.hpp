@@ -64,6 +64,12 @@ std::vector<DriveRead> readDrives(const USBReports& reports, bool live, const Re
 /// The summaries of `readDrives`.
 std::vector<DriveSummary> readAll(const USBReports& reports, bool live, const ReadContext& context);
 
+/// Whether a drive needs its user's care: its rating is warning or worse, or the drive's
+/// own SMART status says it is failing, which the rules leave aside. The one policy
+/// behind every front end's "needs care".
+bool needsCare(const SummaryBuilder::Reading& reading);
+bool needsCare(const DriveRead& read);
+
 /// What the health document of a drive read by this pass is made from.
 drivekit::HealthDocument::Source documentSource(const DriveRead& read);
 

@@ -95,6 +95,7 @@ ATALiveReading liveReadingOf(Checker::Reading reading, Drive drive) {
     ATALiveReading live;
     live.drive = std::move(drive);
     live.source = std::move(reading.source);
+    live.method = ReadMethod::ataSMARTHandOver;
     live.identity = std::move(reading.identity);
     live.attributes = std::move(reading.attributes);
     live.selfTests = std::move(reading.selfTests);

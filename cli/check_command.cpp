@@ -75,9 +75,7 @@ Checked checkNVMe(std::string_view name, Machine& machine, std::ostream& err) {
     // controller facts serve where it doesn't.
     const Drive drive = discoveredDrive(name, machine).value_or(nvmeDrive(name, machine.sysfs));
     HealthReport report = HealthRules::evaluate(*health, drive, machine.locale);
-    const Verdict verdict = report.verdict();
-    const bool needsCare = verdict != Verdict::unknown && verdict >= Verdict::warning;
-    return {std::move(report), std::nullopt, needsCare ? exitNeedsCare : exitOK, *health};
+    return {std::move(report), std::nullopt, exitOK, *health};
 }
 
 Checked checkATA(std::string_view name, Machine& machine, std::ostream& err, bool capture) {
@@ -87,8 +85,7 @@ Checked checkATA(std::string_view name, Machine& machine, std::ostream& err, boo
     ATALiveReading reading = std::get<ATALiveReading>(std::move(read));
     // The raw reading stays beside the report: its SMART status is printed with it.
     HealthReport report = rateATAReading(reading, machine.locale);
-    const int code = ataExitCode(report, reading.smartStatus);
-    return {std::move(report), std::move(reading), code};
+    return {std::move(report), std::move(reading), exitOK};
 }
 
 // One drive, by the transport its kernel name gives away.
@@ -111,7 +108,7 @@ app::SummaryBuilder::Reading readingOf(const Checked& checked) {
     if (!checked.report) return reading;
     reading.report = checked.report;
     reading.nvme = checked.nvme;
-    reading.method = checked.nvme ? ReadMethod::nvmeSMART : ReadMethod::ataSMARTLive;
+    reading.method = checked.nvme ? ReadMethod::nvmeSMART : checked.ata->method;
     return reading;
 }
 
@@ -140,6 +137,7 @@ int runCheck(const Arguments& arguments, Machine& machine, std::ostream& out, st
         Checked checked = checkOne(name, machine, err, arguments.capture);
         exitCode = worseExit(exitCode, checked.exitCode);
         if (!checked.report && !checked.ata && !checked.summaryOnly) continue;
+        if (app::needsCare(readingOf(checked))) exitCode = worseExit(exitCode, exitNeedsCare);
         const auto read = summarizeMachineDrive(name, readingOf(checked), machine);
         if (arguments.json && arguments.fullReport && checked.report) {
             // The full report carries the raw rows a document leaves out: the NVMe health

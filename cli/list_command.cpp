@@ -7,15 +7,6 @@
 
 namespace cli {
 
-namespace {
-
-bool needsCare(drivekit::Tier tier) {
-    return tier == drivekit::Tier::warning || tier == drivekit::Tier::failing ||
-           tier == drivekit::Tier::failed;
-}
-
-}  // namespace
-
 int runList(const Arguments& arguments, Machine& machine, std::ostream& out, std::ostream& err) {
     if (arguments.help) {
         out << listUsageText();
@@ -35,7 +26,7 @@ int runList(const Arguments& arguments, Machine& machine, std::ostream& out, std
     }
     int code = exitOK;
     for (const auto& read : reads) {
-        if (needsCare(read.summary.tier)) code = exitNeedsCare;
+        if (app::needsCare(read)) code = exitNeedsCare;
     }
     return code;
 }

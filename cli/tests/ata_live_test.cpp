@@ -172,6 +172,29 @@ TEST_F(ATALive, ADriveNeedsCareForItsStatusOrItsFindings) {
     EXPECT_NE(r.out.find("Health: Watch, score 99 of 100"), std::string::npos) << r.out;
 }
 
+// An internal disk is read through the SATA driver, and every output of one check says so
+// in the same sentence.
+TEST_F(ATALive, OneCheckNamesOneReadSource) {
+    std::string all;
+    for (const auto& args : {std::vector<std::string_view>{"check", "sda"},
+                             std::vector<std::string_view>{"check", "sda", "--json"},
+                             std::vector<std::string_view>{"check", "sda", "--json=report"}}) {
+        all += run(args).out;
+    }
+    EXPECT_EQ(all.find("USB storage driver"), std::string::npos) << all;
+    EXPECT_EQ(all.find("disk driver"), std::string::npos) << all;
+    EXPECT_NE(all.find("Linux's own SATA driver"), std::string::npos) << all;
+}
+
+// The drive's own failing status needs care whichever command reads it.
+TEST_F(ATALive, AFailingStatusNeedsCareInTheListToo) {
+    disk.selfTestLog = drivekit::testpages::SelfTestLogPage().descriptor(1, 1, 0x00, 1300).newest(1).sealed();
+    disk.statusAnswer = FakeSATDisk::statusSense(0xF4, 0x2C);
+    EXPECT_EQ(run({"check", "sda"}).code, cli::exitNeedsCare);
+    const Outcome list = run({"list"});
+    EXPECT_EQ(list.code, cli::exitNeedsCare) << list.out << list.err;
+}
+
 TEST_F(ATALive, DisksThatCantBeReadSayWhyInOneSentence) {
     struct Case {
         const char* device;
