@@ -10,7 +10,7 @@
 #include <variant>
 #include <vector>
 
-#include "app/machine.hpp"
+#include "cli/app_names.hpp"
 #include "drivekit/core/json.hpp"
 #include "drivekit/core/local_format.hpp"
 #include "drivekit/discovery/drive.hpp"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "app/read_all.hpp"
-#include "app/machine.hpp"
+#include "cli/app_names.hpp"
 #include "drivekit/health/health_document.hpp"
 
 namespace cli {
