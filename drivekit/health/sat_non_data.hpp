@@ -24,9 +24,14 @@ Bytes smartReturnStatus(Variant variant);
 /// off-line sub-commands return at once and the test runs in the background.
 Bytes smartExecuteOffLineImmediate(Variant variant, std::uint8_t subcommand);
 
+/// CHECK POWER MODE (E5h), registers asked for: the drive answers in the count register
+/// without spinning up, so this is the one command that may go to a disk that sleeps.
+Bytes checkPowerMode(Variant variant);
+
 namespace ata {
 inline constexpr std::uint8_t smartExecuteOffLineImmediate = 0xD4;
 inline constexpr std::uint8_t smartReturnStatus = 0xDA;
+inline constexpr std::uint8_t checkPowerMode = 0xE5;
 /// SMART RETURN STATUS answers in LBA mid/high.
 inline constexpr std::uint8_t thresholdExceededLbaMid = 0xF4;
 inline constexpr std::uint8_t thresholdExceededLbaHigh = 0x2C;
