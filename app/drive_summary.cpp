@@ -43,6 +43,8 @@ struct LimitedWords {
     static constexpr std::string_view notReported = "macOS doesn't report this drive's health.";
     static constexpr std::string_view stillTracks =
         "Vantrel still tracks its read and write errors.";
+    static constexpr std::string_view asleep =
+        "The drive is asleep, and Vantrel doesn't wake a sleeping disk to read it.";
     static constexpr std::string_view sdCard =
         "Vantrel tracks its read and write errors, its speed and its free space.";
 };
@@ -200,8 +202,9 @@ std::string line(Tier tier, std::optional<int> lifeUsed, std::optional<int> life
     return std::string(LineWords::unreadable);
 }
 
-std::string limitedLine(DriveKind kind, bool usbNVMeBridge) {
+std::string limitedLine(DriveKind kind, bool usbNVMeBridge, bool asleep) {
     if (kind == DriveKind::sdCard) return std::string(LimitedWords::sdCard);
+    if (asleep) return joined({std::string(LimitedWords::asleep), std::string(LimitedWords::stillTracks)});
     std::string reason;
     if (kind == DriveKind::usb) {
         // A system without the hand-over can't arise here: the USB check goes straight from

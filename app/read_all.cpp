@@ -42,6 +42,12 @@ SummaryBuilder::Reading readNVMe(const Drive& drive, const ReadContext& context)
 
 SummaryBuilder::Reading readATALive(const Drive& drive, const ReadContext& context) {
     if (!context.connect) return {};
+    if (!context.wake &&
+        ATASMARTLib::powerMode(context.connect, drive.bsdName) == PowerMode::standby) {
+        SummaryBuilder::Reading asleep;
+        asleep.asleep = true;
+        return asleep;
+    }
     auto identity = ATASMARTLib::identify(context.connect, drive.bsdName);
     if (!identity) return {};
     const auto attributes = ATASMARTLib::attributes(context.connect, drive.bsdName)

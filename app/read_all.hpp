@@ -36,6 +36,9 @@ struct ReadContext {
     std::function<std::optional<FreeSpace>(std::string_view mountPoint)> freeSpace;
     /// The USB check is offered on this system.
     bool usbCheckAvailable = true;
+    /// Read ATA disks that sleep too, waking them. Off, a sleeping disk is asked only
+    /// whether it sleeps and is left so: a monitor must not keep disks spinning.
+    bool wake = false;
 };
 
 /// One drive of a pass: the record discovery gave once the read was over, what reading

@@ -96,9 +96,14 @@ std::optional<int> ataReachable(std::string_view name, const Machine& machine, s
 }
 
 std::variant<ATALiveReading, int> readATALive(std::string_view name, const Machine& machine,
-                                              std::ostream& err) {
+                                              std::ostream& err, bool wake) {
     if (auto refused = ataReachable(name, machine, err)) return *refused;
     const auto connect = ataConnect(machine);
+    if (!wake && ATASMARTLib::powerMode(connect, name) == PowerMode::standby) {
+        err << "vantrel: " << dev(name)
+            << " is asleep, and Vantrel doesn't wake a sleeping disk. Add --wake to read it.\n";
+        return exitAsleep;
+    }
 
     ATALiveReading reading;
     reading.drive = scsiDiskDrive(name, machine.sysfs);

@@ -49,9 +49,10 @@ drivekit::ATASMARTLib::Connect ataConnect(const Machine& machine);
 std::optional<int> ataReachable(std::string_view name, const Machine& machine, std::ostream& err);
 
 /// Reads the disk live. A disk that doesn't answer ATA PASS-THROUGH, or can't be opened,
-/// is one sentence on `err` and the exit code.
+/// is one sentence on `err` and the exit code. Unless `wake`, a disk that sleeps is asked
+/// nothing more than that and left asleep: a sentence and `exitAsleep`.
 std::variant<ATALiveReading, int> readATALive(std::string_view name, const Machine& machine,
-                                              std::ostream& err);
+                                              std::ostream& err, bool wake = false);
 
 /// The reading rated by the ATA rules, with numbers in the messages for `locale`.
 drivekit::HealthReport rateATAReading(const ATALiveReading& reading,

@@ -192,12 +192,12 @@ std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& 
 }
 
 std::variant<ATALiveReading, int> readATADrive(std::string_view name, Machine& machine,
-                                               std::ostream& err, bool capture) {
+                                               std::ostream& err, bool capture, bool wake) {
     if (capture) return readByCapture(name, machine, err);
     // The live path's sentence is held back until it is known whether the capture takes
     // over: a refusal it can get around is no error of the check.
     std::ostringstream live;
-    auto read = readATALive(name, machine, live);
+    auto read = readATALive(name, machine, live, wake);
     const int* code = std::get_if<int>(&read);
     const bool refused = code && *code == exitNotSupported;
     if (refused && machine.capture && scsiDiskDrive(name, machine.sysfs).transport == Transport::usb) {

@@ -50,7 +50,8 @@ std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& 
 
 /// The way `check` reads a SATA or USB disk: live through the kernel, and for a USB drive
 /// whose enclosure refuses that, by capture; by capture at once when `capture` is set.
+/// A sleeping disk is left asleep unless `wake`.
 std::variant<ATALiveReading, int> readATADrive(std::string_view name, Machine& machine,
-                                               std::ostream& err, bool capture);
+                                               std::ostream& err, bool capture, bool wake);
 
 }  // namespace cli

@@ -78,9 +78,10 @@ Checked checkNVMe(std::string_view name, Machine& machine, std::ostream& err) {
     return {std::move(report), std::nullopt, exitOK, *health};
 }
 
-Checked checkATA(std::string_view name, Machine& machine, std::ostream& err, bool capture) {
+Checked checkATA(std::string_view name, Machine& machine, std::ostream& err, bool capture,
+                 bool wake) {
     // A USB enclosure that refuses pass-through through the driver is read by capture.
-    auto read = readATADrive(name, machine, err, capture);
+    auto read = readATADrive(name, machine, err, capture, wake);
     if (auto* code = std::get_if<int>(&read)) return {std::nullopt, std::nullopt, *code};
     ATALiveReading reading = std::get<ATALiveReading>(std::move(read));
     // The raw reading stays beside the report: its SMART status is printed with it.
@@ -89,10 +90,11 @@ Checked checkATA(std::string_view name, Machine& machine, std::ostream& err, boo
 }
 
 // One drive, by the transport its kernel name gives away.
-Checked checkOne(std::string_view name, Machine& machine, std::ostream& err, bool capture) {
+Checked checkOne(std::string_view name, Machine& machine, std::ostream& err, bool capture,
+                 bool wake) {
     if (auto refused = refuseDevice(name, machine, err)) return {std::nullopt, std::nullopt, *refused};
     if (isNVMeName(name)) return checkNVMe(name, machine, err);
-    if (isSCSIDiskName(name)) return checkATA(name, machine, err, capture);
+    if (isSCSIDiskName(name)) return checkATA(name, machine, err, capture, wake);
     if (summarizeMachineDrive(name, {}, machine)) return {std::nullopt, std::nullopt, exitOK, std::nullopt, true};
     err << "vantrel: " << dev(name)
         << " is neither an NVMe nor a SATA or USB drive; Vantrel can't read its health.\n";
@@ -134,7 +136,7 @@ int runCheck(const Arguments& arguments, Machine& machine, std::ostream& out, st
     json::Object documents = json::Object::array();
     bool first = true;
     for (const auto& name : names) {
-        Checked checked = checkOne(name, machine, err, arguments.capture);
+        Checked checked = checkOne(name, machine, err, arguments.capture, arguments.wake);
         exitCode = worseExit(exitCode, checked.exitCode);
         if (!checked.report && !checked.ata && !checked.summaryOnly) continue;
         if (app::needsCare(readingOf(checked))) exitCode = worseExit(exitCode, exitNeedsCare);

@@ -1,6 +1,8 @@
 #include "cli/cli.hpp"
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 
 #include "app/linux/linux_machine.hpp"
@@ -45,6 +47,22 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
     return exitUsage;
 }
 
+namespace {
+
+// What a script reads must have arrived: an output that couldn't be written (stdout on
+// a full disk) turns any outcome into a failure.
+int outputChecked(int code) {
+    errno = 0;
+    std::cout.flush();
+    if (std::cout) return code;
+    const int error = errno;
+    std::cerr << "vantrel: couldn't write the output"
+              << (error != 0 ? std::string(": ") + std::strerror(error) : std::string()) << ".\n";
+    return exitOutputFailed;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
     std::vector<std::string_view> args;
     for (int i = 1; i < argc; ++i) args.emplace_back(argv[i]);
@@ -54,7 +72,7 @@ int main(int argc, char** argv) {
         return exitUsage;
     }
     if (const auto parsed = parseArguments(args); parsed.arguments && parsed.arguments->demo) {
-        return runDemo(args, *parsed.arguments->demo, std::cout, std::cerr);
+        return outputChecked(runDemo(args, *parsed.arguments->demo, std::cout, std::cerr));
     }
     app::LinuxMachine computer;
     Machine& machine = computer.machine();
@@ -65,7 +83,7 @@ int main(int argc, char** argv) {
     if (capture.usb.privileged()) {
         for (const auto& line : capture.recoverOrphans()) std::cerr << "vantrel: " << line << '\n';
     }
-    return run(args, machine, std::cout, std::cerr);
+    return outputChecked(run(args, machine, std::cout, std::cerr));
 }
 
 }  // namespace cli

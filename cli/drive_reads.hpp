@@ -12,7 +12,7 @@
 namespace cli {
 
 /// Every shown drive of the machine, read live, in discovery's order.
-std::vector<app::DriveRead> readMachineDrives(const Machine& machine);
+std::vector<app::DriveRead> readMachineDrives(const Machine& machine, bool wake = false);
 
 /// One drive by kernel name, read live; nothing when discovery doesn't know it as a shown
 /// drive.

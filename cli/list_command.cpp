@@ -12,8 +12,8 @@ int runList(const Arguments& arguments, Machine& machine, std::ostream& out, std
         out << listUsageText();
         return exitOK;
     }
-    const auto reads = readMachineDrives(machine);
-    if (reads.empty()) {
+    const auto reads = readMachineDrives(machine, arguments.wake);
+    if (reads.empty() && !arguments.json) {
         err << "vantrel: this computer has no drives to list.\n";
         return exitNoDevice;
     }
@@ -22,7 +22,7 @@ int runList(const Arguments& arguments, Machine& machine, std::ostream& out, std
         for (const auto& read : reads) documents.push_back(documentOf(read, machine).toJSON());
         out << drivekit::json::dump(documents, drivekit::json::Layout::prettySorted) << '\n';
     } else {
-        printDriveList(reads, out);
+        printDriveList(reads, arguments.wide, out);
     }
     int code = exitOK;
     for (const auto& read : reads) {

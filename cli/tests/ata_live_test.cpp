@@ -248,7 +248,23 @@ TEST_F(ATALive, OtherKindsOfDiskAreRefusedBeforeAnyCommand) {
 }
 
 TEST_F(ATALive, SelfTestStartsByKindWithTheDrivesEstimate) {
+    // The fixture's drive is 70% through a test: starting another would end it.
     Outcome r = run({"selftest", "sda", "short"});
+    EXPECT_EQ(r.code, cli::exitBusy);
+    EXPECT_EQ(r.err, "vantrel: A self-test is running on /dev/sda (70% done). Starting another "
+                     "would end it: add --abort to do that anyway.\n");
+    EXPECT_FALSE(sentSelfTestStart(0x01));
+    r = run({"selftest", "sda", "short", "--abort"});
+    ASSERT_EQ(r.code, cli::exitOK) << r.err;
+    EXPECT_TRUE(sentSelfTestStart(0x01));
+
+    disk.smartData = drivekit::testpages::SmartDataPage()
+                         .selfTestStatus(0x00)
+                         .byteAt(372, 2)
+                         .byteAt(373, 30)
+                         .sealed();
+    disk.sent.clear();
+    r = run({"selftest", "sda", "short"});
     ASSERT_EQ(r.code, cli::exitOK) << r.err;
     EXPECT_EQ(r.out,
               "Started the short self-test on /dev/sda. The drive expects it to take about 2 minutes.\n"
@@ -285,7 +301,7 @@ TEST_F(ATALive, SelfTestWithoutAKindShowsProgressAndTheLog) {
     ASSERT_EQ(r.code, cli::exitOK) << r.err;
     const auto document = drivekit::json::parse(r.out);
     ASSERT_TRUE(document) << r.out;
-    EXPECT_EQ((*document)["progress"]["outcome"], 0);
+    EXPECT_EQ((*document)["progress"]["outcome"], "passed");
     EXPECT_EQ((*document)["progress"]["percentDone"], 100);
     EXPECT_FALSE((*document)["progress"].contains("shortMinutes"));
     EXPECT_TRUE((*document)["selfTests"].is_array());
@@ -302,6 +318,7 @@ TEST_F(ATALive, SelfTestCommandLine) {
         {{"selftest", "sda", "long"}, "Unknown self-test: long. Give short or extended."},
         {{"selftest", "sda", "short", "extended"}, "selftest takes one test; got a second one: extended."},
         {{"selftest", "sda", "--now"}, "Unknown option for selftest: --now."},
+        {{"selftest", "sda", "--abort"}, "--abort goes with a test to start: short or extended."},
     };
     for (const auto& c : cases) {
         const Outcome r = run(c.args);
@@ -310,7 +327,7 @@ TEST_F(ATALive, SelfTestCommandLine) {
     }
     const Outcome help = run({"selftest", "--help"});
     EXPECT_EQ(help.code, cli::exitOK);
-    EXPECT_NE(help.out.find("Usage: vantrel selftest DEVICE [short|extended] [--json]"), std::string::npos);
+    EXPECT_NE(help.out.find("Usage: vantrel selftest DEVICE [short|extended [--abort]] [--json]"), std::string::npos);
     EXPECT_TRUE(disk.sent.empty());
 }
 
