@@ -348,7 +348,7 @@ def selftest_checks(name, prefix, found, tap):
         tap.check(False, f"{name}/{prefix}: self-test logs parse", (sm_text if sm is None else st_text)[:200])
         return
     want, got = smartctl_selftests(sm), vantrel_selftests(st.get("selfTests", []))
-    tap.check(len(want) > 0 and want[0][0] == 1, f"{name}/{prefix}: the drive logged the short test",
+    tap.check(len(want) > 0 and want[0][0] == "short", f"{name}/{prefix}: the drive logged the short test",
               f"smartctl {want}")
     tap.check(st_rc == 0 and got == want, f"{name}/{prefix}: vantrel selftest shows the log as smartctl",
               f"rc={st_rc} smartctl {want} vantrel {got}")
@@ -371,6 +371,30 @@ def refused_checks(name, found, tap):
                   f"rc={rc} {text[:160]!r}")
 
 
+# The whole guest log, for lines outside the LAB blocks.
+LOG = ""
+
+
+def asleep_checks(name, found, tap):
+    """The bridge's drive put to sleep: list and check leave it asleep, --wake reads it."""
+    woken = dict(re.findall(r"^LAB-WOKEN (\S+) (\d+)", LOG, re.M))
+    text, rc = found.get("asleep-list", ("", -1))
+    row = next((line for line in text.splitlines() if "/dev/" in line), "")
+    tap.check(rc == 0 and " asleep " in row, f"{name}: list shows the sleeping drive as asleep", text[:300])
+    text, rc = found.get("asleep-check", ("", -1))
+    tap.check(rc == 7 and "is asleep" in text and "--wake" in text,
+              f"{name}: check leaves a sleeping drive alone and says how to read it (exit 7)",
+              f"rc={rc} {text[:200]}")
+    before, after = woken.get("before"), woken.get("after-list-and-check")
+    tap.check(before is not None and before == after,
+              f"{name}: neither list nor check woke the drive", f"woken {before} -> {after}")
+    rep, rc, _ = parsed(found, "asleep-wake")
+    tap.check(rep is not None and rc in (0, 1) and len(rep.get("attributes", [])) > 0,
+              f"{name}: check --wake reads the sleeping drive", f"rc={rc}")
+    tap.check(after is not None and woken.get("after-wake") is not None and
+              int(woken["after-wake"]) > int(after), f"{name}: and --wake did wake it", str(woken))
+
+
 def ata_checks(name, found, tap):
     if "sata-smartctl" in found:
         ata_read_checks(name, "sata", found, tap)
@@ -391,6 +415,8 @@ def ata_checks(name, found, tap):
     if "bridge-smartctl" in found:
         ata_read_checks(name, "bridge", found, tap)
         selftest_checks(name, "bridge", found, tap)
+    if "asleep-list" in found:
+        asleep_checks(name, found, tap)
     if "failing-smartctl" in found:
         rep, verdict = ata_read_checks(name, "failing", found, tap)
         if rep is not None:
@@ -684,7 +710,8 @@ def find_key(doc, key):
 
 def main():
     name, path = sys.argv[1], sys.argv[2]
-    log = open(path, encoding="utf-8", errors="replace").read()
+    global LOG
+    log = LOG = open(path, encoding="utf-8", errors="replace").read()
     found = blocks(log)
     tap = Tap()
     if not found:
