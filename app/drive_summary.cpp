@@ -8,6 +8,7 @@
 #include "drivekit/health/bridge_words.hpp"
 #include "drivekit/health/placeholders.hpp"
 #include "drivekit/health/report.hpp"
+#include "drivekit/health/wording.hpp"
 
 namespace app {
 
@@ -42,23 +43,13 @@ struct LimitedWords {
     static constexpr std::string_view notReported = "macOS doesn't report this drive's health.";
     static constexpr std::string_view stillTracks =
         "Vantrel still tracks its read and write errors.";
+    static constexpr std::string_view asleep =
+        "The drive is asleep, and Vantrel doesn't wake a sleeping disk to read it.";
     static constexpr std::string_view sdCard =
         "Vantrel tracks its read and write errors, its speed and its free space.";
 };
 
 struct SourceWords {
-    static constexpr std::string_view nvmeInternal = "NVMe SMART, read live from the internal SSD.";
-    static constexpr std::string_view nvmeThunderbolt =
-        "NVMe SMART over Thunderbolt, read live without unmounting anything.";
-    static constexpr std::string_view handOver =
-        "ATA SMART over USB, read through the enclosure's bridge. Vantrel unmounts the drive for a "
-        "few seconds while it reads, then macOS mounts it again.";
-    static constexpr std::string_view liveUSB =
-        "ATA SMART through macOS's own USB storage driver, read live without unmounting anything.";
-    // A SATA disk inside the machine is read live through the kernel's own disk driver,
-    // with no USB involved.
-    static constexpr std::string_view liveSATA =
-        "ATA SMART through macOS's own disk driver, read live without unmounting anything.";
     static constexpr std::string_view connectedThrough = "Connected over USB through its %@.";
     static constexpr std::string_view connected = "Connected over USB.";
     static constexpr std::string_view untilYouRunIt =
@@ -111,15 +102,11 @@ std::string limitedUSBSource(const Drive& drive, bool usbCheckAvailable) {
 
 std::string sourceSentence(const Drive& drive, ReadMethod method, bool usbCheckAvailable) {
     switch (method) {
+        // A drive that was read says so in the one sentence its document gives.
         case ReadMethod::nvmeSMART:
-            return std::string(drive.transport == Transport::externalNVMe
-                                   ? SourceWords::nvmeThunderbolt
-                                   : SourceWords::nvmeInternal);
         case ReadMethod::ataSMARTHandOver:
-            return onLinux(SourceWords::handOver);
         case ReadMethod::ataSMARTLive:
-            return onLinux(drive.transport == Transport::usb ? SourceWords::liveUSB
-                                                             : SourceWords::liveSATA);
+            return DocumentWording::readSource(method, drive, std::nullopt, false);
         case ReadMethod::none:
             break;
     }
@@ -215,8 +202,9 @@ std::string line(Tier tier, std::optional<int> lifeUsed, std::optional<int> life
     return std::string(LineWords::unreadable);
 }
 
-std::string limitedLine(DriveKind kind, bool usbNVMeBridge) {
+std::string limitedLine(DriveKind kind, bool usbNVMeBridge, bool asleep) {
     if (kind == DriveKind::sdCard) return std::string(LimitedWords::sdCard);
+    if (asleep) return joined({std::string(LimitedWords::asleep), std::string(LimitedWords::stillTracks)});
     std::string reason;
     if (kind == DriveKind::usb) {
         // A system without the hand-over can't arise here: the USB check goes straight from

@@ -123,6 +123,8 @@ struct DriveSummary {
     std::optional<bool> hasVolumes;
     /// The enclosure's bridge is an NVMe one: no hand-over is possible.
     std::optional<bool> usbNVMeBridge;
+    /// The disk was asleep at the last pass and wasn't woken to be read.
+    std::optional<bool> asleep;
 
     /// The key that survives reconnection: "usb:" and the signature for a USB drive that
     /// has one; "name:<name>:<capacityBytes>" for a drive with no identity of its own
@@ -168,8 +170,8 @@ std::string line(drivekit::Tier tier, std::optional<int> lifeUsed, std::optional
                  std::span<const drivekit::Finding> findings, const drivekit::Locale& locale);
 
 /// The line of a drive whose health couldn't be read: why, then what is still tracked.
-/// `usbNVMeBridge` matters only for USB drives.
-std::string limitedLine(drivekit::DriveKind kind, bool usbNVMeBridge);
+/// `usbNVMeBridge` matters only for USB drives; `asleep`, a disk left asleep, for any.
+std::string limitedLine(drivekit::DriveKind kind, bool usbNVMeBridge, bool asleep = false);
 
 /// How the summary was read. `method` none is a limited drive; `usbCheckAvailable` says
 /// the USB check is offered for it on this system. A hidden model adds a first sentence.

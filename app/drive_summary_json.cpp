@@ -128,6 +128,7 @@ json::Object DriveSummary::toJSON() const {
     if (transferMode) o["transferMode"] = transferMode->toJSON();
     json::putOptional(o, "hasVolumes", hasVolumes);
     json::putOptional(o, "usbNVMeBridge", usbNVMeBridge);
+    json::putOptional(o, "asleep", asleep);
     return o;
 }
 
@@ -193,6 +194,7 @@ std::optional<DriveSummary> DriveSummary::fromJSON(const json::Object& o) {
     s.score = field::integer(o, "score");
     s.lifeLeft = field::integer(o, "lifeLeft");
     s.lifeUsed = field::integer(o, "lifeUsed");
+    s.asleep = field::boolean(o, "asleep");
     s.spare = field::integer(o, "spare");
     s.dataErrors = field::uint64(o, "dataErrors");
     s.forecast = optionalRecord<LifeForecast>(o, "forecast", &forecastFromJSON);

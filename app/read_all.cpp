@@ -42,6 +42,12 @@ SummaryBuilder::Reading readNVMe(const Drive& drive, const ReadContext& context)
 
 SummaryBuilder::Reading readATALive(const Drive& drive, const ReadContext& context) {
     if (!context.connect) return {};
+    if (!context.wake &&
+        ATASMARTLib::powerMode(context.connect, drive.bsdName) == PowerMode::standby) {
+        SummaryBuilder::Reading asleep;
+        asleep.asleep = true;
+        return asleep;
+    }
     auto identity = ATASMARTLib::identify(context.connect, drive.bsdName);
     if (!identity) return {};
     const auto attributes = ATASMARTLib::attributes(context.connect, drive.bsdName)
@@ -52,7 +58,7 @@ SummaryBuilder::Reading readATALive(const Drive& drive, const ReadContext& conte
     reading.smartStatus = SMARTStatusRules::ata(context.connect, drive.bsdName);
     reading.report =
         HealthRules::evaluate(std::optional<ATAIdentity>(std::move(identity).value()), attributes,
-                              drive, ReadingSource::ataLive(), selfTests, context.discovery.locale);
+                              drive, ReadingSource::ataLive(drive.transport), selfTests, context.discovery.locale);
     return reading;
 }
 
@@ -118,6 +124,19 @@ std::vector<DriveSummary> readAll(const USBReports& reports, bool live,
         summaries.push_back(std::move(read.summary));
     }
     return summaries;
+}
+
+bool needsCare(const SummaryBuilder::Reading& reading) {
+    if (reading.smartStatus == SMARTStatus::failing) return true;
+    if (!reading.report) return false;
+    const Verdict verdict = reading.report->verdict();
+    return verdict != Verdict::unknown && verdict >= Verdict::warning;
+}
+
+bool needsCare(const DriveRead& read) {
+    const Tier tier = read.summary.tier;
+    return needsCare(read.reading) || tier == Tier::warning || tier == Tier::failing ||
+           tier == Tier::failed;
 }
 
 HealthDocument::Source documentSource(const DriveRead& read) {

@@ -36,6 +36,9 @@ struct ReadContext {
     std::function<std::optional<FreeSpace>(std::string_view mountPoint)> freeSpace;
     /// The USB check is offered on this system.
     bool usbCheckAvailable = true;
+    /// Read ATA disks that sleep too, waking them. Off, a sleeping disk is asked only
+    /// whether it sleeps and is left so: a monitor must not keep disks spinning.
+    bool wake = false;
 };
 
 /// One drive of a pass: the record discovery gave once the read was over, what reading
@@ -63,6 +66,12 @@ std::vector<DriveRead> readDrives(const USBReports& reports, bool live, const Re
 
 /// The summaries of `readDrives`.
 std::vector<DriveSummary> readAll(const USBReports& reports, bool live, const ReadContext& context);
+
+/// Whether a drive needs its user's care: its rating is warning or worse, or the drive's
+/// own SMART status says it is failing, which the rules leave aside. The one policy
+/// behind every front end's "needs care".
+bool needsCare(const SummaryBuilder::Reading& reading);
+bool needsCare(const DriveRead& read);
 
 /// What the health document of a drive read by this pass is made from.
 drivekit::HealthDocument::Source documentSource(const DriveRead& read);

@@ -179,10 +179,13 @@ void fillFromReport(DriveSummary& summary, const Drive& drive, const Reading& re
     }
 }
 
-void fillLimited(DriveSummary& summary, const Drive& drive, const Surroundings& around) {
+void fillLimited(DriveSummary& summary, const Drive& drive, bool asleep,
+                 const Surroundings& around) {
     summary.tier = Tier::limited;
     summary.title = SummaryWording::title(Tier::limited, summary.kind, false);
-    summary.line = SummaryWording::limitedLine(summary.kind, summary.usbNVMeBridge.value_or(false));
+    if (asleep) summary.asleep = true;
+    summary.line = SummaryWording::limitedLine(summary.kind, summary.usbNVMeBridge.value_or(false),
+                                               asleep);
     summary.insight =
         DriveInsight::limited(drive, DriveInsight::Facts{summary.modelHidden, around.locale});
 }
@@ -213,7 +216,7 @@ DriveSummary summarize(const Drive& drive, const Reading& reading, const Surroun
     if (read) {
         fillFromReport(summary, drive, reading, around);
     } else {
-        fillLimited(summary, drive, around);
+        fillLimited(summary, drive, reading.asleep, around);
     }
     summary.readSource = SummaryWording::readSource(drive, read ? reading.method : ReadMethod::none,
                                                     summary.modelHidden, around.usbCheckAvailable);

@@ -47,6 +47,8 @@ struct Reading {
     std::optional<drivekit::NVMeHealth> nvme;
     /// The drive's own pass/fail word, where the reading gave one.
     drivekit::SMARTStatus smartStatus = drivekit::SMARTStatus::notSupported;
+    /// The disk was asleep and left so: nothing was read.
+    bool asleep = false;
 };
 
 /// The facts around a drive that the summary takes from discovery and the file system.

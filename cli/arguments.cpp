@@ -19,6 +19,8 @@ ParseResult parseCheck(const std::vector<std::string_view>& rest) {
             parsed.fullReport = true;
         } else if (arg == "--capture") {
             parsed.capture = true;
+        } else if (arg == "--wake") {
+            parsed.wake = true;
         } else if (arg == "--help" || arg == "-h") {
             parsed.help = true;
         } else if (arg.starts_with("-")) {
@@ -40,6 +42,8 @@ ParseResult parseSelfTest(const std::vector<std::string_view>& rest) {
     for (const auto arg : rest) {
         if (arg == "--json") {
             parsed.json = true;
+        } else if (arg == "--abort") {
+            parsed.abort = true;
         } else if (arg == "--help" || arg == "-h") {
             parsed.help = true;
         } else if (arg.starts_with("-")) {
@@ -59,16 +63,22 @@ ParseResult parseSelfTest(const std::vector<std::string_view>& rest) {
         }
     }
     if (!parsed.device && !parsed.help) return failure("selftest needs a device, such as sda.");
+    if (parsed.abort && !parsed.start) return failure("--abort goes with a test to start: short or extended.");
     return {parsed, {}};
 }
 
-// Commands about every drive (list, watch): --json and --help, no device.
+// Commands about every drive (list, watch): --json and --help, no device; list also
+// takes --wake and --wide.
 ParseResult parseAllDrives(Command command, std::string_view word, const std::vector<std::string_view>& rest) {
     Arguments parsed;
     parsed.command = command;
     for (const auto arg : rest) {
         if (arg == "--json") {
             parsed.json = true;
+        } else if (command == Command::list && arg == "--wake") {
+            parsed.wake = true;
+        } else if (command == Command::list && arg == "--wide") {
+            parsed.wide = true;
         } else if (arg == "--help" || arg == "-h") {
             parsed.help = true;
         } else if (arg.starts_with("-")) {
@@ -118,7 +128,7 @@ std::string usageText() {
     return "Usage: vantrel COMMAND [OPTIONS]\n"
            "\n"
            "Commands:\n"
-           "  list [--json]             every drive with its health tier, score and line\n"
+           "  list [--json] [--wake]    every drive with its health tier, score and line\n"
            "  check [DEVICE] [--json]   health of one drive, or of every NVMe drive\n"
            "  selftest DEVICE [short|extended] [--json]\n"
            "                            start a drive's own self-test, or follow it\n"
@@ -133,7 +143,7 @@ std::string usageText() {
 }
 
 std::string checkUsageText() {
-    return "Usage: vantrel check [DEVICE] [--capture] [--json | --json=report]\n"
+    return "Usage: vantrel check [DEVICE] [--capture] [--wake] [--json | --json=report]\n"
            "\n"
            "Reads a drive's own health data and rates it: tier, score, findings, forecast\n"
            "and the raw health-log rows. DEVICE is a kernel name such as nvme0n1 or sda, or\n"
@@ -149,23 +159,28 @@ std::string checkUsageText() {
            "its volumes mounted again. Progress goes to stderr. Ctrl-C gives it back too.\n"
            "\n"
            "  --capture      read a USB drive that way even when the driver passes requests on\n"
+           "  --wake         read a SATA or USB hard drive that sleeps too; without it, a\n"
+           "                 sleeping disk is only asked whether it sleeps, and left so\n"
            "  --json         print the drive's health document (an array without DEVICE)\n"
            "  --json=report  print the full rated report instead: the raw health-log rows,\n"
            "                 the attribute table, the self-test log and the SMART status\n"
            "\n"
            "Exit codes: 0 healthy or worth watching, 1 needs care, 2 bad command line,\n"
-           "3 no such device, 4 no readable health data, 5 needs root, 6 read failed.\n";
+           "3 no such device, 4 no readable health data, 5 needs root, 6 read failed,\n"
+           "7 asleep and left so.\n";
 }
 
 std::string listUsageText() {
-    return "Usage: vantrel list [--json]\n"
+    return "Usage: vantrel list [--json] [--wake] [--wide]\n"
            "\n"
            "Lists every drive of this computer, one line each: its name, device, kind,\n"
            "health tier, score out of 100 and one line on its health. NVMe, SATA and USB\n"
            "drives are read live; a drive whose health can't be read (an SD card, or without\n"
            "root) is listed as limited. Reading health data needs root.\n"
            "\n"
-           "  --json   print the health document of each drive, as an array\n"
+           "  --json   print the health document of each drive, as an array (empty: [])\n"
+           "  --wake   read hard drives that sleep too; without it they are listed as asleep\n"
+           "  --wide   show model names and lines whole; without it, rows fit 100 columns\n"
            "\n"
            "Exit codes: 0 listed, 1 a drive needs care, 2 bad command line, 3 no drives.\n";
 }
@@ -182,17 +197,19 @@ std::string watchUsageText() {
 }
 
 std::string selfTestUsageText() {
-    return "Usage: vantrel selftest DEVICE [short|extended] [--json]\n"
+    return "Usage: vantrel selftest DEVICE [short|extended [--abort]] [--json]\n"
            "\n"
            "With short or extended, asks a SATA or USB drive (such as sda) to start its own\n"
            "self-test; the drive runs it in the background, minutes for a short test, hours\n"
            "for an extended one. Without a test, shows whether one is running and how far it\n"
            "got, and the drive's self-test log. Needs root.\n"
            "\n"
+           "  --abort  start the test even while another runs: the drive ends that one\n"
            "  --json   print the progress and the log as JSON\n"
            "\n"
            "Exit codes: 0 done, 2 bad command line, 3 no such device, 4 no self-tests on this\n"
-           "drive, 5 needs root, 6 the drive didn't start the test.\n";
+           "drive, 5 needs root, 6 the drive didn't start the test, 8 a test is running\n"
+           "(without --abort).\n";
 }
 
 }  // namespace cli

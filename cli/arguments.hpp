@@ -26,6 +26,12 @@ struct Arguments {
     /// check --json=report: the full rated report (raw health-log rows, attribute table,
     /// self-test log) instead of the shareable health document.
     bool fullReport = false;
+    /// check, list --wake: read ATA disks that sleep too, spinning them up.
+    bool wake = false;
+    /// list --wide: model names and lines whole, however wide the rows get.
+    bool wide = false;
+    /// selftest --abort: start a test even while one runs, which ends that one.
+    bool abort = false;
 };
 
 struct ParseResult {

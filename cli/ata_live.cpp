@@ -25,13 +25,6 @@ std::string dev(std::string_view name) {
     return "/dev/" + std::string(name);
 }
 
-// The live path serves internal SATA disks too, which the USB wording doesn't fit.
-std::string sourceFor(Transport transport) {
-    if (transport == Transport::usb) return ReadingSource::ataLive();
-    return PlatformWords::forLinux(
-        "ATA SMART through macOS's own SATA driver, read live without unmounting anything.");
-}
-
 void row(std::ostream& out, std::string_view label, std::string_view value) {
     out << "  " << std::left << std::setw(34) << label << value << '\n';
 }
@@ -103,13 +96,18 @@ std::optional<int> ataReachable(std::string_view name, const Machine& machine, s
 }
 
 std::variant<ATALiveReading, int> readATALive(std::string_view name, const Machine& machine,
-                                              std::ostream& err) {
+                                              std::ostream& err, bool wake) {
     if (auto refused = ataReachable(name, machine, err)) return *refused;
     const auto connect = ataConnect(machine);
+    if (!wake && ATASMARTLib::powerMode(connect, name) == PowerMode::standby) {
+        err << "vantrel: " << dev(name)
+            << " is asleep, and Vantrel doesn't wake a sleeping disk. Add --wake to read it.\n";
+        return exitAsleep;
+    }
 
     ATALiveReading reading;
     reading.drive = scsiDiskDrive(name, machine.sysfs);
-    reading.source = sourceFor(reading.drive.transport);
+    reading.source = ReadingSource::ataLive(reading.drive.transport);
 
     auto identity = ATASMARTLib::identify(connect, name);
     if (!identity) {
@@ -133,13 +131,6 @@ std::variant<ATALiveReading, int> readATALive(std::string_view name, const Machi
 HealthReport rateATAReading(const ATALiveReading& reading, const Locale& locale) {
     return HealthRules::evaluate(reading.identity, reading.attributes, reading.drive,
                                  reading.source, reading.selfTests, locale);
-}
-
-int ataExitCode(const HealthReport& report, SMARTStatus smartStatus) {
-    const Verdict verdict = report.verdict();
-    const bool needsCare = (verdict != Verdict::unknown && verdict >= Verdict::warning) ||
-                           smartStatus == SMARTStatus::failing;
-    return needsCare ? exitNeedsCare : exitOK;
 }
 
 void printATAReport(const HealthReport& report, SMARTStatus smartStatus, const Locale& locale,

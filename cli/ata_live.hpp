@@ -10,7 +10,7 @@
 #include <variant>
 #include <vector>
 
-#include "cli/machine.hpp"
+#include "cli/app_names.hpp"
 #include "drivekit/core/json.hpp"
 #include "drivekit/core/local_format.hpp"
 #include "drivekit/discovery/drive.hpp"
@@ -19,14 +19,16 @@
 #include "drivekit/health/ata_smart_lib.hpp"
 #include "drivekit/health/report.hpp"
 #include "drivekit/health/self_test.hpp"
+#include "drivekit/health/wording.hpp"
 
 namespace cli {
 
 /// What one live read of an ATA drive found, before any rating.
 struct ATALiveReading {
     drivekit::Drive drive;
-    /// How it was read: one sentence, as a report's `source`.
+    /// How it was read: one sentence, as a report's `source`, and the method it names.
     std::string source;
+    drivekit::ReadMethod method = drivekit::ReadMethod::ataSMARTLive;
     drivekit::ATAIdentity identity;
     /// Empty when the drive's SMART data can't be read (SMART turned off, say).
     std::vector<drivekit::ATAAttribute> attributes;
@@ -47,17 +49,14 @@ drivekit::ATASMARTLib::Connect ataConnect(const Machine& machine);
 std::optional<int> ataReachable(std::string_view name, const Machine& machine, std::ostream& err);
 
 /// Reads the disk live. A disk that doesn't answer ATA PASS-THROUGH, or can't be opened,
-/// is one sentence on `err` and the exit code.
+/// is one sentence on `err` and the exit code. Unless `wake`, a disk that sleeps is asked
+/// nothing more than that and left asleep: a sentence and `exitAsleep`.
 std::variant<ATALiveReading, int> readATALive(std::string_view name, const Machine& machine,
-                                              std::ostream& err);
+                                              std::ostream& err, bool wake = false);
 
 /// The reading rated by the ATA rules, with numbers in the messages for `locale`.
 drivekit::HealthReport rateATAReading(const ATALiveReading& reading,
                                       const drivekit::Locale& locale);
-
-/// Needs care (1) when the rules' verdict is warning or worse, or when the drive's own
-/// status says failing, which the rules leave aside; 0 otherwise.
-int ataExitCode(const drivekit::HealthReport& report, drivekit::SMARTStatus smartStatus);
 
 /// The report as `printReport` prints it, then the drive's figures with its SMART status,
 /// the attribute table (rows past their threshold marked "failing now") and the self-test log.

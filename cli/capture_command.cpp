@@ -95,6 +95,7 @@ ATALiveReading liveReadingOf(Checker::Reading reading, Drive drive) {
     ATALiveReading live;
     live.drive = std::move(drive);
     live.source = std::move(reading.source);
+    live.method = ReadMethod::ataSMARTHandOver;
     live.identity = std::move(reading.identity);
     live.attributes = std::move(reading.attributes);
     live.selfTests = std::move(reading.selfTests);
@@ -191,12 +192,12 @@ std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& 
 }
 
 std::variant<ATALiveReading, int> readATADrive(std::string_view name, Machine& machine,
-                                               std::ostream& err, bool capture) {
+                                               std::ostream& err, bool capture, bool wake) {
     if (capture) return readByCapture(name, machine, err);
     // The live path's sentence is held back until it is known whether the capture takes
     // over: a refusal it can get around is no error of the check.
     std::ostringstream live;
-    auto read = readATALive(name, machine, live);
+    auto read = readATALive(name, machine, live, wake);
     const int* code = std::get_if<int>(&read);
     const bool refused = code && *code == exitNotSupported;
     if (refused && machine.capture && scsiDiskDrive(name, machine.sysfs).transport == Transport::usb) {

@@ -19,29 +19,12 @@
 #include <vector>
 
 #include "cli/ata_live.hpp"
-#include "cli/machine.hpp"
+#include "cli/app_names.hpp"
 #include "drivekit/usb/captured_usb_drive.hpp"
 #include "platform/usb_device.hpp"
 #include "platform/volumes.hpp"
 
 namespace cli {
-
-/// What the careful check needs of this computer beyond the machine's sysfs and mounts.
-struct CapturePlatform {
-    platform::Volumes& volumes;
-    const platform::FileHolders& holders;
-    platform::USBHost& usb;
-    std::function<void(double seconds)> sleep;
-    drivekit::CapturedUSBDrive::Options captureOptions;
-    /// Gives drivers back to mass-storage interfaces that an earlier run, killed while it
-    /// held them, left without one; a line for each it couldn't. Run before any capture.
-    std::function<std::vector<std::string>()> recoverOrphans;
-    /// Test hook for the hardware lab: after printing a progress line that begins with
-    /// this text, the sequence holds until a signal comes (a minute at most), so a test
-    /// can interrupt or kill it at a known step instead of guessing at timings. Empty in
-    /// normal use; `vantrel` takes it from VANTREL_TEST_HOLD_AFTER.
-    std::string holdAfter = {};
-};
 
 /// While it lives, SIGINT and SIGTERM set a flag instead of ending the process; the
 /// handlers before it come back when it goes. One at a time.
@@ -67,7 +50,8 @@ std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& 
 
 /// The way `check` reads a SATA or USB disk: live through the kernel, and for a USB drive
 /// whose enclosure refuses that, by capture; by capture at once when `capture` is set.
+/// A sleeping disk is left asleep unless `wake`.
 std::variant<ATALiveReading, int> readATADrive(std::string_view name, Machine& machine,
-                                               std::ostream& err, bool capture);
+                                               std::ostream& err, bool capture, bool wake);
 
 }  // namespace cli

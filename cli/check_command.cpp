@@ -75,27 +75,26 @@ Checked checkNVMe(std::string_view name, Machine& machine, std::ostream& err) {
     // controller facts serve where it doesn't.
     const Drive drive = discoveredDrive(name, machine).value_or(nvmeDrive(name, machine.sysfs));
     HealthReport report = HealthRules::evaluate(*health, drive, machine.locale);
-    const Verdict verdict = report.verdict();
-    const bool needsCare = verdict != Verdict::unknown && verdict >= Verdict::warning;
-    return {std::move(report), std::nullopt, needsCare ? exitNeedsCare : exitOK, *health};
+    return {std::move(report), std::nullopt, exitOK, *health};
 }
 
-Checked checkATA(std::string_view name, Machine& machine, std::ostream& err, bool capture) {
+Checked checkATA(std::string_view name, Machine& machine, std::ostream& err, bool capture,
+                 bool wake) {
     // A USB enclosure that refuses pass-through through the driver is read by capture.
-    auto read = readATADrive(name, machine, err, capture);
+    auto read = readATADrive(name, machine, err, capture, wake);
     if (auto* code = std::get_if<int>(&read)) return {std::nullopt, std::nullopt, *code};
     ATALiveReading reading = std::get<ATALiveReading>(std::move(read));
     // The raw reading stays beside the report: its SMART status is printed with it.
     HealthReport report = rateATAReading(reading, machine.locale);
-    const int code = ataExitCode(report, reading.smartStatus);
-    return {std::move(report), std::move(reading), code};
+    return {std::move(report), std::move(reading), exitOK};
 }
 
 // One drive, by the transport its kernel name gives away.
-Checked checkOne(std::string_view name, Machine& machine, std::ostream& err, bool capture) {
+Checked checkOne(std::string_view name, Machine& machine, std::ostream& err, bool capture,
+                 bool wake) {
     if (auto refused = refuseDevice(name, machine, err)) return {std::nullopt, std::nullopt, *refused};
     if (isNVMeName(name)) return checkNVMe(name, machine, err);
-    if (isSCSIDiskName(name)) return checkATA(name, machine, err, capture);
+    if (isSCSIDiskName(name)) return checkATA(name, machine, err, capture, wake);
     if (summarizeMachineDrive(name, {}, machine)) return {std::nullopt, std::nullopt, exitOK, std::nullopt, true};
     err << "vantrel: " << dev(name)
         << " is neither an NVMe nor a SATA or USB drive; Vantrel can't read its health.\n";
@@ -111,7 +110,7 @@ app::SummaryBuilder::Reading readingOf(const Checked& checked) {
     if (!checked.report) return reading;
     reading.report = checked.report;
     reading.nvme = checked.nvme;
-    reading.method = checked.nvme ? ReadMethod::nvmeSMART : ReadMethod::ataSMARTLive;
+    reading.method = checked.nvme ? ReadMethod::nvmeSMART : checked.ata->method;
     return reading;
 }
 
@@ -137,9 +136,10 @@ int runCheck(const Arguments& arguments, Machine& machine, std::ostream& out, st
     json::Object documents = json::Object::array();
     bool first = true;
     for (const auto& name : names) {
-        Checked checked = checkOne(name, machine, err, arguments.capture);
+        Checked checked = checkOne(name, machine, err, arguments.capture, arguments.wake);
         exitCode = worseExit(exitCode, checked.exitCode);
         if (!checked.report && !checked.ata && !checked.summaryOnly) continue;
+        if (app::needsCare(readingOf(checked))) exitCode = worseExit(exitCode, exitNeedsCare);
         const auto read = summarizeMachineDrive(name, readingOf(checked), machine);
         if (arguments.json && arguments.fullReport && checked.report) {
             // The full report carries the raw rows a document leaves out: the NVMe health

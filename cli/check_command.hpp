@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "cli/arguments.hpp"
-#include "cli/machine.hpp"
+#include "cli/app_names.hpp"
 
 namespace cli {
 

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/machine.hpp"
+#include "cli/app_names.hpp"
 
 namespace cli {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/machine.hpp"
+#include "cli/app_names.hpp"
 #include "platform/demo/demo_machine.hpp"
 
 namespace cli {

@@ -42,8 +42,10 @@ app::ReadContext readContext(const Machine& machine) {
 
 }  // namespace
 
-std::vector<app::DriveRead> readMachineDrives(const Machine& machine) {
-    return app::readDrives({}, true, readContext(machine));
+std::vector<app::DriveRead> readMachineDrives(const Machine& machine, bool wake) {
+    app::ReadContext context = readContext(machine);
+    context.wake = wake;
+    return app::readDrives({}, true, context);
 }
 
 std::optional<drivekit::Drive> discoveredDrive(std::string_view bsdName, const Machine& machine) {

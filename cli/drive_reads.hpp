@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "app/read_all.hpp"
-#include "cli/machine.hpp"
+#include "cli/app_names.hpp"
 #include "drivekit/health/health_document.hpp"
 
 namespace cli {
 
 /// Every shown drive of the machine, read live, in discovery's order.
-std::vector<app::DriveRead> readMachineDrives(const Machine& machine);
+std::vector<app::DriveRead> readMachineDrives(const Machine& machine, bool wake = false);
 
 /// One drive by kernel name, read live; nothing when discovery doesn't know it as a shown
 /// drive.

@@ -11,6 +11,9 @@ enum ExitCode : int {
     exitNotSupported = 4,  // the device has no health data we can read
     exitNoPermission = 5,  // not allowed to read the device: needs root
     exitReadFailed = 6,    // the health read failed
+    exitAsleep = 7,        // the disk is asleep and was left so (--wake reads it)
+    exitBusy = 8,          // the drive is busy with a self-test (--abort ends it)
+    exitOutputFailed = 9,  // the output couldn't be written (a full disk, a closed pipe)
 };
 
 /// The worse of two outcomes when several drives are checked: a failure to read beats

@@ -7,22 +7,13 @@
 
 namespace cli {
 
-namespace {
-
-bool needsCare(drivekit::Tier tier) {
-    return tier == drivekit::Tier::warning || tier == drivekit::Tier::failing ||
-           tier == drivekit::Tier::failed;
-}
-
-}  // namespace
-
 int runList(const Arguments& arguments, Machine& machine, std::ostream& out, std::ostream& err) {
     if (arguments.help) {
         out << listUsageText();
         return exitOK;
     }
-    const auto reads = readMachineDrives(machine);
-    if (reads.empty()) {
+    const auto reads = readMachineDrives(machine, arguments.wake);
+    if (reads.empty() && !arguments.json) {
         err << "vantrel: this computer has no drives to list.\n";
         return exitNoDevice;
     }
@@ -31,11 +22,11 @@ int runList(const Arguments& arguments, Machine& machine, std::ostream& out, std
         for (const auto& read : reads) documents.push_back(documentOf(read, machine).toJSON());
         out << drivekit::json::dump(documents, drivekit::json::Layout::prettySorted) << '\n';
     } else {
-        printDriveList(reads, out);
+        printDriveList(reads, arguments.wide, out);
     }
     int code = exitOK;
     for (const auto& read : reads) {
-        if (needsCare(read.summary.tier)) code = exitNeedsCare;
+        if (app::needsCare(read)) code = exitNeedsCare;
     }
     return code;
 }

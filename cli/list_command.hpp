@@ -3,7 +3,7 @@
 #include <ostream>
 
 #include "cli/arguments.hpp"
-#include "cli/machine.hpp"
+#include "cli/app_names.hpp"
 
 namespace cli {
 

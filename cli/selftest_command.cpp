@@ -6,6 +6,7 @@
 #include "cli/scsi_disks.hpp"
 #include "drivekit/core/json.hpp"
 #include "drivekit/health/ata_smart_lib.hpp"
+#include "drivekit/health/health_document.hpp"
 #include "drivekit/health/report_json.hpp"
 
 namespace cli {
@@ -20,7 +21,7 @@ std::string kindName(SelfTest::Kind kind) { return kind == SelfTest::Kind::exten
 
 json::Object progressJSON(const SelfTest::Progress& progress) {
     json::Object object = json::Object::object();
-    object["outcome"] = static_cast<int>(progress.outcome);
+    object["outcome"] = std::string(SelfTestRunText::outcome(progress.outcome));
     object["percentDone"] = progress.percentDone;
     json::putOptional(object, "shortMinutes", progress.shortMinutes);
     json::putOptional(object, "extendedMinutes", progress.extendedMinutes);
@@ -96,6 +97,14 @@ int runSelfTest(const Arguments& arguments, Machine& machine, std::ostream& out,
     }
 
     const auto progress = ATASMARTLib::selfTestProgress(connect, name);
+    // Starting a test while one runs makes the drive end the running one: only on request.
+    if (arguments.start && progress && progress->outcome == SelfTest::Outcome::inProgress &&
+        !arguments.abort) {
+        err << "vantrel: A self-test is running on " << dev(name) << " ("
+            << LocalFormat::percent(progress->percentDone, machine.locale)
+            << " done). Starting another would end it: add --abort to do that anyway.\n";
+        return exitBusy;
+    }
     if (arguments.start) return start(name, *arguments.start, progress, machine, arguments.json, out, err);
 
     const auto log = ATASMARTLib::selfTestLog(connect, name);

@@ -23,12 +23,36 @@ std::size_t width(std::string_view text) {
 constexpr std::size_t kColumns = 6;
 using Row = std::array<std::string, kColumns>;
 
+// A terminal of 100 columns takes the list without wrapping: a long model name is cut,
+// and the line takes what the other columns leave.
+constexpr std::size_t kFitColumns = 100;
+constexpr std::size_t kNameMost = 26;
+constexpr std::size_t kLineLeast = 24;
+
+// The text cut to `most` characters, the last one an ellipsis when anything was cut.
+// Cuts between characters, never inside one.
+std::string cut(const std::string& text, std::size_t most) {
+    if (width(text) <= most || most == 0) return text;
+    std::size_t kept = 0;
+    std::size_t end = 0;
+    while (end < text.size()) {
+        std::size_t next = end + 1;
+        while (next < text.size() && (static_cast<unsigned char>(text[next]) & 0xC0U) == 0x80U) ++next;
+        if (kept + 1 == most) break;
+        ++kept;
+        end = next;
+    }
+    return text.substr(0, end) + "\u2026";
+}
+
 Row listRow(const app::DriveRead& read) {
     const app::DriveSummary& summary = read.summary;
+    // A disk left asleep has no reading: "asleep" says more than "limited".
+    const bool asleep = summary.asleep.value_or(false);
     return {summary.name,
             read.drive.device(),
             kindWord(read.drive),
-            std::string(TierText::raw(summary.tier)),
+            asleep ? std::string("asleep") : std::string(TierText::raw(summary.tier)),
             summary.score ? std::to_string(*summary.score) : "-",
             summary.line};
 }
@@ -53,9 +77,20 @@ std::string kindWord(const Drive& drive) {
     return TransportText::label(drive.transport);
 }
 
-void printDriveList(const std::vector<app::DriveRead>& reads, std::ostream& out) {
+void printDriveList(const std::vector<app::DriveRead>& reads, bool wide, std::ostream& out) {
     std::vector<Row> rows{{"NAME", "DEVICE", "KIND", "TIER", "SCORE", "HEALTH"}};
     for (const auto& read : reads) rows.push_back(listRow(read));
+    if (!wide) {
+        for (auto& r : rows) r[0] = cut(r[0], kNameMost);
+        std::size_t before = 0;  // what the columns ahead of the line take, with their gaps
+        for (std::size_t i = 0; i + 1 < kColumns; ++i) {
+            std::size_t most = 0;
+            for (const auto& r : rows) most = std::max(most, width(r[i]));
+            before += most + 2;
+        }
+        const std::size_t room = before + kLineLeast < kFitColumns ? kFitColumns - before : kLineLeast;
+        for (auto& r : rows) r[kColumns - 1] = cut(r[kColumns - 1], room);
+    }
     std::array<std::size_t, kColumns> widths{};
     for (const auto& r : rows) {
         for (std::size_t i = 0; i < kColumns; ++i) {

@@ -11,8 +11,9 @@
 namespace cli {
 
 /// One line per drive under a header: name, device, kind, tier, score and the summary's
-/// line, in columns as wide as their widest entry. The line comes last and is never cut.
-void printDriveList(const std::vector<app::DriveRead>& reads, std::ostream& out);
+/// line, in columns as wide as their widest entry. Unless `wide`, rows fit 100 columns:
+/// names past 26 characters and the line past what is left are cut with an ellipsis.
+void printDriveList(const std::vector<app::DriveRead>& reads, bool wide, std::ostream& out);
 
 /// The title, the line, how it was read, then the general rows and the indicators with
 /// their statuses and notes.

@@ -4,7 +4,7 @@
 #include <ostream>
 
 #include "cli/arguments.hpp"
-#include "cli/machine.hpp"
+#include "cli/app_names.hpp"
 #include "platform/disk_events.hpp"
 
 namespace cli {

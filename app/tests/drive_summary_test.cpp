@@ -134,7 +134,7 @@ TEST(SummaryWording, ReadSourceTellsThePathInLinuxWords) {
     sata.bsdName = "sda";
     sata.transport = Transport::sata;
     EXPECT_EQ(readSource(sata, ReadMethod::ataSMARTLive, false, true),
-              "ATA SMART through Linux's own disk driver, read live without unmounting anything.");
+              "ATA SMART through Linux's own SATA driver, read live without unmounting anything.");
     EXPECT_EQ(
         readSource(sata, ReadMethod::none, false, true),
         "Vantrel watches Linux's error counters for this drive, along with its speed and free "

@@ -172,6 +172,29 @@ TEST_F(ATALive, ADriveNeedsCareForItsStatusOrItsFindings) {
     EXPECT_NE(r.out.find("Health: Watch, score 99 of 100"), std::string::npos) << r.out;
 }
 
+// An internal disk is read through the SATA driver, and every output of one check says so
+// in the same sentence.
+TEST_F(ATALive, OneCheckNamesOneReadSource) {
+    std::string all;
+    for (const auto& args : {std::vector<std::string_view>{"check", "sda"},
+                             std::vector<std::string_view>{"check", "sda", "--json"},
+                             std::vector<std::string_view>{"check", "sda", "--json=report"}}) {
+        all += run(args).out;
+    }
+    EXPECT_EQ(all.find("USB storage driver"), std::string::npos) << all;
+    EXPECT_EQ(all.find("disk driver"), std::string::npos) << all;
+    EXPECT_NE(all.find("Linux's own SATA driver"), std::string::npos) << all;
+}
+
+// The drive's own failing status needs care whichever command reads it.
+TEST_F(ATALive, AFailingStatusNeedsCareInTheListToo) {
+    disk.selfTestLog = drivekit::testpages::SelfTestLogPage().descriptor(1, 1, 0x00, 1300).newest(1).sealed();
+    disk.statusAnswer = FakeSATDisk::statusSense(0xF4, 0x2C);
+    EXPECT_EQ(run({"check", "sda"}).code, cli::exitNeedsCare);
+    const Outcome list = run({"list"});
+    EXPECT_EQ(list.code, cli::exitNeedsCare) << list.out << list.err;
+}
+
 TEST_F(ATALive, DisksThatCantBeReadSayWhyInOneSentence) {
     struct Case {
         const char* device;
@@ -225,7 +248,23 @@ TEST_F(ATALive, OtherKindsOfDiskAreRefusedBeforeAnyCommand) {
 }
 
 TEST_F(ATALive, SelfTestStartsByKindWithTheDrivesEstimate) {
+    // The fixture's drive is 70% through a test: starting another would end it.
     Outcome r = run({"selftest", "sda", "short"});
+    EXPECT_EQ(r.code, cli::exitBusy);
+    EXPECT_EQ(r.err, "vantrel: A self-test is running on /dev/sda (70% done). Starting another "
+                     "would end it: add --abort to do that anyway.\n");
+    EXPECT_FALSE(sentSelfTestStart(0x01));
+    r = run({"selftest", "sda", "short", "--abort"});
+    ASSERT_EQ(r.code, cli::exitOK) << r.err;
+    EXPECT_TRUE(sentSelfTestStart(0x01));
+
+    disk.smartData = drivekit::testpages::SmartDataPage()
+                         .selfTestStatus(0x00)
+                         .byteAt(372, 2)
+                         .byteAt(373, 30)
+                         .sealed();
+    disk.sent.clear();
+    r = run({"selftest", "sda", "short"});
     ASSERT_EQ(r.code, cli::exitOK) << r.err;
     EXPECT_EQ(r.out,
               "Started the short self-test on /dev/sda. The drive expects it to take about 2 minutes.\n"
@@ -262,7 +301,7 @@ TEST_F(ATALive, SelfTestWithoutAKindShowsProgressAndTheLog) {
     ASSERT_EQ(r.code, cli::exitOK) << r.err;
     const auto document = drivekit::json::parse(r.out);
     ASSERT_TRUE(document) << r.out;
-    EXPECT_EQ((*document)["progress"]["outcome"], 0);
+    EXPECT_EQ((*document)["progress"]["outcome"], "passed");
     EXPECT_EQ((*document)["progress"]["percentDone"], 100);
     EXPECT_FALSE((*document)["progress"].contains("shortMinutes"));
     EXPECT_TRUE((*document)["selfTests"].is_array());
@@ -279,6 +318,7 @@ TEST_F(ATALive, SelfTestCommandLine) {
         {{"selftest", "sda", "long"}, "Unknown self-test: long. Give short or extended."},
         {{"selftest", "sda", "short", "extended"}, "selftest takes one test; got a second one: extended."},
         {{"selftest", "sda", "--now"}, "Unknown option for selftest: --now."},
+        {{"selftest", "sda", "--abort"}, "--abort goes with a test to start: short or extended."},
     };
     for (const auto& c : cases) {
         const Outcome r = run(c.args);
@@ -287,7 +327,7 @@ TEST_F(ATALive, SelfTestCommandLine) {
     }
     const Outcome help = run({"selftest", "--help"});
     EXPECT_EQ(help.code, cli::exitOK);
-    EXPECT_NE(help.out.find("Usage: vantrel selftest DEVICE [short|extended] [--json]"), std::string::npos);
+    EXPECT_NE(help.out.find("Usage: vantrel selftest DEVICE [short|extended [--abort]] [--json]"), std::string::npos);
     EXPECT_TRUE(disk.sent.empty());
 }
 

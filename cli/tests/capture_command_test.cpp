@@ -166,6 +166,18 @@ TEST_F(CaptureCommand, CaptureOptionSkipsTheLivePathAndJsonStaysOnStdout) {
     EXPECT_EQ(r.out.find("Taking over"), std::string::npos) << "progress never mixes into the document";
 }
 
+// A reading made by capture says so: in the summary, and as its method in the document.
+TEST_F(CaptureCommand, AReadingByCaptureIsNamedAsOne) {
+    const Outcome text = run({"check", "sdb", "--capture"});
+    ASSERT_EQ(text.code, cli::exitOK) << text.err;
+    EXPECT_EQ(text.out.find("read live without unmounting"), std::string::npos) << text.out;
+    const Outcome json = run({"check", "sdb", "--capture", "--json"});
+    ASSERT_EQ(json.code, cli::exitOK) << json.err;
+    const auto document = drivekit::json::parse(json.out);
+    ASSERT_TRUE(document) << json.out;
+    EXPECT_EQ((*document)["reading"]["method"], "ataSMARTHandOver");
+}
+
 TEST_F(CaptureCommand, WithoutRootOneSentenceAndExitFiveAndNothingIsTaken) {
     host.isPrivileged = false;
     const std::string sentence = "vantrel: Reading SMART over USB needs administrator rights. Run with sudo.\n";

@@ -115,6 +115,60 @@ TEST_F(ListCommand, OneAlignedLinePerDriveUnderAHeader) {
     EXPECT_EQ(lines[3].find("limited"), std::string::npos) << "read live: " << lines[3];
 }
 
+// A monitor reading every few minutes must not keep hard drives spinning: a disk that
+// sleeps is asked CHECK POWER MODE and nothing else, unless --wake.
+TEST_F(ListCommand, ASleepingDiskIsListedAsAsleepAndNotWoken) {
+    sata.powerCount = 0x00;
+    Outcome r = run({"list"});
+    const auto lines = linesOf(r.out);
+    ASSERT_EQ(lines.size(), 7u) << r.out;
+    EXPECT_EQ(lines[3].find("asleep"), lines[0].find("TIER")) << lines[3];
+    EXPECT_NE(lines[3].find("The drive is asleep"), std::string::npos) << lines[3];
+    ASSERT_FALSE(sata.sent.empty());
+    for (const auto& cdb : sata.sent) EXPECT_EQ(cdb[14], 0xE5) << "only CHECK POWER MODE";
+
+    r = run({"check", "sda"});
+    EXPECT_EQ(r.code, cli::exitAsleep);
+    EXPECT_EQ(r.err, "vantrel: /dev/sda is asleep, and Vantrel doesn't wake a sleeping disk. "
+                     "Add --wake to read it.\n");
+    for (const auto& cdb : sata.sent) EXPECT_EQ(cdb[14], 0xE5) << "only CHECK POWER MODE";
+
+    EXPECT_EQ(run({"list", "--wake"}).out.find("asleep"), std::string::npos);
+    r = run({"check", "sda", "--wake"});
+    EXPECT_NE(r.code, cli::exitAsleep) << r.err;
+    EXPECT_NE(r.out.find("S.M.A.R.T. status"), std::string::npos) << r.out;
+
+    sata.powerCount = 0xFF;  // awake: read as always
+    EXPECT_EQ(run({"list"}).out.find("asleep"), std::string::npos);
+}
+
+TEST_F(ListCommand, RowsFitAHundredColumnsUnlessWide) {
+    const Outcome r = run({"list"});
+    std::size_t widest = 0;
+    for (const auto& line : linesOf(r.out)) {
+        std::size_t characters = 0;
+        for (const char c : line) characters += (static_cast<unsigned char>(c) & 0xC0U) != 0x80U;
+        widest = std::max(widest, characters);
+    }
+    EXPECT_LE(widest, 100u) << r.out;
+    EXPECT_NE(r.out.find("\u2026"), std::string::npos) << "some line was cut: " << r.out;
+    const Outcome wide = run({"list", "--wide"});
+    EXPECT_EQ(wide.out.find("\u2026"), std::string::npos) << wide.out;
+    EXPECT_GT(wide.out.size(), r.out.size());
+}
+
+// Scripts parse the answer whatever it holds: no drives is an empty array, not silence.
+TEST(ListCommandEmpty, JsonOfAMachineWithoutDrivesIsAnEmptyArray) {
+    platform::LinuxSysfs nothing{data("no-such-tree")};
+    QEMUNVMe nvme;
+    cli::Machine machine{nothing, nvme, drivekit::Locale{"en_US"}};
+    std::ostringstream out, err;
+    EXPECT_EQ(cli::run({"list", "--json"}, machine, out, err), cli::exitOK) << err.str();
+    EXPECT_EQ(out.str(), "[]\n");
+    std::ostringstream text, textErr;
+    EXPECT_EQ(cli::run({"list"}, machine, text, textErr), cli::exitNoDevice);
+}
+
 TEST_F(ListCommand, JsonIsAnArrayOfHealthDocuments) {
     const Outcome r = run({"list", "--json"});
     const auto documents = drivekit::json::parse(r.out);

@@ -11,7 +11,7 @@
 #include "drivekit/health/ata_attribute.hpp"
 #include "drivekit/health/ata_identity.hpp"
 #include "drivekit/health/sat.hpp"
-#include "drivekit/usb/scsi_drive.hpp"
+#include "platform/scsi_drive.hpp"
 
 namespace drivekit::ATACommands {
 

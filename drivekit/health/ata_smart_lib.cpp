@@ -130,6 +130,12 @@ std::vector<SelfTest::Entry> selfTestLog(const Connect& connect, std::string_vie
     return SelfTest::parseLog(*page);
 }
 
+std::optional<PowerMode> powerMode(const Connect& connect, std::string_view bsdName) {
+    auto drive = connect(bsdName);
+    if (!drive) return std::nullopt;
+    return PowerModes::query(*drive);
+}
+
 std::optional<SMARTStatus> statusFromAnswer(ByteView answer) {
     const auto registers = Sense::ataRegisters(answer);
     if (!registers || registers->failed()) return std::nullopt;

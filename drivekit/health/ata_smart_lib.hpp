@@ -27,8 +27,9 @@
 #include "drivekit/discovery/drive.hpp"
 #include "drivekit/health/ata_attribute.hpp"
 #include "drivekit/health/ata_identity.hpp"
+#include "drivekit/health/power_mode.hpp"
 #include "drivekit/health/self_test.hpp"
-#include "drivekit/usb/scsi_drive.hpp"
+#include "platform/scsi_drive.hpp"
 
 namespace drivekit::ATASMARTLib {
 
@@ -83,6 +84,11 @@ bool startSelfTest(SelfTest::Kind kind, const Connect& connect, std::string_view
 
 /// The SMART self-test log (log address 6), newest first; empty when it can't be read.
 std::vector<SelfTest::Entry> selfTestLog(const Connect& connect, std::string_view bsdName);
+
+/// Whether the disk sleeps, asked with CHECK POWER MODE alone (no IDENTIFY, which would
+/// spin it up). Nothing when it can't be opened or doesn't say; callers then read it as an
+/// awake disk.
+std::optional<PowerMode> powerMode(const Connect& connect, std::string_view bsdName);
 
 /// The drive's own pass/fail verdict from the answer to SMART RETURN STATUS (the sense
 /// data holding the ATA registers): `verified` for 4Fh/C2h in LBA mid/high, `failing` for

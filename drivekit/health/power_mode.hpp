@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "drivekit/core/bytes.hpp"
-#include "drivekit/usb/scsi_drive.hpp"
+#include "platform/scsi_drive.hpp"
 
 namespace drivekit {
 

@@ -31,10 +31,12 @@ std::string nvme() {
 std::string ataOverUSB() {
     return "ATA SMART over USB";
 }
-std::string ataLive() {
-    return PlatformWords::forLinux(
-        "ATA SMART through macOS's own USB storage driver, read live without unmounting "
-        "anything.");
+std::string ataLive(Transport transport) {
+    if (transport == Transport::usb) {
+        return "ATA SMART through Linux's own USB storage driver, read live without unmounting "
+               "anything.";
+    }
+    return "ATA SMART through Linux's own SATA driver, read live without unmounting anything.";
 }
 }  // namespace ReadingSource
 

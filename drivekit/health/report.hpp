@@ -71,8 +71,9 @@ namespace ReadingSource {
 std::string nvme();
 /// ATA through a captured USB device.
 std::string ataOverUSB();
-/// ATA through the system's own USB storage driver, read live.
-std::string ataLive();
+/// ATA read live through the system's own driver: the USB storage driver for a USB
+/// enclosure, the SATA driver for any other disk.
+std::string ataLive(Transport transport);
 }  // namespace ReadingSource
 
 }  // namespace drivekit

@@ -1,5 +1,7 @@
 #include "drivekit/health/report_json.hpp"
 
+#include "drivekit/health/health_document.hpp"
+
 #include <string>
 
 namespace drivekit::ReportJSON {
@@ -113,7 +115,15 @@ json::Object ataAttribute(const ATAAttribute& attribute) {
 }
 
 json::Object selfTestEntry(const SelfTest::Entry& entry) {
-    return entry.toJSON();
+    // Printed JSON names its cases as the health document does; the stored record keeps
+    // the drive's raw numbers (SelfTest::Entry::toJSON).
+    json::Object object = json::Object::object();
+    object["kind"] = std::string(SelfTestRunText::kind(entry.kind));
+    object["outcome"] = std::string(SelfTestRunText::outcome(entry.outcome));
+    object["failed"] = SelfTest::failed(entry.outcome);
+    object["powerOnHours"] = entry.powerOnHours;
+    json::putOptional(object, "failingLBA", entry.failingLBA);
+    return object;
 }
 
 json::Object forecast(const LifeForecast& forecast) {

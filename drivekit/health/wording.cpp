@@ -287,7 +287,7 @@ std::string readSource(ReadMethod method, const Drive& drive,
                                    : SourceWording::nvmeInternal);
         // The same sentence as the report's own source of a live read.
         case ReadMethod::ataSMARTLive:
-            return ReadingSource::ataLive();
+            return ReadingSource::ataLive(drive.transport);
         case ReadMethod::ataSMARTHandOver:
             return onLinux(SourceWording::ataHandOver);
         case ReadMethod::none:

@@ -20,9 +20,9 @@
 #include "drivekit/core/bytes.hpp"
 #include "drivekit/core/result.hpp"
 #include "drivekit/usb/capture_failure.hpp"
-#include "drivekit/usb/diagnostics_log.hpp"
+#include "platform/diagnostics_log.hpp"
 #include "drivekit/usb/io_buffer_pool.hpp"
-#include "drivekit/usb/scsi_drive.hpp"
+#include "platform/scsi_drive.hpp"
 #include "drivekit/usb/uas_transport.hpp"
 #include "platform/usb_device.hpp"
 

@@ -29,7 +29,7 @@
 #include "drivekit/health/self_test.hpp"
 #include "drivekit/usb/capture_failure.hpp"
 #include "drivekit/usb/captured_usb_drive.hpp"
-#include "drivekit/usb/scsi_drive.hpp"
+#include "platform/scsi_drive.hpp"
 #include "platform/clock.hpp"
 #include "platform/usb_device.hpp"
 #include "platform/volumes.hpp"

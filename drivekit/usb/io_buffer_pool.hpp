@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-#include "drivekit/usb/diagnostics_log.hpp"
+#include "platform/diagnostics_log.hpp"
 #include "platform/usb_device.hpp"
 
 namespace drivekit {

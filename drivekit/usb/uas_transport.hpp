@@ -28,7 +28,7 @@
 
 #include "drivekit/core/bytes.hpp"
 #include "drivekit/core/result.hpp"
-#include "drivekit/usb/diagnostics_log.hpp"
+#include "platform/diagnostics_log.hpp"
 #include "drivekit/usb/io_buffer_pool.hpp"
 #include "platform/usb_device.hpp"
 

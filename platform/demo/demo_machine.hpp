@@ -16,7 +16,7 @@
 #include <string_view>
 
 #include "drivekit/core/result.hpp"
-#include "drivekit/usb/scsi_drive.hpp"
+#include "platform/scsi_drive.hpp"
 #include "platform/block_probe.hpp"
 #include "platform/clock.hpp"
 #include "platform/demo/demo_clock.hpp"

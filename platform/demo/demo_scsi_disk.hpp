@@ -18,8 +18,8 @@
 #include <string>
 
 #include "drivekit/core/bytes.hpp"
-#include "drivekit/usb/diagnostics_log.hpp"
-#include "drivekit/usb/scsi_drive.hpp"
+#include "platform/diagnostics_log.hpp"
+#include "platform/scsi_drive.hpp"
 
 namespace platform {
 

@@ -20,8 +20,8 @@
 
 #include "drivekit/core/bytes.hpp"
 #include "drivekit/core/result.hpp"
-#include "drivekit/usb/diagnostics_log.hpp"
-#include "drivekit/usb/scsi_drive.hpp"
+#include "platform/diagnostics_log.hpp"
+#include "platform/scsi_drive.hpp"
 
 namespace platform {
 

@@ -44,6 +44,15 @@ if [ -n "$bridge" ]; then
   with_stderr bridge-selftest-start vantrel selftest "$bridge" short
   block bridge-smartctl-selftest smartctl -d sat -l selftest -j "/dev/$bridge"
   block bridge-selftest-json vantrel selftest "$bridge" --json
+  # Asleep, the drive is asked whether it sleeps and nothing else: the emulator counts
+  # every command that would have spun it up. --wake reads it (one more wake-up).
+  hwlab_host satbridge-standby on >/dev/null
+  echo "LAB-WOKEN before $(hwlab_host satbridge-woken)"
+  with_stderr asleep-list vantrel list
+  with_stderr asleep-check vantrel check "$bridge"
+  echo "LAB-WOKEN after-list-and-check $(hwlab_host satbridge-woken)"
+  block asleep-wake vantrel check "$bridge" --wake --json=report
+  echo "LAB-WOKEN after-wake $(hwlab_host satbridge-woken)"
   hwlab_host satbridge-config failing
   read_both failing "$bridge" -d sat
   with_stderr failing-check-text vantrel check "$bridge"

@@ -128,14 +128,24 @@ def vantrel_attributes(doc):
             for a in doc.get("attributes", [])]
 
 
+# The self-test log's status nibble (ATA/ACS) by the case names vantrel prints; 9 to 14
+# are reserved and read as unknown.
+OUTCOME_NAMES = {0: "passed", 1: "abortedByHost", 2: "interruptedByReset", 3: "fatalError",
+                 4: "unknownFailure", 5: "electricalFailure", 6: "servoFailure",
+                 7: "readFailure", 8: "handlingDamage", 15: "inProgress"}
+# The log's test number: 1 to 4 are the off-line tests by name; the rest (captive runs,
+# vendor tests) print as "other".
+KIND_NAMES = {1: "short", 2: "extended", 3: "conveyance", 4: "selective"}
+
+
 def smartctl_selftests(doc):
-    """(kind, outcome, hours, failing LBA) newest first; outcome as vantrel numbers it: the
-    status nibble, with 9 to 14 as 255 (unknown)."""
+    """(kind, outcome, hours, failing LBA) newest first, named as vantrel's JSON names them."""
     rows = doc.get("ata_smart_self_test_log", {}).get("standard", {}).get("table", [])
     out = []
     for r in rows:
         nibble = r["status"]["value"] >> 4
-        out.append((r["type"]["value"], 255 if 9 <= nibble <= 14 else nibble, r["lifetime_hours"], r.get("lba")))
+        out.append((KIND_NAMES.get(r["type"]["value"], "other"), OUTCOME_NAMES.get(nibble, "unknown"),
+                    r["lifetime_hours"], r.get("lba")))
     return out
 
 
@@ -338,11 +348,11 @@ def selftest_checks(name, prefix, found, tap):
         tap.check(False, f"{name}/{prefix}: self-test logs parse", (sm_text if sm is None else st_text)[:200])
         return
     want, got = smartctl_selftests(sm), vantrel_selftests(st.get("selfTests", []))
-    tap.check(len(want) > 0 and want[0][0] == 1, f"{name}/{prefix}: the drive logged the short test",
+    tap.check(len(want) > 0 and want[0][0] == "short", f"{name}/{prefix}: the drive logged the short test",
               f"smartctl {want}")
     tap.check(st_rc == 0 and got == want, f"{name}/{prefix}: vantrel selftest shows the log as smartctl",
               f"rc={st_rc} smartctl {want} vantrel {got}")
-    tap.check("progress" in st and st["progress"].get("outcome") != 15,
+    tap.check("progress" in st and st["progress"].get("outcome") != "inProgress",
               f"{name}/{prefix}: progress read, no test left running", str(st.get("progress")))
 
 
@@ -359,6 +369,30 @@ def refused_checks(name, found, tap):
             (len(lines) == 1 or (what == "check" and captured and any(l.startswith("Back as") for l in lines)))
         tap.check(ok, f"{name}: {what} of a USB disk that refuses pass-through says so in one sentence, exit 4",
                   f"rc={rc} {text[:160]!r}")
+
+
+# The whole guest log, for lines outside the LAB blocks.
+LOG = ""
+
+
+def asleep_checks(name, found, tap):
+    """The bridge's drive put to sleep: list and check leave it asleep, --wake reads it."""
+    woken = dict(re.findall(r"^LAB-WOKEN (\S+) (\d+)", LOG, re.M))
+    text, rc = found.get("asleep-list", ("", -1))
+    row = next((line for line in text.splitlines() if "/dev/" in line), "")
+    tap.check(rc == 0 and " asleep " in row, f"{name}: list shows the sleeping drive as asleep", text[:300])
+    text, rc = found.get("asleep-check", ("", -1))
+    tap.check(rc == 7 and "is asleep" in text and "--wake" in text,
+              f"{name}: check leaves a sleeping drive alone and says how to read it (exit 7)",
+              f"rc={rc} {text[:200]}")
+    before, after = woken.get("before"), woken.get("after-list-and-check")
+    tap.check(before is not None and before == after,
+              f"{name}: neither list nor check woke the drive", f"woken {before} -> {after}")
+    rep, rc, _ = parsed(found, "asleep-wake")
+    tap.check(rep is not None and rc in (0, 1) and len(rep.get("attributes", [])) > 0,
+              f"{name}: check --wake reads the sleeping drive", f"rc={rc}")
+    tap.check(after is not None and woken.get("after-wake") is not None and
+              int(woken["after-wake"]) > int(after), f"{name}: and --wake did wake it", str(woken))
 
 
 def ata_checks(name, found, tap):
@@ -381,6 +415,8 @@ def ata_checks(name, found, tap):
     if "bridge-smartctl" in found:
         ata_read_checks(name, "bridge", found, tap)
         selftest_checks(name, "bridge", found, tap)
+    if "asleep-list" in found:
+        asleep_checks(name, found, tap)
     if "failing-smartctl" in found:
         rep, verdict = ata_read_checks(name, "failing", found, tap)
         if rep is not None:
@@ -722,7 +758,8 @@ def gallery_checks(name, found, tap):
 
 def main():
     name, path = sys.argv[1], sys.argv[2]
-    log = open(path, encoding="utf-8", errors="replace").read()
+    global LOG
+    log = LOG = open(path, encoding="utf-8", errors="replace").read()
     found = blocks(log)
     tap = Tap()
     if not found:

@@ -14,7 +14,7 @@
 #include "drivekit/health/ata_smart_lib.hpp"
 #include "drivekit/health/sat.hpp"
 #include "drivekit/health/tests/ata_pages.hpp"
-#include "drivekit/usb/scsi_drive.hpp"
+#include "platform/scsi_drive.hpp"
 
 namespace drivekit::testpages {
 
@@ -50,6 +50,9 @@ public:
     // The sense data SMART RETURN STATUS answers with: a passing drive's registers.
     std::optional<Bytes> statusAnswer = statusSense(0x4F, 0xC2);
     bool takesSelfTests = true;
+    /// What CHECK POWER MODE answers in the count register (00h standby, FFh active);
+    /// nothing for a drive that rejects the command.
+    std::optional<std::uint8_t> powerCount = std::nullopt;
 
     std::vector<Bytes> sent;
     int opened = 0;
@@ -98,6 +101,12 @@ private:
             return *bytes;
         };
         if (command == 0xEC) return page(identify);
+        if (command == 0xE5) {
+            if (!powerCount || dataIn != 0) return refuse;
+            Bytes sense = statusSense(0, 0);
+            sense[13] = *powerCount;
+            return sense;
+        }
         if (command != 0xB0) return refuse;
         switch (feature) {
             case 0xD0: return page(smartData);

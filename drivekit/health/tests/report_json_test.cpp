@@ -139,7 +139,8 @@ TEST(ReportJSON, ATAPartsByTheirFieldNames) {
     EXPECT_EQ(keysOf(object["attributes"][0]),
               (std::vector<std::string>{"id", "flags", "value", "worst", "threshold", "raw"}));
     EXPECT_EQ(object["attributes"][0]["raw"], 12);
-    EXPECT_EQ(object["selfTests"][0]["outcome"], 7);
+    EXPECT_EQ(object["selfTests"][0]["outcome"], "readFailure");
+    EXPECT_EQ(object["selfTests"][0]["failed"], true);
     EXPECT_EQ(object["selfTests"][0]["failingLBA"], 0x1000);
 
     const auto& ata = object["ata"];

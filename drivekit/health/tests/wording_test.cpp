@@ -103,7 +103,7 @@ TEST(DocumentWording, LimitedReasonsAndReadSources) {
               "with this computer.");
     EXPECT_EQ(readSource(ReadMethod::none, driveOn(Transport::sata)),
               "Linux doesn't report this drive's health.");
-    EXPECT_EQ(ReadingSource::ataLive(),
+    EXPECT_EQ(ReadingSource::ataLive(Transport::usb),
               readSource(ReadMethod::ataSMARTLive, driveOn(Transport::usb)));
     EXPECT_EQ(ReadMethodText::raw(ReadMethod::ataSMARTHandOver), "ataSMARTHandOver");
     EXPECT_EQ(ReadMethodText::parse("none"), ReadMethod::none);

@@ -7,7 +7,7 @@
 
 #include "drivekit/core/bytes.hpp"
 #include "drivekit/core/result.hpp"
-#include "drivekit/usb/diagnostics_log.hpp"
+#include "platform/diagnostics_log.hpp"
 
 namespace drivekit {
 

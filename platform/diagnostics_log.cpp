@@ -1,4 +1,4 @@
-#include "drivekit/usb/diagnostics_log.hpp"
+#include "platform/diagnostics_log.hpp"
 
 namespace drivekit {
 

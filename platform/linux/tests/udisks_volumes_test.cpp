@@ -1,6 +1,6 @@
 // The disk service's volumes against a stand-in service on a private bus: a dbus-daemon of
 // the test's own and support/mock_disk_service.py, which logs every call it answers.
-#include "app/linux/udisks_volumes.hpp"
+#include "platform/linux/udisks_volumes.hpp"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,4 +1,4 @@
-#include "app/linux/udisks_volumes.hpp"
+#include "platform/linux/udisks_volumes.hpp"
 
 #include <QtDBus/QDBusConnectionInterface>
 #include <QtDBus/QDBusMessage>

@@ -1,0 +1,91 @@
+#include "app/linux/linux_machine.hpp"
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <thread>
+
+#include "drivekit/usb/uas_transport.hpp"
+#include "platform/linux/linux_block_probe.hpp"
+#include "platform/linux/linux_clock.hpp"
+#include "platform/linux/linux_mounts.hpp"
+#include "platform/linux/linux_nvme_admin.hpp"
+#include "platform/linux/linux_sg_drive.hpp"
+#include "platform/linux/linux_sysfs.hpp"
+#include "platform/linux/linux_usb_device.hpp"
+#include "platform/linux/linux_usb_recovery.hpp"
+#include "platform/linux/linux_volume_space.hpp"
+#include "platform/linux/linux_volumes.hpp"
+#include "platform/linux/udisks_volumes.hpp"
+
+namespace app {
+
+namespace {
+
+std::string workingDirectory() {
+    std::error_code noFolder;
+    const auto folder = std::filesystem::current_path(noFolder);
+    return noFolder ? std::string() : folder.string();
+}
+
+std::vector<std::string> recoverOrphans() {
+    std::vector<std::string> lines;
+    for (const auto& done : platform::reattachOrphanedMassStorage()) {
+        if (!done.error.empty()) {
+            lines.push_back("couldn't give " + done.name + " back to its driver: " + done.error + ".");
+        }
+    }
+    return lines;
+}
+
+drivekit::CapturedUSBDrive::Options captureOptions() {
+    drivekit::CapturedUSBDrive::Options options;
+    options.makeUAS = drivekit::UASTransport::maker();
+    return options;
+}
+
+}  // namespace
+
+struct LinuxMachine::Parts {
+    platform::LinuxSysfs sysfs;
+    platform::LinuxNVMeAdmin nvme{sysfs, "/dev"};
+    const platform::LinuxMounts mounts;
+    const platform::LinuxBlockProbe probe;
+    const platform::LinuxVolumeSpace space;
+    const platform::LinuxClock clock;
+    // The disk service when the system bus has it, so the desktop keeps track of the
+    // volumes; else umount2 and mount(2).
+    const std::unique_ptr<platform::Volumes> volumes = systemVolumes(sysfs, mounts);
+    const platform::LinuxFileHolders holders;
+    platform::LinuxUSBHost usb;
+    CapturePlatform capture{*volumes,
+                            holders,
+                            usb,
+                            [](double seconds) {
+                                std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+                            },
+                            captureOptions(),
+                            recoverOrphans};
+    Machine machine{sysfs,
+                    nvme,
+                    drivekit::Locale::current(),
+                    [](std::string_view name)
+                        -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
+                        auto opened = platform::LinuxSGDrive::open("/dev/" + std::string(name));
+                        if (!opened) return drivekit::Unexpected(opened.error());
+                        return std::unique_ptr<drivekit::SCSIDrive>(std::move(opened).value());
+                    },
+                    &mounts,
+                    &probe,
+                    &space,
+                    &clock,
+                    workingDirectory(),
+                    &capture};
+};
+
+LinuxMachine::LinuxMachine() : parts_(std::make_unique<Parts>()) {}
+LinuxMachine::~LinuxMachine() = default;
+
+Machine& LinuxMachine::machine() { return parts_->machine; }
+
+}  // namespace app

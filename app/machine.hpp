@@ -1,0 +1,71 @@
+#pragma once
+// The machine every front end runs against: the platform operations and the user's
+// locale. The real Linux machine in production (app/linux/linux_machine.hpp), a machine
+// described by a fixture file for the demonstration, fixture trees and fakes in tests. A
+// plain record of interfaces: whoever builds it owns what it points at and keeps it alive
+// while it is used.
+#include <functional>
+#include <vector>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "drivekit/core/local_format.hpp"
+#include "drivekit/core/result.hpp"
+#include "drivekit/usb/captured_usb_drive.hpp"
+#include "platform/scsi_drive.hpp"
+#include "platform/block_probe.hpp"
+#include "platform/clock.hpp"
+#include "platform/mounts.hpp"
+#include "platform/nvme_admin.hpp"
+#include "platform/sysfs.hpp"
+#include "platform/usb_device.hpp"
+#include "platform/volume_space.hpp"
+#include "platform/volumes.hpp"
+
+namespace app {
+
+/// What the careful check needs of this computer beyond the machine's sysfs and mounts.
+struct CapturePlatform {
+    platform::Volumes& volumes;
+    const platform::FileHolders& holders;
+    platform::USBHost& usb;
+    std::function<void(double seconds)> sleep;
+    drivekit::CapturedUSBDrive::Options captureOptions;
+    /// Gives drivers back to mass-storage interfaces that an earlier run, killed while it
+    /// held them, left without one; a line for each it couldn't. Run before any capture.
+    std::function<std::vector<std::string>()> recoverOrphans;
+    /// Test hook for the hardware lab: after printing a progress line that begins with
+    /// this text, the sequence holds until a signal comes (a minute at most), so a test
+    /// can interrupt or kill it at a known step instead of guessing at timings. Empty in
+    /// normal use; `vantrel` takes it from VANTREL_TEST_HOLD_AFTER.
+    std::string holdAfter = {};
+};
+
+
+/// Opens the SCSI pass-through of a disk by kernel name ("sda"); the errno when it can't.
+using OpenSCSI = std::function<drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int>(
+    std::string_view bsdName)>;
+
+struct Machine {
+    const platform::Sysfs& sysfs;
+    platform::NVMeAdmin& nvme;
+    drivekit::Locale locale;
+    /// Absent where no disk takes SCSI commands.
+    OpenSCSI openSCSI = nullptr;
+    // What discovering every drive needs beyond sysfs. Each may be absent, for commands
+    // that read one named drive: no mount table reads as nothing mounted, no probe as no
+    // file system known, no space figures as unknown free space.
+    const platform::Mounts* mounts = nullptr;
+    const platform::BlockProbe* probe = nullptr;
+    const platform::VolumeSpace* space = nullptr;
+    /// Dates the documents; absent, they carry the system's time.
+    const platform::Clock* clock = nullptr;
+    /// The process's working folder, absolute; empty when unknown.
+    std::string workingDirectory = {};
+    /// Taking USB drives from their kernel driver; absent, a USB
+    /// enclosure is read only through the driver.
+    CapturePlatform* capture = nullptr;
+};
+
+}  // namespace app
