@@ -19,7 +19,9 @@ std::optional<std::string> attribute(const platform::Sysfs& sysfs, const std::st
 }  // namespace
 
 Route routeFor(std::string_view kernelName) {
-    return kernelName.starts_with("nvme") || kernelName.starts_with("mmcblk") ? Route::blockReads : Route::scsi;
+    // SATA, SAS and USB disks are the kernel's SCSI disks; NVMe namespaces, SD cards,
+    // virtio disks and loop devices take no SCSI commands.
+    return kernelName.starts_with("sd") ? Route::scsi : Route::blockReads;
 }
 
 Outcome run(const Platform& platform, std::string_view device, drivekit::surface_scan::Mode mode,

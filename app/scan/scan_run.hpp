@@ -25,7 +25,7 @@ enum class Route {
     blockReads,  // O_DIRECT pread behind the same commands
 };
 
-/// NVMe namespaces and SD cards take no SCSI commands; everything else does.
+/// The kernel's SCSI disks (sd*) take SCSI commands; every other disk is read directly.
 Route routeFor(std::string_view kernelName);
 
 struct Platform {
