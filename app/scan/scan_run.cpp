@@ -51,7 +51,11 @@ Outcome run(const Platform& platform, std::string_view device, drivekit::surface
         return outcome;
     }
     drivekit::SCSIDrive& drive = *opened.value();
-    const auto maxBytes = drivekit::ReadLimit::maxBytes(name, platform.sysfs);
+    // SG_IO hands the command to the device whole, so it must fit the queue's transfer
+    // limit; a direct read of the block device is split by the kernel into requests that
+    // fit, and larger reads are then only faster.
+    const auto maxBytes = outcome.route == Route::scsi ? drivekit::ReadLimit::maxBytes(name, platform.sysfs)
+                                                       : std::nullopt;
     outcome.result = drivekit::surface_scan::run(drive, mode, maxBytes, platform.clock, shouldStop, progress);
 
     const std::string model = attribute(platform.sysfs, base + "/device/model").value_or(outcome.kernelName);
