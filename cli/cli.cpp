@@ -12,6 +12,7 @@
 #include "cli/demo_mode.hpp"
 #include "cli/exit_codes.hpp"
 #include "cli/list_command.hpp"
+#include "cli/scan_command.hpp"
 #include "cli/selftest_command.hpp"
 #include "cli/watch_command.hpp"
 #include "drivekit/core/version.hpp"
@@ -19,6 +20,7 @@
 namespace cli {
 
 int run(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out, std::ostream& err) {
+    if (!args.empty() && args.front() == "scan") return runScanCommand({args.begin() + 1, args.end()}, machine, out, err);
     const ParseResult parsed = parseArguments(args);
     if (!parsed.arguments) {
         err << "vantrel: " << parsed.error << '\n';

@@ -755,6 +755,42 @@ def gallery_checks(name, found, tap):
         code = 1 if tier in (2, 3, 4) else 0
         tap.check(rc == code, f"{name}/{drive}: exit {code}", f"rc={rc}")
 
+# The sectors run-all.sh injects for the scan scenario. A scan reports the first block of
+# each 64 KB piece (128 sectors) that fails, so 40005 is reported as 39936.
+SCAN_BAD = {"sata": [12800, 40005, 70016], "nvme": [25600, 130944]}
+
+
+def scan_checks(name, found, tap):
+    for disk in ("sata", "nvme"):
+        text, rc = found.get(f"scan-{disk}", ("", -1))
+        text = "\n".join(l for l in text.splitlines() if not re.match(r"^\[\s*\d+\.\d+\]", l))
+        expected = sorted({lba // 128 * 128 for lba in SCAN_BAD[disk]})
+        try:
+            r = json.loads(text)
+        except ValueError:
+            tap.check(False, f"{name}: {disk} full scan printed its result", text[:200])
+            continue
+        tap.check(r.get("unreadable") == expected, f"{name}: {disk} full scan reports exactly the bad sectors",
+                  f"{r.get('unreadable')} != {expected}")
+        tap.check(r["readsDone"] == r["readsPlanned"] and "stopped" not in r, f"{name}: {disk} full scan finished",
+                  r.get("stopped", ""))
+        tap.check(r["failedReads"] == len(expected) and rc == 1, f"{name}: {disk} failed reads counted, exit 1",
+                  f"failedReads {r['failedReads']}, rc {rc}")
+    text, rc = found.get("scan-quick", ("", -1))
+    try:
+        q = json.loads(text)
+        chunks = -(-q["totalBlocks"] * q["blockSize"] // q["reads"]["chunkBytes"])
+        tap.check(q["mode"] == "quick" and q["readsPlanned"] == min(2048, chunks) and q["readsDone"] == q["readsPlanned"],
+                  f"{name}: quick scan plans min(2048, chunks) reads and does them", str(q["readsPlanned"]))
+    except (ValueError, KeyError, TypeError):
+        tap.check(False, f"{name}: quick scan printed its result", text[:200])
+    text, rc = found.get("scans-file", ("", -1))
+    try:
+        saved = json.loads(text)["byDrive"]
+        tap.check(len(saved) == 2, f"{name}: scans.json keeps the latest scan of each drive", str(list(saved)))
+    except (ValueError, KeyError):
+        tap.check(False, f"{name}: scans.json was written", text[:200])
+
 
 def main():
     name, path = sys.argv[1], sys.argv[2]
@@ -778,6 +814,8 @@ def main():
         capture_kill_checks(name, found, tap)
     elif name.startswith("capture"):
         capture_checks(name, found, tap)
+    elif name == "scan":
+        scan_checks(name, found, tap)
     return 1 if tap.failed else 0
 
 

@@ -83,5 +83,10 @@ scenario capture-kill capture-kill.guest.sh -d usb-bot,usb-uas -M vfat -M nls_cp
 # `vantrel watch` while a USB disk is plugged in and pulled out through QEMU's monitor.
 scenario watch watch.guest.sh -d usb-bot
 
+# Surface scans with bad sectors injected (compare.py holds the same LBAs): SATA live
+# through SG_IO, NVMe through O_DIRECT, in one boot.
+scenario scan scan.guest.sh -d sata,nvme -e sata:12800 -e sata:40005 -e sata:70016 \
+  -e nvme:25600 -e nvme:130944
+
 echo "lab: $passed passed, $failed failed, $skipped skipped"
 [[ $failed -eq 0 ]]

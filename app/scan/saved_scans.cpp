@@ -1,0 +1,119 @@
+#include "app/scan/saved_scans.hpp"
+
+#include <system_error>
+
+#include "drivekit/core/text.hpp"
+
+namespace app {
+
+namespace ScanStore {
+
+std::filesystem::path dataFolder(const std::function<std::optional<std::string>(const char*)>& environment) {
+    if (const auto xdg = environment("XDG_DATA_HOME"); xdg && !xdg->empty() && xdg->front() == '/') {
+        return std::filesystem::path(*xdg) / "vantrel";
+    }
+    if (const auto home = environment("HOME"); home && !home->empty()) {
+        return std::filesystem::path(*home) / ".local" / "share" / "vantrel";
+    }
+    return {};
+}
+
+std::filesystem::path file(const std::filesystem::path& dataFolder) { return dataFolder / "scans.json"; }
+
+drivekit::json::Object toJson(const SavedScans& scans) {
+    drivekit::json::Object byDrive = drivekit::json::Object::object();
+    for (const auto& [key, scan] : scans.byDrive) {
+        drivekit::json::Object record;
+        record["driveKey"] = scan.driveKey;
+        drivekit::json::putOptional(record, "serial", scan.serial);
+        drivekit::json::putOptional(record, "signature", scan.signature);
+        record["driveName"] = scan.driveName;
+        record["model"] = scan.model;
+        record["date"] = drivekit::json::isoDate(scan.date);
+        record["result"] = drivekit::surface_scan::toJson(scan.result);
+        byDrive[key] = std::move(record);
+    }
+    drivekit::json::Object object;
+    object["byDrive"] = std::move(byDrive);
+    return object;
+}
+
+namespace {
+
+std::optional<std::string> text(const drivekit::json::Object& object, const char* key) {
+    const auto it = object.find(key);
+    if (it == object.end() || !it->is_string()) return std::nullopt;
+    return it->get<std::string>();
+}
+
+}  // namespace
+
+SavedScans fromJson(const drivekit::json::Object& value) {
+    SavedScans scans;
+    if (!value.is_object()) return scans;
+    const auto byDrive = value.find("byDrive");
+    if (byDrive == value.end() || !byDrive->is_object()) return scans;
+    for (const auto& [key, record] : byDrive->items()) {
+        if (!record.is_object()) continue;
+        const auto driveKey = text(record, "driveKey");
+        const auto driveName = text(record, "driveName");
+        const auto model = text(record, "model");
+        const auto date = text(record, "date");
+        const auto parsedDate = date ? drivekit::json::parseIsoDate(*date) : std::nullopt;
+        const auto result = record.contains("result") ? drivekit::surface_scan::resultFromJson(record["result"])
+                                                      : std::nullopt;
+        if (!driveKey || !driveName || !model || !parsedDate || !result) continue;
+        scans.byDrive[key] = SavedScan{*driveKey, text(record, "serial"), text(record, "signature"),
+                                       *driveName, *model, *parsedDate, *result};
+    }
+    return scans;
+}
+
+SavedScans read(const std::filesystem::path& path) {
+    const auto object = drivekit::json::readFile(path);
+    return object ? fromJson(*object) : SavedScans{};
+}
+
+std::optional<std::string> save(SavedScans& scans, SavedScan scan, const std::filesystem::path& path) {
+    const std::string key = scan.driveKey;
+    scans.byDrive.insert_or_assign(key, std::move(scan));
+    std::error_code error;
+    std::filesystem::create_directories(path.parent_path(), error);
+    if (error || !drivekit::json::writeAtomically(path, drivekit::json::dump(toJson(scans), drivekit::json::Layout::compact))) {
+        return "Couldn't save the scan: " + path.string();
+    }
+    return std::nullopt;
+}
+
+}  // namespace ScanStore
+
+namespace ScanWording {
+
+std::string summaryLine(const std::string& driveName, const drivekit::surface_scan::Result& result,
+                        std::optional<std::int64_t> maxBytes) {
+    const std::string method = result.reads ? drivekit::surface_scan::text(*result.reads) : "no reads";
+    const std::string tail = result.stopped ? ", stopped: " + *result.stopped : "";
+    const std::string limit = maxBytes ? drivekit::text::format("%lld KB", static_cast<long long>(*maxBytes >> 10))
+                                       : std::string("an unknown amount");
+    return drivekit::text::format("scan %s (%s): %lld of %lld reads with %s, %lld unreadable, %lld slow, "
+                                  "slowest %.0f ms, %.0f s%s (Linux reads %s at once)",
+                                  driveName.c_str(), drivekit::surface_scan::modeName(result.mode),
+                                  static_cast<long long>(result.readsDone), static_cast<long long>(result.readsPlanned),
+                                  method.c_str(), static_cast<long long>(result.unreadableCount()),
+                                  static_cast<long long>(result.slowReads), result.slowestMs, result.seconds,
+                                  tail.c_str(), limit.c_str());
+}
+
+}  // namespace ScanWording
+
+ScanProgress ScanProgress::of(const drivekit::surface_scan::Result& result) {
+    ScanProgress progress;
+    progress.percent = result.readsPlanned > 0 ? static_cast<int>(result.readsDone * 100 / result.readsPlanned) : 0;
+    progress.tone = result.unreadableCount() >= 1 ? Tone::unreadable
+                    : result.slowReads >= 1       ? Tone::slow
+                                                  : Tone::clean;
+    progress.done = result.finished();
+    return progress;
+}
+
+}  // namespace app

@@ -1,0 +1,76 @@
+#include "app/scan/scan_run.hpp"
+
+#include <cerrno>
+
+#include "drivekit/core/text.hpp"
+#include "drivekit/discovery/io_stats.hpp"
+
+namespace app::ScanRun {
+namespace {
+
+std::optional<std::string> attribute(const platform::Sysfs& sysfs, const std::string& path) {
+    auto value = sysfs.read(path);
+    if (!value) return std::nullopt;
+    auto trimmed = drivekit::text::trimmed(*value);
+    if (trimmed.empty()) return std::nullopt;
+    return std::string(trimmed);
+}
+
+}  // namespace
+
+Route routeFor(std::string_view kernelName) {
+    // SATA, SAS and USB disks are the kernel's SCSI disks; NVMe namespaces, SD cards,
+    // virtio disks and loop devices take no SCSI commands.
+    return kernelName.starts_with("sd") ? Route::scsi : Route::blockReads;
+}
+
+Outcome run(const Platform& platform, std::string_view device, drivekit::surface_scan::Mode mode,
+            const drivekit::surface_scan::ShouldStop& shouldStop,
+            const drivekit::surface_scan::Progress& progress) {
+    Outcome outcome;
+    std::string_view name = device;
+    if (name.starts_with("/dev/")) name.remove_prefix(5);
+    outcome.kernelName = std::string(name);
+    const std::string base = "/sys/class/block/" + outcome.kernelName;
+    const bool plain = !name.empty() && name.find('/') == std::string_view::npos && name != "." && name != "..";
+    if (!plain || !platform.sysfs.exists(base) || platform.sysfs.exists(base + "/partition")) {
+        outcome.failure = Outcome::Failure::notADisk;
+        return outcome;
+    }
+    outcome.route = routeFor(name);
+    const cli::OpenSCSI& open = outcome.route == Route::scsi ? platform.openSCSI : platform.openBlockReads;
+    if (!open) {
+        outcome.failure = Outcome::Failure::cannotOpen;
+        outcome.openError = ENOTSUP;
+        return outcome;
+    }
+    auto opened = open(name);
+    if (!opened) {
+        outcome.failure = Outcome::Failure::cannotOpen;
+        outcome.openError = opened.error();
+        return outcome;
+    }
+    drivekit::SCSIDrive& drive = *opened.value();
+    // SG_IO hands the command to the device whole, so it must fit the queue's transfer
+    // limit; a direct read of the block device is split by the kernel into requests that
+    // fit, and larger reads are then only faster.
+    const auto maxBytes = outcome.route == Route::scsi ? drivekit::ReadLimit::maxBytes(name, platform.sysfs)
+                                                       : std::nullopt;
+    outcome.result = drivekit::surface_scan::run(drive, mode, maxBytes, platform.clock, shouldStop, progress);
+
+    const std::string model = attribute(platform.sysfs, base + "/device/model").value_or(outcome.kernelName);
+    const auto serial = attribute(platform.sysfs, base + "/device/serial");
+    outcome.summaryLine = ScanWording::summaryLine(model, *outcome.result, maxBytes);
+    drive.log().note(outcome.summaryLine);
+
+    if (!platform.dataFolder.empty()) {
+        const auto file = ScanStore::file(platform.dataFolder);
+        SavedScans saved = ScanStore::read(file);
+        SavedScan scan{serial ? "serial:" + *serial : "device:" + outcome.kernelName,
+                       serial, std::nullopt, model, model, platform.clock.now(), *outcome.result};
+        outcome.saveFailure = ScanStore::save(saved, std::move(scan), file);
+    }
+    return outcome;
+}
+
+}  // namespace app::ScanRun

@@ -1,0 +1,57 @@
+#pragma once
+// One surface scan of one named drive, from the device name to the saved record: which
+// way the drive is read (SCSI commands through the kernel for SATA and USB disks, O_DIRECT
+// reads of the block device for NVMe and SD cards), the engine, the summary line and
+// scans.json. Front ends parse, call `run`, and print what comes back.
+//
+// USB drives whose bridge refuses SCSI reads through the kernel are read as the kernel
+// lets them; scanning them through a capture is not done here.
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "app/machine.hpp"
+#include "app/scan/saved_scans.hpp"
+#include "drivekit/scan/surface_scan.hpp"
+#include "platform/clock.hpp"
+#include "platform/sysfs.hpp"
+
+namespace app::ScanRun {
+
+enum class Route {
+    scsi,        // SG_IO: the kernel carries READ CAPACITY and READ (10/16)
+    blockReads,  // O_DIRECT pread behind the same commands
+};
+
+/// The kernel's SCSI disks (sd*) take SCSI commands; every other disk is read directly.
+Route routeFor(std::string_view kernelName);
+
+struct Platform {
+    const platform::Sysfs& sysfs;
+    const platform::Clock& clock;
+    cli::OpenSCSI openSCSI;
+    cli::OpenSCSI openBlockReads;
+    /// Where scans.json lives; empty: the scan isn't saved.
+    std::filesystem::path dataFolder;
+};
+
+struct Outcome {
+    enum class Failure { none, notADisk, cannotOpen };
+    Failure failure = Failure::none;
+    int openError = 0;  // errno, with cannotOpen
+    std::string kernelName;
+    Route route = Route::scsi;
+    std::optional<drivekit::surface_scan::Result> result;
+    std::string summaryLine;
+    /// The sentence when saving failed; the scan stands all the same.
+    std::optional<std::string> saveFailure;
+};
+
+/// Scans "/dev/sda" or "sda": a whole disk, never a partition. Blocks until the scan ends.
+Outcome run(const Platform& platform, std::string_view device, drivekit::surface_scan::Mode mode,
+            const drivekit::surface_scan::ShouldStop& shouldStop,
+            const drivekit::surface_scan::Progress& progress);
+
+}  // namespace app::ScanRun

@@ -1,0 +1,149 @@
+#include "cli/scan_command.hpp"
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+#include "app/scan/scan_run.hpp"
+#include "cli/capture_command.hpp"
+#include "cli/exit_codes.hpp"
+#include "drivekit/core/json.hpp"
+#include "drivekit/core/local_format.hpp"
+#include "drivekit/core/text.hpp"
+#include "platform/linux/linux_block_read_drive.hpp"
+#include "platform/linux/linux_clock.hpp"
+
+namespace cli {
+namespace {
+
+using drivekit::surface_scan::Mode;
+using drivekit::surface_scan::Result;
+
+constexpr std::string_view usage = "Usage: vantrel scan DEVICE [--quick|--full] [--json]\n";
+
+std::string duration(double seconds) {
+    const auto whole = static_cast<long long>(seconds + 0.5);
+    if (whole >= 3600) return drivekit::text::format("%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60, whole % 60);
+    return drivekit::text::format("%lld:%02lld", whole / 60, whole % 60);
+}
+
+std::string progressLine(const Result& r) {
+    const double mbps = r.seconds > 0 ? static_cast<double>(r.bytesRead) / r.seconds / 1e6 : 0;
+    std::string left = "--:--";
+    if (r.readsDone > 0 && r.readsPlanned > r.readsDone && r.seconds > 0) {
+        left = duration(r.seconds / static_cast<double>(r.readsDone) * static_cast<double>(r.readsPlanned - r.readsDone));
+    }
+    return drivekit::text::format("\r%5.1f%%  %7.1f MB/s  %lld unreadable  %lld slow  %s left ", r.fraction() * 100,
+                                  mbps, static_cast<long long>(r.unreadableCount()),
+                                  static_cast<long long>(r.slowReads), left.c_str());
+}
+
+void printTable(const app::ScanRun::Outcome& outcome, std::ostream& out) {
+    const Result& r = *outcome.result;
+    const double mbps = r.seconds > 0 ? static_cast<double>(r.bytesRead) / r.seconds / 1e6 : 0;
+    out << "Drive        /dev/" << outcome.kernelName << '\n'
+        << "Mode         " << drivekit::surface_scan::modeName(r.mode) << '\n'
+        << "Reads        " << r.readsDone << " of " << r.readsPlanned
+        << (r.reads ? " with " + drivekit::surface_scan::text(*r.reads) : std::string()) << '\n'
+        << "Read         " << drivekit::text::format("%.1f GB in %s, %.1f MB/s", static_cast<double>(r.bytesRead) / 1e9,
+                                                     duration(r.seconds).c_str(), mbps)
+        << '\n'
+        << "Unreadable   " << r.unreadableCount() << '\n';
+    for (const std::uint64_t lba : r.unreadable) out << "  block " << lba << '\n';
+    out << "Slow reads   " << r.slowReads << drivekit::text::format(" (slowest %.0f ms)", r.slowestMs) << '\n';
+    if (r.stopped) out << "Stopped      " << *r.stopped << '\n';
+}
+
+}  // namespace
+
+int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out,
+                   std::ostream& err) {
+    Mode mode = Mode::full;
+    bool json = false;
+    std::optional<std::string_view> device;
+    for (const std::string_view arg : args) {
+        if (arg == "--help" || arg == "-h") {
+            out << usage;
+            return exitOK;
+        }
+        if (arg == "--quick") {
+            mode = Mode::quick;
+        } else if (arg == "--full") {
+            mode = Mode::full;
+        } else if (arg == "--json") {
+            json = true;
+        } else if (arg.starts_with("-") || device) {
+            err << "vantrel: Unknown argument for scan: " << arg << ".\n" << usage;
+            return exitUsage;
+        } else {
+            device = arg;
+        }
+    }
+    if (!device) {
+        err << "vantrel: scan needs a device, such as sda.\n" << usage;
+        return exitUsage;
+    }
+
+    const platform::LinuxClock linuxClock;
+    const platform::Clock& clock = machine.clock ? *machine.clock : linuxClock;
+    const OpenSCSI openBlockReads = [](std::string_view name)
+        -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
+        auto opened = platform::LinuxBlockReadDrive::open("/dev/" + std::string(name));
+        if (!opened) return drivekit::Unexpected(opened.error());
+        return std::unique_ptr<drivekit::SCSIDrive>(std::move(opened).value());
+    };
+    const auto environment = [](const char* key) -> std::optional<std::string> {
+        const char* value = std::getenv(key);
+        return value ? std::optional<std::string>(value) : std::nullopt;
+    };
+    const app::ScanRun::Platform platform{machine.sysfs, clock, machine.openSCSI, openBlockReads,
+                                          app::ScanStore::dataFolder(environment)};
+
+    // Each read's answer is a fresh 512 KB buffer. glibc serves blocks that large with
+    // mmap and gives them back on free, so every read would fault in and zero 128 new
+    // pages; kept on the heap, the same memory serves read after read.
+    ::mallopt(M_MMAP_THRESHOLD, 64 << 20);
+    ::mallopt(M_TRIM_THRESHOLD, 128 << 20);
+    const bool live = ::isatty(STDERR_FILENO) == 1;
+    const StopOnSignals signals;
+    const auto outcome = app::ScanRun::run(
+        platform, *device, mode, [] { return StopOnSignals::requested(); },
+        [&](const Result& r) {
+            if (live) err << progressLine(r) << std::flush;
+        });
+    if (live) err << '\n';
+
+    using Failure = app::ScanRun::Outcome::Failure;
+    if (outcome.failure == Failure::notADisk) {
+        err << "vantrel: " << *device << " isn't a whole disk on this computer.\n";
+        return exitNoDevice;
+    }
+    if (outcome.failure == Failure::cannotOpen) {
+        if (outcome.openError == EACCES || outcome.openError == EPERM) {
+            err << "vantrel: Reading /dev/" << outcome.kernelName << " needs root.\n";
+            return exitNoPermission;
+        }
+        if (outcome.openError == EINVAL) {
+            err << "vantrel: /dev/" << outcome.kernelName << " can't be read past the system's cache.\n";
+            return exitReadFailed;
+        }
+        err << "vantrel: /dev/" << outcome.kernelName << " couldn't be opened.\n";
+        return exitReadFailed;
+    }
+    const Result& r = *outcome.result;
+    if (json) {
+        out << drivekit::json::dump(drivekit::surface_scan::toJson(r)) << '\n';
+    } else {
+        printTable(outcome, out);
+    }
+    if (outcome.saveFailure) err << "vantrel: " << *outcome.saveFailure << '\n';
+    if (r.unreadableCount() > 0) return exitNeedsCare;
+    if (r.readsDone == 0 && !r.cancelled) return exitReadFailed;
+    return exitOK;
+}
+
+}  // namespace cli
