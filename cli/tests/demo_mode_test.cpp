@@ -76,6 +76,17 @@ TEST(DemoOption, ChecksTheShippedDrivesLikeRealOnes) {
     EXPECT_NE(refused.err.find("doesn't pass health requests through"), std::string::npos)
         << refused.err;
 
+    // A card that reports its name shows it as its model.
+    const Outcome card = demo({"--demo", "check", "mmcblk0"});
+    EXPECT_NE(card.out.find("Model                             SD64G"), std::string::npos) << card.out;
+    EXPECT_EQ(card.out.find("report its model"), std::string::npos) << card.out;
+
+    // Its document is the limited one the list shows, beside the sentence and the code.
+    const Outcome refusedJSON = demo({"--demo", "check", "sde", "--json"});
+    EXPECT_EQ(refusedJSON.code, cli::exitNotSupported);
+    EXPECT_NE(refusedJSON.err.find("doesn't pass health requests through"), std::string::npos);
+    EXPECT_NE(refusedJSON.out.find("\"tier\": \"limited\""), std::string::npos) << refusedJSON.out;
+
     const Outcome absent = demo({"--demo", "check", "sdz"});
     EXPECT_EQ(absent.code, cli::exitNoDevice);
 }
