@@ -36,6 +36,10 @@ struct ReadContext {
     std::function<std::optional<FreeSpace>(std::string_view mountPoint)> freeSpace;
     /// The USB check is offered on this system.
     bool usbCheckAvailable = true;
+    /// Read the drives at the same time, one thread each: a pass then takes as long as
+    /// its slowest drive, not the sum. Only for platforms whose operations may be called
+    /// from several threads at once (each read opens its own handles).
+    bool concurrent = false;
 };
 
 /// One drive of a pass: the record discovery gave once the read was over, what reading

@@ -74,5 +74,9 @@ scenario capture-kill capture-kill.guest.sh -d usb-bot,usb-uas -M vfat -M nls_cp
 # `vantrel watch` while a USB disk is plugged in and pulled out through QEMU's monitor.
 scenario watch watch.guest.sh -d usb-bot
 
+# How long `vantrel list --json` takes against `smartctl -x` over the same drives: NVMe,
+# SATA, two USB disks and the bridge, in one boot.
+scenario timing timing.guest.sh -d nvme,sata,usb-bot,usb-uas -H "$lab/guest/hooks" -U "$(satbridge uas)"
+
 echo "lab: $passed passed, $failed failed, $skipped skipped"
 [[ $failed -eq 0 ]]
