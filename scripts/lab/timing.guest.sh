@@ -14,7 +14,11 @@ for name in nvme sata usb-bot usb-uas usbredir0; do
   [ -n "$d" ] && disks="$disks $d"
 done
 
-now_ms() { echo $(($(date +%s%N) / 1000000)); }
+# The guest's date has no sub-second format; /proc/uptime counts in hundredths.
+now_ms() {
+  read -r up _ </proc/uptime
+  echo $(( ${up%.*} * 1000 + $(echo "${up#*.}" | sed 's/^0*//; s/^$/0/') * 10 ))
+}
 
 smartctl_all() {
   for d in $disks; do smartctl -x "/dev/$d" >/dev/null 2>&1; done
