@@ -63,6 +63,9 @@ struct Machine {
     const platform::Clock* clock = nullptr;
     /// The process's working folder, absolute; empty when unknown.
     std::string workingDirectory = {};
+    /// Every platform operation may be called from several threads at once, so a pass
+    /// reads its drives concurrently.
+    bool concurrentReads = false;
     /// Taking USB drives from their kernel driver; absent, a USB
     /// enclosure is read only through the driver.
     CapturePlatform* capture = nullptr;

@@ -1,6 +1,7 @@
 #include "app/read_all.hpp"
 
 #include <algorithm>
+#include <thread>
 #include <utility>
 
 #include "drivekit/health/health_rules.hpp"
@@ -98,9 +99,24 @@ std::optional<DriveRead> summarized(const Drive& drive, SummaryBuilder::Reading 
 
 std::vector<DriveRead> readDrives(const USBReports& reports, bool live,
                                   const ReadContext& context) {
+    const auto drives = Discovery::allDrives(context.discovery);
+    // Each drive's result has its own slot, so discovery's order stays whatever finishes first.
+    std::vector<std::optional<DriveRead>> slots(drives.size());
+    if (context.concurrent && drives.size() > 1) {
+        std::vector<std::thread> threads;
+        threads.reserve(drives.size());
+        for (std::size_t i = 0; i < drives.size(); ++i) {
+            threads.emplace_back([&, i] { slots[i] = readDrive(drives[i], reports, live, context); });
+        }
+        for (auto& thread : threads) thread.join();
+    } else {
+        for (std::size_t i = 0; i < drives.size(); ++i) {
+            slots[i] = readDrive(drives[i], reports, live, context);
+        }
+    }
     std::vector<DriveRead> reads;
-    for (const auto& drive : Discovery::allDrives(context.discovery)) {
-        if (auto read = readDrive(drive, reports, live, context)) reads.push_back(std::move(*read));
+    for (auto& slot : slots) {
+        if (slot) reads.push_back(std::move(*slot));
     }
     const auto fresh = Discovery::allDrives(context.discovery);
     for (auto& read : reads) {

@@ -25,8 +25,13 @@ Discovery::DisplayName nameOf(const Drive& drive, const std::optional<HealthRepo
 }
 
 // The drive tells no model worth showing and goes by the name of one of its volumes.
+// An SD card goes by its volume's name even when it reports its own (the card's name
+// register, "SD64G"): that model is still shown.
 bool isModelHidden(const Drive& drive, const Discovery::DisplayName& name) {
     if (name.isModel) return false;
+    if (drive.transport == Transport::sdCard && !drive.model.empty() && drive.model != Drive{}.model) {
+        return false;
+    }
     return std::any_of(drive.volumes.begin(), drive.volumes.end(),
                        [&](const Volume& volume) { return volume.name == name.name; });
 }

@@ -138,7 +138,15 @@ int runCheck(const Arguments& arguments, Machine& machine, std::ostream& out, st
     for (const auto& name : names) {
         Checked checked = checkOne(name, machine, err, arguments.capture, arguments.wake);
         exitCode = worseExit(exitCode, checked.exitCode);
-        if (!checked.report && !checked.ata && !checked.summaryOnly) continue;
+        if (!checked.report && !checked.ata && !checked.summaryOnly) {
+            // A drive that couldn't be read still has its limited document, as in the list.
+            if (arguments.json && !arguments.fullReport) {
+                if (const auto limited = summarizeMachineDrive(name, {}, machine)) {
+                    documents.push_back(documentOf(*limited, machine).toJSON());
+                }
+            }
+            continue;
+        }
         if (app::needsCare(readingOf(checked))) exitCode = worseExit(exitCode, exitNeedsCare);
         const auto read = summarizeMachineDrive(name, readingOf(checked), machine);
         if (arguments.json && arguments.fullReport && checked.report) {

@@ -27,7 +27,8 @@ app::ReadContext readContext(const Machine& machine) {
     drivekit::Discovery::Sources sources{
         machine.sysfs, machine.mounts ? *machine.mounts : nothingMounted,
         machine.probe ? *machine.probe : nothingProbed, machine.workingDirectory, machine.locale};
-    app::ReadContext context{std::move(sources), machine.nvme, nullptr, nullptr, true};
+    app::ReadContext context{std::move(sources), machine.nvme, nullptr, nullptr, true,
+                             machine.concurrentReads};
     if (machine.openSCSI) context.connect = ataConnect(machine);
     if (machine.space) {
         const platform::VolumeSpace& space = *machine.space;

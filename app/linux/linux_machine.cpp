@@ -80,6 +80,7 @@ struct LinuxMachine::Parts {
                     &space,
                     &clock,
                     workingDirectory(),
+                    true,
                     &capture};
 };
 

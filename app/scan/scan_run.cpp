@@ -38,7 +38,7 @@ Outcome run(const Platform& platform, std::string_view device, drivekit::surface
         return outcome;
     }
     outcome.route = routeFor(name);
-    const cli::OpenSCSI& open = outcome.route == Route::scsi ? platform.openSCSI : platform.openBlockReads;
+    const OpenSCSI& open = outcome.route == Route::scsi ? platform.openSCSI : platform.openBlockReads;
     if (!open) {
         outcome.failure = Outcome::Failure::cannotOpen;
         outcome.openError = ENOTSUP;

@@ -31,8 +31,8 @@ Route routeFor(std::string_view kernelName);
 struct Platform {
     const platform::Sysfs& sysfs;
     const platform::Clock& clock;
-    cli::OpenSCSI openSCSI;
-    cli::OpenSCSI openBlockReads;
+    OpenSCSI openSCSI;
+    OpenSCSI openBlockReads;
     /// Where scans.json lives; empty: the scan isn't saved.
     std::filesystem::path dataFolder;
 };

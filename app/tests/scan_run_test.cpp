@@ -61,7 +61,7 @@ TEST_F(ScanRunTest, ScansANamedDiskThroughItsRouteAndSavesTheLatest) {
     const platform::LinuxSysfs sysfs(root);
     const StepClock clock;
     std::string opened;
-    const cli::OpenSCSI open = [&](std::string_view name) -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
+    const app::OpenSCSI open = [&](std::string_view name) -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
         opened = name;
         return std::unique_ptr<drivekit::SCSIDrive>(std::make_unique<SmallDrive>());
     };

@@ -162,7 +162,7 @@ TEST_F(CheckCommand, ReadFailuresMapToPermissionUnsupportedAndIOError) {
     nvme.failure = NVMeAdminFailure{NVMeAdminFailure::Kind::commandStatus, 0x4002};
     r = run({"check", "nvme0n1"});
     EXPECT_EQ(r.code, cli::exitReadFailed);
-    EXPECT_NE(r.err.find("NVMe SMART read failed (IOReturn 0x00004002)."), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("NVMe SMART read failed (NVMe status 0x4002)."), std::string::npos) << r.err;
 }
 
 TEST(ExitCodes, SeveralDrivesReportTheWorstOutcome) {

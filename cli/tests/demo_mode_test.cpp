@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <sstream>
 
 #include "cli/arguments.hpp"
@@ -76,6 +77,17 @@ TEST(DemoOption, ChecksTheShippedDrivesLikeRealOnes) {
     EXPECT_NE(refused.err.find("doesn't pass health requests through"), std::string::npos)
         << refused.err;
 
+    // A card that reports its name shows it as its model.
+    const Outcome card = demo({"--demo", "check", "mmcblk0"});
+    EXPECT_NE(card.out.find("Model                             SD64G"), std::string::npos) << card.out;
+    EXPECT_EQ(card.out.find("report its model"), std::string::npos) << card.out;
+
+    // Its document is the limited one the list shows, beside the sentence and the code.
+    const Outcome refusedJSON = demo({"--demo", "check", "sde", "--json"});
+    EXPECT_EQ(refusedJSON.code, cli::exitNotSupported);
+    EXPECT_NE(refusedJSON.err.find("doesn't pass health requests through"), std::string::npos);
+    EXPECT_NE(refusedJSON.out.find("\"tier\": \"limited\""), std::string::npos) << refusedJSON.out;
+
     const Outcome absent = demo({"--demo", "check", "sdz"});
     EXPECT_EQ(absent.code, cli::exitNoDevice);
 }
@@ -85,6 +97,24 @@ TEST(DemoOption, ListsEveryShippedDrive) {
     EXPECT_NE(list.code, cli::exitUsage) << list.err;
     for (const char* name : {"nvme0n1", "nvme1n1", "sda", "sdb", "sdc", "sdd", "sde", "mmcblk0"}) {
         EXPECT_NE(list.out.find(name), std::string::npos) << name << '\n' << list.out;
+    }
+}
+
+// Every sentence a user reads on Linux says the Linux truth: no Mac, no macOS, none of its
+// registry's fields in the full report.
+TEST(DemoOption, NoOutputNamesTheMac) {
+    const std::regex mac(R"(\bmacOS\b|\bMac\b|Mac's|AppleFabric|appleSilicon|IOReturn)");
+    std::vector<std::vector<std::string_view>> commands = {{"--demo", "list"}, {"--demo", "list", "--json"}};
+    for (const char* name : {"nvme0n1", "nvme1n1", "sda", "sdb", "sdc", "sdd", "sde", "mmcblk0"}) {
+        for (const char* form : {"", "--json", "--json=report"}) {
+            std::vector<std::string_view> args{"--demo", "check", name};
+            if (*form) args.emplace_back(form);
+            commands.push_back(args);
+        }
+    }
+    for (const auto& args : commands) {
+        const Outcome r = demo(args);
+        EXPECT_FALSE(std::regex_search(r.out + r.err, mac)) << args[2] << '\n' << r.out << r.err;
     }
 }
 

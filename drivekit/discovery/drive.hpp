@@ -82,7 +82,6 @@ struct Drive {
     bool isRAIDMember = false;
     std::optional<RAIDInfo> raid;
     std::optional<int> blockSize;
-    bool onAppleFabric = false;
     bool hostsCurrentDirectory = false;
     bool hostsBootVolume = false;
 

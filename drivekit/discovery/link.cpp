@@ -190,9 +190,6 @@ std::optional<TransferMode> TransferMode::make(const Drive& drive,
         mode.sataCurrent = speedName(sata->current, locale);
         mode.sataSupported = speedName(sata->supported, locale);
     }
-    if (!drive.link && drive.transport == Transport::internalNVMe && drive.onAppleFabric) {
-        mode.appleSilicon = true;
-    }
     if (mode == TransferMode{}) return std::nullopt;
     return mode;
 }
@@ -203,7 +200,6 @@ json::Object TransferMode::toJSON() const {
     json::putOptional(object, "supported", supported);
     json::putOptional(object, "sataCurrent", sataCurrent);
     json::putOptional(object, "sataSupported", sataSupported);
-    json::putOptional(object, "appleSilicon", appleSilicon);
     return object;
 }
 
@@ -218,10 +214,6 @@ std::optional<TransferMode> TransferMode::fromJSON(const json::Object& object) {
         if (it == object.end()) continue;
         if (!it->is_string()) return std::nullopt;
         *into = it->get<std::string>();
-    }
-    if (const auto it = object.find("appleSilicon"); it != object.end()) {
-        if (!it->is_boolean()) return std::nullopt;
-        mode.appleSilicon = it->get<bool>();
     }
     return mode;
 }

@@ -63,7 +63,6 @@ struct TransferMode {
     std::optional<std::string> supported;
     std::optional<std::string> sataCurrent;
     std::optional<std::string> sataSupported;
-    std::optional<bool> appleSilicon;
 
     bool hasSATA() const { return sataCurrent.has_value() || sataSupported.has_value(); }
     /// Nothing when the record would hold nothing.

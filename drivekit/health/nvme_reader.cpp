@@ -1,5 +1,6 @@
 #include "drivekit/health/nvme_reader.hpp"
 
+#include <system_error>
 #include <variant>
 #include <vector>
 
@@ -29,8 +30,13 @@ std::string Failure::text() const {
     switch (kind) {
         case Kind::noSMARTService:
             return "This drive doesn't expose NVMe SMART.";
+        // Said in Linux's terms: the errno's own words, or the controller's status field.
         case Kind::ioError:
-            return drivekit::text::format("NVMe SMART read failed (IOReturn 0x%08X).", status);
+            if (errorNumber != 0) {
+                return "NVMe SMART read failed: " + std::generic_category().message(errorNumber) + ".";
+            }
+            if (status == ioReturnError) return "NVMe SMART read failed: the drive's answer was cut short.";
+            return drivekit::text::format("NVMe SMART read failed (NVMe status 0x%04X).", status);
     }
     return {};
 }

@@ -34,7 +34,8 @@ struct Failure {
     /// node, EACCES/EPERM not privileged, which the command line words as "run it with sudo".
     int errorNumber = 0;
 
-    /// "This drive doesn't expose NVMe SMART." or "NVMe SMART read failed (IOReturn 0x%08X)."
+    /// "This drive doesn't expose NVMe SMART.", or why the read failed: the errno's words,
+    /// the controller's status field, or a short answer.
     std::string text() const;
 
     bool operator==(const Failure&) const = default;

@@ -81,7 +81,6 @@ json::Object drive(const Drive& drive) {
     object["isRAIDMember"] = drive.isRAIDMember;
     if (drive.raid) object["raid"] = drive.raid->toJSON();
     json::putOptional(object, "blockSize", drive.blockSize);
-    object["onAppleFabric"] = drive.onAppleFabric;
     object["hostsCurrentDirectory"] = drive.hostsCurrentDirectory;
     object["hostsBootVolume"] = drive.hostsBootVolume;
     return object;

@@ -137,7 +137,9 @@ ScoreFacts scoreFacts(const NVMeHealth& health, const HealthReport& report) {
 
 ScoreFacts scoreFacts(const HealthReport& report, SMARTStatus smartStatus) {
     ScoreFacts facts;
-    facts.isUSB = report.drive.transport == Transport::usb;
+    // Every ATA drive's score comes from what the drive reports, internal SATA as much as
+    // a USB enclosure: the rows tell it that way, not in the NVMe form.
+    facts.isUSB = true;
     facts.score = report.score;
     facts.smartStatus = smartStatus;
     if (!report.ata) return facts;

@@ -40,7 +40,8 @@ struct Step {
 
 /// The figures of a drive summary that the breakdown retells.
 struct ScoreFacts {
-    /// The drive is a USB drive: its problems are told as "problems the drive reports".
+    /// An ATA drive, or any drive over USB: its problems are told as "problems the drive
+    /// reports", not in the NVMe form.
     bool isUSB = false;
     std::optional<int> lifeUsed;
     std::optional<int> lifeLeft;

@@ -691,6 +691,27 @@ def watch_checks(name, found, tap):
               f"{name}: --json gives one object per arrival and departure", text[:300])
 
 
+def timing_checks(name, found, tap):
+    """The time of vantrel's list of every drive against smartctl's reads of them. The aim
+    is a fifth; the check holds the line at no slower than smartctl, and prints the ratio."""
+    disks = found.get("timing-disks", ("", -1))[0].split()
+    smartctl = first_int(found.get("timing-smartctl", ("", -1))[0])
+    vantrel = first_int(found.get("timing-vantrel", ("", -1))[0])
+    listed = found.get("timing-list", ("", -1))
+    tap.check(len(disks) >= 4, f"{name}: the lab's drives are there", f"found {disks}")
+    tap.check(listed[1] in (0, 1) and all(d in listed[0] for d in disks),
+              f"{name}: vantrel lists every drive", listed[0])
+    if smartctl is None or vantrel is None or smartctl <= 0:
+        tap.check(False, f"{name}: both tools were timed", f"smartctl {smartctl}, vantrel {vantrel}")
+        return
+    ratio = vantrel / smartctl
+    print(f"# {name}: vantrel list --json {vantrel} ms, smartctl -x {smartctl} ms over "
+          f"{len(disks)} drives: ratio {ratio:.2f}")
+    if ratio > 0.2:
+        print(f"# {name}: above the aim of 0.2")
+    tap.check(ratio <= 1.0, f"{name}: vantrel takes no longer than smartctl", f"ratio {ratio:.2f}")
+
+
 def find_key(doc, key):
     """The first value of `key` anywhere in a JSON document, depth first."""
     if isinstance(doc, dict):
@@ -808,6 +829,8 @@ def main():
         ata_checks(name, found, tap)
     elif name.startswith("list"):
         list_checks(name, found, tap)
+    elif name == "timing":
+        timing_checks(name, found, tap)
     elif name == "watch":
         watch_checks(name, found, tap)
     elif name == "capture-kill":

@@ -87,6 +87,9 @@ scenario watch watch.guest.sh -d usb-bot
 # through SG_IO, NVMe through O_DIRECT, in one boot.
 scenario scan scan.guest.sh -d sata,nvme -e sata:12800 -e sata:40005 -e sata:70016 \
   -e nvme:25600 -e nvme:130944
+# How long `vantrel list --json` takes against `smartctl -x` over the same drives: NVMe,
+# SATA, two USB disks and the bridge, in one boot.
+scenario timing timing.guest.sh -d nvme,sata,usb-bot,usb-uas -H "$lab/guest/hooks" -U "$(satbridge uas)"
 
 echo "lab: $passed passed, $failed failed, $skipped skipped"
 [[ $failed -eq 0 ]]

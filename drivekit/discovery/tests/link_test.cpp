@@ -160,19 +160,16 @@ TEST(TransferMode, FromDriveLinkAndSATA) {
     Drive drive;
     drive.bsdName = "nvme0n1";
     drive.transport = Transport::internalNVMe;
-    drive.onAppleFabric = true;
-    // An internal drive with no PCIe link in the registry shows only appleSilicon.
+    // An internal drive whose link sysfs doesn't tell has no record.
     auto mode = TransferMode::make(drive, std::nullopt, english);
-    ASSERT_TRUE(mode);
-    EXPECT_EQ(mode->appleSilicon, true);
-    EXPECT_FALSE(mode->current || mode->supported || mode->hasSATA());
+    EXPECT_EQ(mode, std::nullopt);
 
     // With a link it is an ordinary drive; `capable` is not kept.
     drive.link = LinkRules::pciExpress(pcie(3, 2), pcie(4, 4), std::nullopt);
     mode = TransferMode::make(drive, std::nullopt, english);
     ASSERT_TRUE(mode);
     EXPECT_EQ(*mode, (TransferMode{"PCIe 3.0 \u00D72", "PCIe 4.0 \u00D74", std::nullopt,
-                                   std::nullopt, std::nullopt}));
+                                   std::nullopt}));
 
     // A SATA drive behind a USB bridge: the USB link and the SATA speeds side by side.
     Drive usb;
@@ -186,24 +183,16 @@ TEST(TransferMode, FromDriveLinkAndSATA) {
     EXPECT_EQ(mode->sataCurrent, "SATA 1,5 Gb/s");
     EXPECT_EQ(mode->sataSupported, "SATA 6 Gb/s");
     EXPECT_TRUE(mode->hasSATA());
-    EXPECT_EQ(mode->appleSilicon, std::nullopt);
 
     // Nothing known at all: no record, not an empty one.
     usb.link.reset();
     EXPECT_EQ(TransferMode::make(usb, std::nullopt, english), std::nullopt);
-    usb.transport = Transport::internalNVMe;  // not on the Apple fabric
-    EXPECT_EQ(TransferMode::make(usb, std::nullopt, english), std::nullopt);
 }
 
 TEST(TransferMode, JSONLeavesAbsentKeysOut) {
-    const TransferMode mode{"USB 5 Gb/s", std::nullopt, "SATA 6 Gb/s", std::nullopt, std::nullopt};
+    const TransferMode mode{"USB 5 Gb/s", std::nullopt, "SATA 6 Gb/s", std::nullopt};
     EXPECT_EQ(mode.toJSON().dump(), R"({"current":"USB 5 Gb/s","sataCurrent":"SATA 6 Gb/s"})");
     EXPECT_EQ(TransferMode::fromJSON(mode.toJSON()), mode);
-    const TransferMode apple{std::nullopt, std::nullopt, std::nullopt, std::nullopt, true};
-    EXPECT_EQ(apple.toJSON().dump(), R"({"appleSilicon":true})");
-    EXPECT_EQ(TransferMode::fromJSON(apple.toJSON()), apple);
-    EXPECT_EQ(TransferMode::fromJSON(json::Object::parse(R"({"appleSilicon":"yes"})")),
-              std::nullopt);
     EXPECT_EQ(TransferMode::fromJSON(json::Object::parse(R"({"current":4})")), std::nullopt);
 }
 

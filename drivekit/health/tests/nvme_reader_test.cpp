@@ -85,14 +85,14 @@ TEST(NVMeReader, FailingLogCommandIsIOErrorWithItsStatus) {
     EXPECT_EQ(failure.kind, Kind::ioError);
     EXPECT_EQ(failure.status, 5u);
     EXPECT_EQ(failure.errorNumber, EIO);
-    EXPECT_EQ(failure.text(), "NVMe SMART read failed (IOReturn 0x00000005).");
+    EXPECT_EQ(failure.text(), "NVMe SMART read failed: Input/output error.");
 
     admin.log = commandStatus(0x4002);  // Do Not Retry, Invalid Field in Command
     failure = failureOf(admin);
     EXPECT_EQ(failure.kind, Kind::ioError);
     EXPECT_EQ(failure.status, 0x4002u);
     EXPECT_EQ(failure.errorNumber, 0);
-    EXPECT_EQ(failure.text(), "NVMe SMART read failed (IOReturn 0x00004002).");
+    EXPECT_EQ(failure.text(), "NVMe SMART read failed (NVMe status 0x4002).");
 }
 
 TEST(NVMeReader, FailingIdentifyFailsTheReadingAfterAGoodLog) {
@@ -110,7 +110,7 @@ TEST(NVMeReader, ShortLogIsTheGeneralIOError) {
     admin.log = Bytes(511, 0);
     const auto failure = failureOf(admin);
     EXPECT_EQ(failure, (NVMeReader::Failure{Kind::ioError, 0xE00002BC, 0}));
-    EXPECT_EQ(failure.text(), "NVMe SMART read failed (IOReturn 0xE00002BC).");
+    EXPECT_EQ(failure.text(), "NVMe SMART read failed: the drive's answer was cut short.");
 
     // The identify answer is the fetch's result: its failure wins over the short log.
     admin.identify = systemError(ETIMEDOUT);

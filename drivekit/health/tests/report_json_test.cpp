@@ -91,7 +91,7 @@ TEST(ReportJSON, NVMeReportHasItsFieldsInOrderAndNoNull) {
     EXPECT_EQ(keysOf(drive),
               (std::vector<std::string>{
                   "bsdName", "model", "sizeBytes", "transport", "isSolidState", "link", "volumes",
-                  "isRAIDMember", "onAppleFabric", "hostsCurrentDirectory", "hostsBootVolume"}));
+                  "isRAIDMember", "hostsCurrentDirectory", "hostsBootVolume"}));
     EXPECT_EQ(drive["transport"], "Internal NVMe");
     EXPECT_EQ(keysOf(drive["link"]), (std::vector<std::string>{"current", "ceilingMBps"}));
     EXPECT_EQ(keysOf(drive["volumes"][0]),
