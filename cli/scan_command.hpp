@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "app/machine.hpp"
+#include "cli/app_names.hpp"
 
 namespace cli {
 
