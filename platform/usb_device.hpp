@@ -204,15 +204,19 @@ protected:
 
 /// The location ID of a USB device: the bus number in the top eight bits, then one
 /// hexadecimal digit per port on the path from the root hub, left aligned (bus 2, ports
-/// 1.4 -> 0x02140000). Six ports fit; deeper ones are left out. A port above 15 keeps its
-/// low four bits, so such locations can collide, which `USBHost::open` refuses.
+/// 1.4 -> 0x02140000). Six ports fit; deeper ones are left out. A port above 15 (root
+/// hubs of large xHCI controllers have them) takes the digit F: such locations can
+/// collide with each other, never with a port below 15, and a host refuses to open a
+/// location more than one device answers to. Discovery and the USB host both use this
+/// one function, so the device a drive names is the device that gets opened.
 constexpr std::uint32_t usbLocationID(std::uint8_t bus,
                                       std::span<const std::uint8_t> ports) noexcept {
     std::uint32_t location = static_cast<std::uint32_t>(bus) << 24;
     int shift = 20;
     for (const std::uint8_t port : ports) {
         if (shift < 0) break;
-        location |= static_cast<std::uint32_t>(port & 0x0Fu) << shift;
+        const std::uint32_t digit = port > 0x0Fu ? 0x0Fu : port;
+        location |= digit << shift;
         shift -= 4;
     }
     return location;
