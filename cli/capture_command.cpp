@@ -47,6 +47,7 @@ int exitFor(const Checker::Failure& failure) {
             if (failure.capture.kind == CaptureFailure::Kind::deviceNotFound) return exitNoDevice;
             return exitReadFailed;
         case Kind::busy:
+        case Kind::inUse:
         case Kind::backupRunning:
         case Kind::unmount:
             break;
@@ -165,7 +166,9 @@ std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& 
         [&sources](std::string_view disk) { return Discovery::drive(disk, sources); },
         [&sources] { return Discovery::externalDrives(sources); },
         capture->captureOptions,
-        [] { return StopOnSignals::requested(); }};
+        [] { return StopOnSignals::requested(); },
+        &machine.sysfs,
+        capture->blockUse};
     const auto log = [&err, capture](const std::string& line) {
         err << line << std::endl;
         if (!capture->holdAfter.empty() && line.starts_with(capture->holdAfter)) {
@@ -173,8 +176,8 @@ std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& 
         }
     };
     Checker::USBSteps steps = Checker::steps(checkerMachine);
-    steps.capture = [take = steps.capture, &log](std::uint32_t location) {
-        auto taken = take(location);
+    steps.capture = [take = steps.capture, &log](const platform::USBTarget& target) {
+        auto taken = take(target);
         if (taken) describeCapture(**taken, log);
         return taken;
     };

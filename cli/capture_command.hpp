@@ -21,6 +21,7 @@
 #include "cli/ata_live.hpp"
 #include "cli/machine.hpp"
 #include "drivekit/usb/captured_usb_drive.hpp"
+#include "platform/block_use.hpp"
 #include "platform/usb_device.hpp"
 #include "platform/volumes.hpp"
 
@@ -41,6 +42,8 @@ struct CapturePlatform {
     /// can interrupt or kill it at a known step instead of guessing at timings. Empty in
     /// normal use; `vantrel` takes it from VANTREL_TEST_HOLD_AFTER.
     std::string holdAfter = {};
+    /// Swap and exclusive opens of the disks a capture would take; not looked at without.
+    const platform::BlockUse* blockUse = nullptr;
 };
 
 /// While it lives, SIGINT and SIGTERM set a flag instead of ending the process; the

@@ -18,6 +18,7 @@
 #include "drivekit/core/version.hpp"
 #include "drivekit/usb/uas_transport.hpp"
 #include "platform/linux/linux_block_probe.hpp"
+#include "platform/linux/linux_block_use.hpp"
 #include "platform/linux/linux_clock.hpp"
 #include "platform/linux/linux_mounts.hpp"
 #include "platform/linux/linux_nvme_admin.hpp"
@@ -109,6 +110,8 @@ int main(int argc, char** argv) {
                                 return lines;
                             }};
     if (const char* hold = std::getenv("VANTREL_TEST_HOLD_AFTER")) capture.holdAfter = hold;
+    const platform::LinuxBlockUse blockUse;
+    capture.blockUse = &blockUse;
     machine.capture = &capture;
     // A run killed while it held a USB drive left the drive without its driver; any
     // privileged start gives it back, so the drive returns without a replug.

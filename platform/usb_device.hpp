@@ -19,6 +19,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -96,6 +97,13 @@ class USBDevice {
 public:
     /// Gives a claimed interface back and re-attaches its kernel driver.
     virtual ~USBDevice() = default;
+
+    /// The bus number and device address the system knows the device by, to confirm
+    /// that the device opened is still the one a drive was found on; nothing when the
+    /// platform can't tell.
+    virtual std::optional<std::pair<std::uint8_t, std::uint8_t>> busAndAddress() const {
+        return std::nullopt;
+    }
 
     // Configuration and interfaces
 
@@ -179,6 +187,21 @@ protected:
     USBDevice() = default;
     USBDevice(const USBDevice&) = default;
     USBDevice& operator=(const USBDevice&) = default;
+};
+
+/// Which device, interface and logical unit a capture takes: the location finds the
+/// device; the bus number and device address, when known, confirm it before anything is
+/// claimed (a device replugged at the same place gets a new address); the interface is
+/// the one the disk hangs under, and the LUN the disk's own behind it (a card reader's
+/// second slot is LUN 1).
+struct USBTarget {
+    std::uint32_t locationID = 0;
+    std::optional<std::uint8_t> busNumber;
+    std::optional<std::uint8_t> deviceAddress;
+    std::optional<std::uint8_t> interfaceNumber;
+    std::uint8_t lun = 0;
+
+    bool operator==(const USBTarget&) const = default;
 };
 
 /// The machine's USB devices.

@@ -167,6 +167,11 @@ public:
     LinuxUSBDevice& operator=(const LinuxUSBDevice&) = delete;
     ~LinuxUSBDevice() override { releaseInterface(); }
 
+    std::optional<std::pair<std::uint8_t, std::uint8_t>> busAndAddress() const override {
+        return std::pair{libusb_get_bus_number(handle_->device),
+                         libusb_get_device_address(handle_->device)};
+    }
+
     std::optional<std::vector<std::uint8_t>> configurationDescriptor() override {
         int active = 0;
         if (libusb_get_configuration(h(), &active) < 0 || active <= 0) return std::nullopt;
