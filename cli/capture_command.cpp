@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <iterator>
 #include <sstream>
 
 #include "cli/exit_codes.hpp"
@@ -30,8 +31,11 @@ void onSignal(int signal) {
     }
 }
 
-struct sigaction previousInt {};
-struct sigaction previousTerm {};
+// Every signal whose default action ends the process and that can come from outside
+// while a drive is held: Ctrl-C, a service manager, a closed terminal or SSH session,
+// Ctrl-\\, and a reader of our output that went away (`vantrel check sdb 2>&1 | head`).
+constexpr int stopSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
+struct sigaction previous[std::size(stopSignals)] {};
 
 std::string dev(std::string_view name) { return "/dev/" + std::string(name); }
 
@@ -112,13 +116,15 @@ StopOnSignals::StopOnSignals() {
     sigemptyset(&action.sa_mask);
     // No SA_RESTART: a wait in progress returns early, so the flag is seen soon.
     action.sa_flags = 0;
-    sigaction(SIGINT, &action, &previousInt);
-    sigaction(SIGTERM, &action, &previousTerm);
+    for (std::size_t i = 0; i < std::size(stopSignals); ++i) {
+        sigaction(stopSignals[i], &action, &previous[i]);
+    }
 }
 
 StopOnSignals::~StopOnSignals() {
-    sigaction(SIGINT, &previousInt, nullptr);
-    sigaction(SIGTERM, &previousTerm, nullptr);
+    for (std::size_t i = 0; i < std::size(stopSignals); ++i) {
+        sigaction(stopSignals[i], &previous[i], nullptr);
+    }
 }
 
 bool StopOnSignals::requested() { return caughtSignal.load() != 0; }
@@ -181,9 +187,17 @@ std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& 
         if (taken) describeCapture(**taken, log);
         return taken;
     };
+    bool taken = false;
+    const auto original = steps.capture;
+    steps.capture = [&original, &taken](const platform::USBTarget& target) {
+        taken = true;
+        return original(target);
+    };
     auto reading = Checker::check(*drive, steps, log);
     if (StopOnSignals::requested()) {
-        err << "vantrel: interrupted; " << dev(name) << " was given back to Linux.\n";
+        // Said as it is: the device is given back before the check returns, on every path.
+        err << "vantrel: interrupted; " << dev(name)
+            << (taken ? " was given back to Linux.\n" : " was not taken over.\n");
         StopOnSignals::endBySignal();
     }
     if (!reading) {

@@ -7,7 +7,7 @@
 // The reading is rated by the same rules as a live reading, so a drive gets the same
 // verdict whichever way it was read.
 //
-// SIGINT and SIGTERM during the sequence only set a flag (see `StopOnSignals`): the
+// SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGPIPE during the sequence only set a flag (see `StopOnSignals`): the
 // sequence sends nothing more to the drive, gives the device back through its normal
 // path, and the process then ends by the same signal. A second signal gives every claimed
 // interface back to the kernel at once and ends the process.
@@ -40,13 +40,15 @@ struct CapturePlatform {
     /// Test hook for the hardware lab: after printing a progress line that begins with
     /// this text, the sequence holds until a signal comes (a minute at most), so a test
     /// can interrupt or kill it at a known step instead of guessing at timings. Empty in
-    /// normal use; `vantrel` takes it from VANTREL_TEST_HOLD_AFTER.
+    /// normal use; a `vantrel` built with VANTREL_TEST_HOOKS (the lab preset) takes it from
+    /// VANTREL_TEST_HOLD_AFTER, any other build never.
     std::string holdAfter = {};
     /// Swap and exclusive opens of the disks a capture would take; not looked at without.
     const platform::BlockUse* blockUse = nullptr;
 };
 
-/// While it lives, SIGINT and SIGTERM set a flag instead of ending the process; the
+/// While it lives, SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGPIPE set a flag instead of
+/// ending the process (a write to a closed pipe then fails with EPIPE instead); the
 /// handlers before it come back when it goes. One at a time.
 class StopOnSignals {
 public:

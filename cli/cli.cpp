@@ -109,7 +109,9 @@ int main(int argc, char** argv) {
                                 }
                                 return lines;
                             }};
+#ifdef VANTREL_TEST_HOOKS
     if (const char* hold = std::getenv("VANTREL_TEST_HOLD_AFTER")) capture.holdAfter = hold;
+#endif
     const platform::LinuxBlockUse blockUse;
     capture.blockUse = &blockUse;
     machine.capture = &capture;

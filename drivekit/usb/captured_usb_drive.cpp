@@ -357,7 +357,16 @@ void CapturedUSBDrive::release() {
     released_ = true;
 
     if (uas_ && !uas_->close()) {
-        log_->note(PlatformWords::forLinux("UAS: left open for macOS to reset"));
+        // A transport that won't close has transfers the device will never finish. A port
+        // reset ends them all (their completions run with an error), and the interface
+        // goes back to the kernel at once: the drive is never held while the check waits
+        // for it. The objects stay alive for the rest of the run, so that a completion
+        // that still comes late finds its memory.
+        log_->note("UAS: left open; resetting the device and giving it back");
+        if (device_ != nullptr) {
+            if (auto error = device_->reset()) log_->note("UAS: reset: " + error->description);
+            if (interface_) device_->releaseInterface();
+        }
         ProcessState& state = processState();
         std::lock_guard lock(state.keptOpenLock);
         state.keptOpen.push_back(

@@ -53,6 +53,8 @@ constexpr std::string_view enclosureLine = "Enclosure reports: %s %s";
 constexpr std::string_view driveLine = "Drive: %s (ATA PASS-THROUGH %s)";
 constexpr std::string_view backLine = "Back as %s.";
 constexpr std::string_view backWithVolumesLine = "Back as %s, %s of %s volumes mounted.";
+constexpr std::string_view stoppedWaitingLine =
+    "Stopped waiting: the drive hasn't come back yet, and its volumes are not mounted again.";
 constexpr std::string_view notMountedLine =
     "The drive is back, but macOS hadn't mounted it after %s s. If it doesn't appear, unplug "
     "it and plug it back in.";
@@ -439,16 +441,22 @@ void waitForReturn(std::uint32_t locationID, int expected, double timeoutSeconds
     std::optional<std::chrono::steady_clock::time_point> firstMountAt;
     bool mountAsked = false;
     while (watch.clock->steadyNow() < deadline) {
-        if (const auto drive = watch.find(locationID)) {
+        const bool stop = watch.interrupted && watch.interrupted();
+        const auto drive = watch.find(locationID);
+        // Interrupted: the wait ends at once. The device was given back before the wait
+        // began; the volumes this check unmounted are mounted if the drive is already
+        // here, and otherwise come back with the kernel's automounter, or not at all.
+        if (stop) {
+            const bool none = !drive || std::none_of(drive->volumes.begin(), drive->volumes.end(),
+                                                     [](const Volume& v) { return v.mountPoint.has_value(); });
+            if (drive && none && expected > 0) watch.mountWhole(drive->bsdName);
+            if (!drive) log(std::string(stoppedWaitingLine));
+            return;
+        }
+        if (drive) {
             const int mounted = static_cast<int>(std::count_if(
                 drive->volumes.begin(), drive->volumes.end(),
                 [](const Volume& v) { return v.mountPoint.has_value(); }));
-            // Interrupted: no settling and no grace for an automounter, but the volumes
-            // this check unmounted are not left behind.
-            if (watch.interrupted && watch.interrupted()) {
-                if (mounted == 0 && expected > 0) watch.mountWhole(drive->bsdName);
-                return;
-            }
             const auto now = watch.clock->steadyNow();
             if (mounted > 0 && !firstMountAt) firstMountAt = now;
             if (isBack(mounted, expected, firstMountAt, now, settleSeconds)) {

@@ -4,6 +4,10 @@
 #include <sys/statvfs.h>
 
 #include <algorithm>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <thread>
 #include <cerrno>
 #include <fstream>
 #include <set>
@@ -71,8 +75,10 @@ std::vector<std::string> mappedFiles(const std::filesystem::path& maps) {
 
 std::optional<FileHolder> holderOf(const std::filesystem::path& process, int pid,
                                    const std::vector<std::string>& points) {
+    // The whole line: a name may hold blanks ("Web Content").
     std::string command;
-    std::ifstream(process / "comm") >> command;
+    std::ifstream comm(process / "comm");
+    std::getline(comm, command);
     if (auto cwd = linkTarget(process / "cwd"); cwd && underAny(*cwd, points)) {
         return FileHolder{pid, command, *cwd, true};
     }
@@ -93,7 +99,8 @@ std::optional<FileHolder> holderOf(const std::filesystem::path& process, int pid
 MountCalls systemMountCalls() {
     MountCalls calls;
     calls.unmount = [](const std::string& target) {
-        return ::umount2(target.c_str(), 0) == 0 ? 0 : errno;
+        // Never through a link a user put in the mount point's place.
+        return ::umount2(target.c_str(), UMOUNT_NOFOLLOW) == 0 ? 0 : errno;
     };
     calls.mount = [](const std::string& source, const std::string& target,
                      const std::string& fileSystem, unsigned long flags) {
@@ -146,13 +153,33 @@ std::vector<Mount> mountsOfDisk(std::string_view disk, const Sysfs& sysfs,
 LinuxVolumes::LinuxVolumes(const Sysfs& sysfs, const Mounts& mounts, MountCalls calls)
     : sysfs_(sysfs), mounts_(mounts), calls_(std::move(calls)) {}
 
-std::optional<UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, double) {
+namespace {
+
+// umount2 has no time-out of its own and can block for long on a disk that stopped
+// answering; the call runs on a thread of its own, and a caller that waited long enough
+// is told so while the call finishes, or not, in the background.
+std::optional<int> unmountWithin(const std::function<int(const std::string&)>& unmount,
+                                 const std::string& target, double timeoutSeconds) {
+    auto done = std::make_shared<std::promise<int>>();
+    auto result = done->get_future();
+    std::thread([unmount, target, done] { done->set_value(unmount(target)); }).detach();
+    if (result.wait_for(std::chrono::duration<double>(timeoutSeconds)) != std::future_status::ready) {
+        return std::nullopt;
+    }
+    return result.get();
+}
+
+}  // namespace
+
+std::optional<UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, double timeoutSeconds) {
     if (!sysfs_.exists(blockPath(disk))) return UnmountFailure{UnmountFailure::Kind::noDisk, ""};
     auto& record = unmounted_[std::string(disk)];
     lastDisk_ = disk;
     for (const auto& mount : mountsOfDisk(disk, sysfs_, mounts_.list())) {
         const unsigned long flags = calls_.flagsOf(mount.mountPoint);
-        if (const int error = calls_.unmount(mount.mountPoint); error != 0) {
+        const auto outcome = unmountWithin(calls_.unmount, mount.mountPoint, timeoutSeconds);
+        if (!outcome) return UnmountFailure{UnmountFailure::Kind::timeout, ""};
+        if (const int error = *outcome; error != 0) {
             // Already gone (a stacked mount went with the one below it) is no refusal.
             if (error == EINVAL || error == ENOENT) continue;
             return UnmountFailure{UnmountFailure::Kind::refused, errnoText(error)};

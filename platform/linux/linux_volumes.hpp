@@ -47,7 +47,8 @@ class LinuxVolumes final : public Volumes {
 public:
     LinuxVolumes(const Sysfs& sysfs, const Mounts& mounts, MountCalls calls = systemMountCalls());
 
-    /// umount2 is synchronous and has no time-out of its own; `timeoutSeconds` is unused.
+    /// Each umount2 may take up to `timeoutSeconds`; one that takes longer is a `timeout`
+    /// (the call goes on in the background, and the caller mounts back what went).
     std::optional<UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override;
     void mountWhole(std::string_view disk) override;
 

@@ -323,6 +323,16 @@ TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
     Checker::waitForReturn(location, 1, 120, writer, watch);
     EXPECT_EQ(mounts, (Lines{"sdc"}));
     EXPECT_DOUBLE_EQ(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 0.0);
+
+    // Ctrl-C while the drive is still away: the wait ends at once and says so.
+    log.clear();
+    mounts.clear();
+    watch.find = [](std::uint32_t) -> std::optional<Drive> { return std::nullopt; };
+    Checker::waitForReturn(location, 1, 120, writer, watch);
+    EXPECT_TRUE(mounts.empty());
+    EXPECT_EQ(log, (Lines{"Stopped waiting: the drive hasn't come back yet, and its volumes are not "
+                          "mounted again."}));
+    EXPECT_DOUBLE_EQ(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 0.0);
 }
 
 TEST(Checker, ExpectedVolumesAndIsBack) {

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <future>
+#include <memory>
 #include <map>
 #include <set>
 
@@ -150,6 +152,21 @@ TEST_F(Volumes, ARefusalStopsAndIsReported) {
     EXPECT_EQ(volumes.unmountWhole("sdz", 30)->kind, UnmountFailure::Kind::noDisk);
 }
 
+TEST_F(Volumes, AnUnmountThatHangsTimesOut) {
+    // The hanging call keeps only shared state, so it may end after the test.
+    auto gate = std::make_shared<std::promise<void>>();
+    MountCalls hanging = calls;
+    hanging.unmount = [wait = gate->get_future().share()](const std::string&) {
+        wait.wait();
+        return 0;
+    };
+    LinuxVolumes volumes(sysfs, mounts, hanging);
+    const auto failure = volumes.unmountWhole("sdb", 0.01);
+    gate->set_value();
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->kind, UnmountFailure::Kind::timeout);
+}
+
 TEST(FileHolders, NamesEachProcessByItsFirstHoldOnTheVolume) {
     const fs::path proc = fs::temp_directory_path() / ("vantrel-proc-" + std::to_string(::getpid()));
     fs::remove_all(proc);
@@ -158,7 +175,7 @@ TEST(FileHolders, NamesEachProcessByItsFirstHoldOnTheVolume) {
         std::ofstream(proc / std::to_string(pid) / "comm") << comm << "\n";
         return proc / std::to_string(pid);
     };
-    fs::create_symlink("/media/lab", process(77, "bash") / "cwd");
+    fs::create_symlink("/media/lab", process(77, "Web Content") / "cwd");
     const auto vim = process(4242, "vim");
     fs::create_symlink("/home/ann", vim / "cwd");
     fs::create_symlink("/media/lab/a.txt", vim / "fd" / "3");
@@ -173,7 +190,7 @@ TEST(FileHolders, NamesEachProcessByItsFirstHoldOnTheVolume) {
     const auto held = holders.holding({"/media/lab"});
     fs::remove_all(proc);
     ASSERT_EQ(held.size(), 3u);
-    EXPECT_EQ(held[0], (FileHolder{77, "bash", "/media/lab", true}));
+    EXPECT_EQ(held[0], (FileHolder{77, "Web Content", "/media/lab", true}));
     EXPECT_EQ(held[1], (FileHolder{300, "player", "/media/lab/song.flac", false}));
     EXPECT_EQ(held[2].pid, 4242);
     EXPECT_EQ(held[2].path.rfind("/media/lab/", 0), 0u);

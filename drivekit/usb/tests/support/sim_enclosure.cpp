@@ -436,6 +436,8 @@ std::optional<USBError> SimEnclosure::clearHalt(std::uint8_t endpoint) {
 
 std::optional<USBError> SimEnclosure::portReset() {
     trace.push_back("port reset");
+    // A reset ends every transfer on the device, whatever the device thought of them.
+    killQueued(cancelled());
     state_ = State::idle;
     halted_.clear();
     alternate = 0;
