@@ -1,7 +1,11 @@
 #include "platform/linux/linux_volumes.hpp"
 
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
 #include <sys/mount.h>
-#include <sys/statvfs.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -20,10 +24,36 @@
 namespace platform {
 namespace {
 
-// Flags a file system keeps when mounted back; statvfs reports them with the mount
-// flags' own values.
-constexpr unsigned long keptFlags = MS_RDONLY | MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_SYNCHRONOUS |
-                                    MS_NOATIME | MS_NODIRATIME | MS_RELATIME;
+// The per-mount words that are mount(2) flags.
+struct FlagWord {
+    std::string_view word;
+    unsigned long flag;
+};
+constexpr FlagWord flagWords[] = {
+    {"ro", MS_RDONLY},        {"nosuid", MS_NOSUID},       {"nodev", MS_NODEV},
+    {"noexec", MS_NOEXEC},    {"sync", MS_SYNCHRONOUS},    {"noatime", MS_NOATIME},
+    {"nodiratime", MS_NODIRATIME}, {"relatime", MS_RELATIME}, {"dirsync", MS_DIRSYNC},
+};
+// Super-block words the kernel shows but that are no file-system options.
+constexpr std::string_view notData[] = {"rw", "ro", "seclabel"};
+
+std::vector<std::string> commaWords(std::string_view text) {
+    std::vector<std::string> words;
+    std::size_t at = 0;
+    while (at <= text.size()) {
+        const auto end = std::min(text.find(',', at), text.size());
+        if (end > at) words.emplace_back(text.substr(at, end - at));
+        at = end + 1;
+    }
+    return words;
+}
+
+std::string parentOf(const std::string& path) {
+    const auto slash = path.rfind('/');
+    return slash == 0 || slash == std::string::npos ? std::string("/") : path.substr(0, slash);
+}
+
+std::string lastPart(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 std::string blockPath(std::string_view name) { return "/sys/class/block/" + std::string(name); }
 
@@ -96,26 +126,56 @@ std::optional<FileHolder> holderOf(const std::filesystem::path& process, int pid
 
 }  // namespace
 
+std::pair<unsigned long, std::string> mountArguments(const Mount& mount) {
+    unsigned long flags = 0;
+    for (const auto& word : commaWords(mount.options)) {
+        for (const auto& known : flagWords) {
+            if (word == known.word) flags |= known.flag;
+        }
+    }
+    std::string data;
+    for (const auto& word : commaWords(mount.superOptions)) {
+        if (std::find(std::begin(notData), std::end(notData), word) != std::end(notData)) continue;
+        if (!data.empty()) data += ',';
+        data += word;
+    }
+    return {flags, data};
+}
+
 MountCalls systemMountCalls() {
     MountCalls calls;
     calls.unmount = [](const std::string& target) {
         // Never through a link a user put in the mount point's place.
         return ::umount2(target.c_str(), UMOUNT_NOFOLLOW) == 0 ? 0 : errno;
     };
-    calls.mount = [](const std::string& source, const std::string& target,
-                     const std::string& fileSystem, unsigned long flags) {
-        return ::mount(source.c_str(), target.c_str(), fileSystem.c_str(), flags, nullptr) == 0
-                   ? 0
-                   : errno;
+    calls.holdFolder = [](const std::string& mountPoint) {
+        open_how how{};
+        how.flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+        how.resolve = RESOLVE_NO_SYMLINKS;
+        const std::string folder = parentOf(mountPoint);
+        const long fd = ::syscall(SYS_openat2, AT_FDCWD, folder.c_str(), &how, sizeof how);
+        return fd >= 0 ? static_cast<int>(fd) : -errno;
     };
-    calls.flagsOf = [](const std::string& target) -> unsigned long {
-        struct statvfs info {};
-        if (::statvfs(target.c_str(), &info) != 0) return 0;
-        return info.f_flag & keptFlags;
+    calls.mountAt = [](int folder, const std::string& name, const std::string& source,
+                       const std::string& fileSystem, unsigned long flags, const std::string& data) {
+        // A disk service removes the folders it made; one made here is the owner's only.
+        if (::mkdirat(folder, name.c_str(), 0700) != 0 && errno != EEXIST) return errno;
+        const int target = ::openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_DIRECTORY | O_CLOEXEC);
+        if (target < 0) return errno;  // a link or no folder: nothing is mounted
+        const std::string through = "/proc/self/fd/" + std::to_string(target);
+        int error = ::mount(source.c_str(), through.c_str(), fileSystem.c_str(), flags,
+                            data.empty() ? nullptr : data.c_str()) == 0 ? 0 : errno;
+        // Options this kernel's driver won't take again: the volume still comes back.
+        if (error == EINVAL && !data.empty()) {
+            error = ::mount(source.c_str(), through.c_str(), fileSystem.c_str(), flags, nullptr) == 0
+                        ? 0
+                        : errno;
+        }
+        ::close(target);
+        return error;
     };
-    calls.makeFolder = [](const std::string& target) {
-        std::error_code error;
-        std::filesystem::create_directories(target, error);
+    calls.release = [](int folder) {
+        if (folder >= 0) ::close(folder);
     };
     return calls;
 }
@@ -175,16 +235,28 @@ std::optional<UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, 
     if (!sysfs_.exists(blockPath(disk))) return UnmountFailure{UnmountFailure::Kind::noDisk, ""};
     auto& record = unmounted_[std::string(disk)];
     lastDisk_ = disk;
-    for (const auto& mount : mountsOfDisk(disk, sysfs_, mounts_.list())) {
-        const unsigned long flags = calls_.flagsOf(mount.mountPoint);
+    const auto mounts = mountsOfDisk(disk, sysfs_, mounts_.list());
+    for (const auto& mount : mounts) {
+        const auto [flags, data] = mountArguments(mount);
+        const std::string folderPath = parentOf(mount.mountPoint);
+        const bool nested = std::any_of(mounts.begin(), mounts.end(), [&](const Mount& other) {
+            return &other != &mount && underMountPoint(folderPath, other.mountPoint);
+        });
+        const int folder = nested ? -1 : calls_.holdFolder(mount.mountPoint);
+        Unmounted entry{mount.source, mount.mountPoint, mount.fileSystem, flags, data, folder, nested};
         const auto outcome = unmountWithin(calls_.unmount, mount.mountPoint, timeoutSeconds);
-        if (!outcome) return UnmountFailure{UnmountFailure::Kind::timeout, ""};
+        if (!outcome) {
+            // It may still go in the background: remembered, so that it is mounted back.
+            record.push_back(std::move(entry));
+            return UnmountFailure{UnmountFailure::Kind::timeout, ""};
+        }
         if (const int error = *outcome; error != 0) {
+            calls_.release(folder);
             // Already gone (a stacked mount went with the one below it) is no refusal.
             if (error == EINVAL || error == ENOENT) continue;
             return UnmountFailure{UnmountFailure::Kind::refused, errnoText(error)};
         }
-        record.push_back({mount.source, mount.mountPoint, mount.fileSystem, flags});
+        record.push_back(std::move(entry));
     }
     return std::nullopt;
 }
@@ -194,9 +266,10 @@ void LinuxVolumes::mountWhole(std::string_view disk) {
     std::string renamedFrom;
     if (it == unmounted_.end() || it->second.empty()) {
         // The kernel may give the disk a new name when it finds it again: its partitions
-        // keep their numbers under the new one.
+        // keep their numbers under the new one. Only while one disk is waiting to come
+        // back: with several, a new name could belong to any of them.
         it = unmounted_.find(lastDisk_);
-        if (it == unmounted_.end()) return;
+        if (it == unmounted_.end() || unmounted_.size() != 1) return;
         renamedFrom = lastDisk_;
     }
     std::set<std::string> mountedNow;
@@ -207,12 +280,26 @@ void LinuxVolumes::mountWhole(std::string_view disk) {
         if (!renamedFrom.empty() && device.starts_with(renamedFrom)) {
             device = std::string(disk) + device.substr(renamedFrom.size());
         }
-        // Somebody (the desktop's automounter) mounted it already.
-        if (mountedNow.count(entry->mountPoint) > 0) continue;
-        calls_.makeFolder(entry->mountPoint);
-        calls_.mount("/dev/" + device, entry->mountPoint, entry->fileSystem, entry->flags);
+        // Somebody (the desktop's automounter) mounted it already; a folder that couldn't
+        // be held is never mounted on by its path.
+        if (mountedNow.count(entry->mountPoint) > 0) {
+            calls_.release(entry->folder);
+            continue;
+        }
+        const int folder = entry->nested ? calls_.holdFolder(entry->mountPoint) : entry->folder;
+        if (folder >= 0) {
+            calls_.mountAt(folder, lastPart(entry->mountPoint), "/dev/" + device, entry->fileSystem,
+                           entry->flags, entry->data);
+        }
+        calls_.release(folder);
     }
     unmounted_.erase(it);
+}
+
+LinuxVolumes::~LinuxVolumes() {
+    for (const auto& [disk, record] : unmounted_) {
+        for (const auto& entry : record) calls_.release(entry.folder);
+    }
 }
 
 LinuxFileHolders::LinuxFileHolders(std::filesystem::path proc) : proc_(std::move(proc)) {}
