@@ -388,6 +388,13 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
     }
     log(std::string(waitingLine));
     steps.waitForReturn(location, expectedVolumes(drive), log);
+    // The other disks of the interface came back with the drive; what this check
+    // unmounted of them goes back too (a volume mounted already is left alone).
+    if (!points.empty()) {
+        for (const auto& other : use.others) {
+            if (!mountPoints(other).empty()) steps.mountWhole(other.bsdName);
+        }
+    }
     if (outcome) return std::move(*outcome);
     return Unexpected(Failure::unsupportedBy(std::string(unknownErrorSentence)));
 }

@@ -416,7 +416,8 @@ TEST_F(CardReader, UnmountsEveryCardAndReadsTheDrivesOwnLUN) {
     EXPECT_TRUE(std::all_of(enclosure.lunsSeen.begin(), enclosure.lunsSeen.end(),
                             [](std::uint8_t lun) { return lun == 1; }));
     EXPECT_EQ(calls, (Lines{"holders 4", "unmount sdb", "unmount dm-1", "unmount dm-3", "unmount sdc",
-                            "exclusive 2", "capture", "wait " + std::to_string(location) + " 3"}));
+                            "exclusive 2", "capture", "wait " + std::to_string(location) + " 3",
+                            "mount sdc"}));
     EXPECT_EQ(log.front(), "The same USB connection carries /dev/sdc, which goes away during the check too.");
 }
 
