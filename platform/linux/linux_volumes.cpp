@@ -14,6 +14,7 @@
 #include <thread>
 #include <cerrno>
 #include <fstream>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <system_error>
@@ -234,6 +235,7 @@ std::optional<int> unmountWithin(const std::function<int(const std::string&)>& u
 std::optional<UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, double timeoutSeconds) {
     if (!sysfs_.exists(blockPath(disk))) return UnmountFailure{UnmountFailure::Kind::noDisk, ""};
     auto& record = unmounted_[std::string(disk)];
+    identities_[std::string(disk)] = identityOf(disk);
     lastDisk_ = disk;
     const auto mounts = mountsOfDisk(disk, sysfs_, mounts_.list());
     for (const auto& mount : mounts) {
@@ -261,7 +263,47 @@ std::optional<UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, 
     return std::nullopt;
 }
 
+std::string LinuxVolumes::identityOf(std::string_view disk) const {
+    const auto path = sysfs_.resolve(blockPath(disk));
+    if (!path) return {};
+    static const std::regex scsi(R"((.*)/host\d+/target[\d:]+/\d+:\d+:\d+:(\d+)/block/[^/]+$)");
+    std::smatch match;
+    if (!std::regex_match(*path, match, scsi)) return {};
+    return match[1].str() + "#" + match[2].str();
+}
+
 void LinuxVolumes::mountWhole(std::string_view disk) {
+    // The disks of a card reader come back in any order and may swap names: the record is
+    // the one of the disk that sat where this one sits now, never one of a name alone.
+    if (const std::string here = identityOf(disk); !here.empty()) {
+        const auto same = std::find_if(identities_.begin(), identities_.end(),
+                                       [&](const auto& entry) { return entry.second == here; });
+        if (same == identities_.end()) return;
+        if (same->first != disk) {
+            const std::string was = same->first;
+            auto found = unmounted_.find(was);
+            if (found == unmounted_.end()) return;
+            std::vector<Unmounted> record = std::move(found->second);
+            unmounted_.erase(found);
+            identities_.erase(was);
+            const std::string original = was.starts_with('~') ? was.substr(1) : was;
+            for (auto& entry : record) {
+                if (entry.device.starts_with(original)) {
+                    entry.device = std::string(disk) + entry.device.substr(original.size());
+                }
+            }
+            // Whatever was recorded under this name belonged to another disk: kept under
+            // its old name's identity no longer; it waits for its own disk.
+            if (auto mine = unmounted_.find(disk); mine != unmounted_.end()) {
+                const std::string other = "~" + std::string(disk);
+                unmounted_[other] = std::move(mine->second);
+                unmounted_.erase(mine);
+                identities_[other] = identities_[std::string(disk)];
+            }
+            unmounted_[std::string(disk)] = std::move(record);
+            identities_[std::string(disk)] = here;
+        }
+    }
     auto it = unmounted_.find(disk);
     std::string renamedFrom;
     if (it == unmounted_.end() || it->second.empty()) {
@@ -293,6 +335,7 @@ void LinuxVolumes::mountWhole(std::string_view disk) {
         }
         calls_.release(folder);
     }
+    identities_.erase(it->first);
     unmounted_.erase(it);
 }
 

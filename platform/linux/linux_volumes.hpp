@@ -85,7 +85,12 @@ private:
     const Sysfs& sysfs_;
     const Mounts& mounts_;
     MountCalls calls_;
+    /// Where a disk sits: its USB or SCSI path with the LUN, without the host and target
+    /// numbers the kernel hands out afresh; empty when sysfs doesn't tell.
+    std::string identityOf(std::string_view disk) const;
+
     std::map<std::string, std::vector<Unmounted>, std::less<>> unmounted_;
+    std::map<std::string, std::string, std::less<>> identities_;  // disk name -> where it sat
     std::string lastDisk_;
 };
 
