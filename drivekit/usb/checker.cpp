@@ -70,6 +70,7 @@ const Bytes requestSense = {0x03, 0x01, 0x00, 0x00, static_cast<std::uint8_t>(se
 constexpr double pollSeconds = 0.5;
 constexpr double settleSeconds = 5.0;
 constexpr double mountAfterSeconds = 30.0;
+constexpr double interruptedGraceSeconds = 10.0;
 
 std::string join(const std::vector<std::string>& parts, std::string_view separator) {
     std::string joined;
@@ -447,18 +448,29 @@ void waitForReturn(std::uint32_t locationID, int expected, double timeoutSeconds
                                       duration<double>(timeoutSeconds));
     std::optional<std::chrono::steady_clock::time_point> firstMountAt;
     bool mountAsked = false;
+    std::optional<std::chrono::steady_clock::time_point> stopBy;
     while (watch.clock->steadyNow() < deadline) {
         const bool stop = watch.interrupted && watch.interrupted();
         const auto drive = watch.find(locationID);
-        // Interrupted: the wait ends at once. The device was given back before the wait
-        // began; the volumes this check unmounted are mounted if the drive is already
-        // here, and otherwise come back with the kernel's automounter, or not at all.
+        // Interrupted: no more waiting for volumes. The device was given back before the
+        // wait began; the drive gets a few seconds to reappear so that what this check
+        // unmounted is mounted again, and otherwise the line says it isn't.
         if (stop) {
-            const bool none = !drive || std::none_of(drive->volumes.begin(), drive->volumes.end(),
-                                                     [](const Volume& v) { return v.mountPoint.has_value(); });
-            if (drive && none && expected > 0) watch.mountWhole(drive->bsdName);
-            if (!drive) log(std::string(stoppedWaitingLine));
-            return;
+            const auto now = watch.clock->steadyNow();
+            if (!stopBy) stopBy = now + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                            duration<double>(interruptedGraceSeconds));
+            if (drive) {
+                const bool none = std::none_of(drive->volumes.begin(), drive->volumes.end(),
+                                               [](const Volume& v) { return v.mountPoint.has_value(); });
+                if (none && expected > 0) watch.mountWhole(drive->bsdName);
+                return;
+            }
+            if (now >= *stopBy) {
+                log(std::string(stoppedWaitingLine));
+                return;
+            }
+            watch.sleep(pollSeconds);
+            continue;
         }
         if (drive) {
             const int mounted = static_cast<int>(std::count_if(

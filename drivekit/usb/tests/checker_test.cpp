@@ -324,7 +324,8 @@ TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
     EXPECT_EQ(mounts, (Lines{"sdc"}));
     EXPECT_DOUBLE_EQ(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 0.0);
 
-    // Ctrl-C while the drive is still away: the wait ends at once and says so.
+    // Ctrl-C while the drive is still away: a few seconds for it to reappear, not the
+    // two minutes of the wait, and the line says what was left undone.
     log.clear();
     mounts.clear();
     watch.find = [](std::uint32_t) -> std::optional<Drive> { return std::nullopt; };
@@ -332,7 +333,7 @@ TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
     EXPECT_TRUE(mounts.empty());
     EXPECT_EQ(log, (Lines{"Stopped waiting: the drive hasn't come back yet, and its volumes are not "
                           "mounted again."}));
-    EXPECT_DOUBLE_EQ(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 0.0);
+    EXPECT_LE(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 10.5);
 }
 
 TEST(Checker, ExpectedVolumesAndIsBack) {
