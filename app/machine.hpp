@@ -15,6 +15,7 @@
 #include "drivekit/usb/captured_usb_drive.hpp"
 #include "platform/scsi_drive.hpp"
 #include "platform/block_probe.hpp"
+#include "platform/block_use.hpp"
 #include "platform/clock.hpp"
 #include "platform/mounts.hpp"
 #include "platform/nvme_admin.hpp"
@@ -38,8 +39,11 @@ struct CapturePlatform {
     /// Test hook for the hardware lab: after printing a progress line that begins with
     /// this text, the sequence holds until a signal comes (a minute at most), so a test
     /// can interrupt or kill it at a known step instead of guessing at timings. Empty in
-    /// normal use; `vantrel` takes it from VANTREL_TEST_HOLD_AFTER.
+    /// normal use; a `vantrel` built with VANTREL_TEST_HOOKS (the lab preset) takes it from
+    /// VANTREL_TEST_HOLD_AFTER, any other build never.
     std::string holdAfter = {};
+    /// Swap and exclusive opens of the disks a capture would take; not looked at without.
+    const platform::BlockUse* blockUse = nullptr;
 };
 
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <iterator>
 #include <sstream>
 
 #include "cli/exit_codes.hpp"
@@ -30,8 +31,11 @@ void onSignal(int signal) {
     }
 }
 
-struct sigaction previousInt {};
-struct sigaction previousTerm {};
+// Every signal whose default action ends the process and that can come from outside
+// while a drive is held: Ctrl-C, a service manager, a closed terminal or SSH session,
+// Ctrl-\\, and a reader of our output that went away (`vantrel check sdb 2>&1 | head`).
+constexpr int stopSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
+struct sigaction previous[std::size(stopSignals)] {};
 
 std::string dev(std::string_view name) { return "/dev/" + std::string(name); }
 
@@ -47,6 +51,7 @@ int exitFor(const Checker::Failure& failure) {
             if (failure.capture.kind == CaptureFailure::Kind::deviceNotFound) return exitNoDevice;
             return exitReadFailed;
         case Kind::busy:
+        case Kind::inUse:
         case Kind::backupRunning:
         case Kind::unmount:
             break;
@@ -112,13 +117,15 @@ StopOnSignals::StopOnSignals() {
     sigemptyset(&action.sa_mask);
     // No SA_RESTART: a wait in progress returns early, so the flag is seen soon.
     action.sa_flags = 0;
-    sigaction(SIGINT, &action, &previousInt);
-    sigaction(SIGTERM, &action, &previousTerm);
+    for (std::size_t i = 0; i < std::size(stopSignals); ++i) {
+        sigaction(stopSignals[i], &action, &previous[i]);
+    }
 }
 
 StopOnSignals::~StopOnSignals() {
-    sigaction(SIGINT, &previousInt, nullptr);
-    sigaction(SIGTERM, &previousTerm, nullptr);
+    for (std::size_t i = 0; i < std::size(stopSignals); ++i) {
+        sigaction(stopSignals[i], &previous[i], nullptr);
+    }
 }
 
 bool StopOnSignals::requested() { return caughtSignal.load() != 0; }
@@ -166,7 +173,9 @@ std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& 
         [&sources](std::string_view disk) { return Discovery::drive(disk, sources); },
         [&sources] { return Discovery::externalDrives(sources); },
         capture->captureOptions,
-        [] { return StopOnSignals::requested(); }};
+        [] { return StopOnSignals::requested(); },
+        &machine.sysfs,
+        capture->blockUse};
     const auto log = [&err, capture](const std::string& line) {
         err << line << std::endl;
         if (!capture->holdAfter.empty() && line.starts_with(capture->holdAfter)) {
@@ -174,14 +183,22 @@ std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& 
         }
     };
     Checker::USBSteps steps = Checker::steps(checkerMachine);
-    steps.capture = [take = steps.capture, &log](std::uint32_t location) {
-        auto taken = take(location);
+    steps.capture = [take = steps.capture, &log](const platform::USBTarget& target) {
+        auto taken = take(target);
         if (taken) describeCapture(**taken, log);
         return taken;
     };
+    bool taken = false;
+    const auto original = steps.capture;
+    steps.capture = [&original, &taken](const platform::USBTarget& target) {
+        taken = true;
+        return original(target);
+    };
     auto reading = Checker::check(*drive, steps, log);
     if (StopOnSignals::requested()) {
-        err << "vantrel: interrupted; " << dev(name) << " was given back to Linux.\n";
+        // Said as it is: the device is given back before the check returns, on every path.
+        err << "vantrel: interrupted; " << dev(name)
+            << (taken ? " was given back to Linux.\n" : " was not taken over.\n");
         StopOnSignals::endBySignal();
     }
     if (!reading) {

@@ -7,7 +7,7 @@
 // The reading is rated by the same rules as a live reading, so a drive gets the same
 // verdict whichever way it was read.
 //
-// SIGINT and SIGTERM during the sequence only set a flag (see `StopOnSignals`): the
+// SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGPIPE during the sequence only set a flag (see `StopOnSignals`): the
 // sequence sends nothing more to the drive, gives the device back through its normal
 // path, and the process then ends by the same signal. A second signal gives every claimed
 // interface back to the kernel at once and ends the process.
@@ -21,12 +21,14 @@
 #include "cli/ata_live.hpp"
 #include "cli/app_names.hpp"
 #include "drivekit/usb/captured_usb_drive.hpp"
+#include "platform/block_use.hpp"
 #include "platform/usb_device.hpp"
 #include "platform/volumes.hpp"
 
 namespace cli {
 
-/// While it lives, SIGINT and SIGTERM set a flag instead of ending the process; the
+/// While it lives, SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGPIPE set a flag instead of
+/// ending the process (a write to a closed pipe then fails with EPIPE instead); the
 /// handlers before it come back when it goes. One at a time.
 class StopOnSignals {
 public:

@@ -79,7 +79,9 @@ int main(int argc, char** argv) {
     app::LinuxMachine computer;
     Machine& machine = computer.machine();
     CapturePlatform& capture = *machine.capture;
+#ifdef VANTREL_TEST_HOOKS
     if (const char* hold = std::getenv("VANTREL_TEST_HOLD_AFTER")) capture.holdAfter = hold;
+#endif
     // A run killed while it held a USB drive left the drive without its driver; any
     // privileged start gives it back, so the drive returns without a replug.
     if (capture.usb.privileged()) {

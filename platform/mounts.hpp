@@ -17,6 +17,8 @@ struct Mount {
     std::string mountPoint;  // as seen from this process's root
     std::string fileSystem;  // "ext4", "vfat", "tmpfs"
     std::string source;      // "/dev/sda1", "/dev/mapper/vault", "tmpfs"
+    std::string options;       // of this mount: "rw,nosuid,nodev,relatime"
+    std::string superOptions;  // of the file system: "rw,uid=1000,gid=1000,fmask=0022"
 
     bool operator==(const Mount&) const = default;
 };

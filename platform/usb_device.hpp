@@ -19,6 +19,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -96,6 +97,13 @@ class USBDevice {
 public:
     /// Gives a claimed interface back and re-attaches its kernel driver.
     virtual ~USBDevice() = default;
+
+    /// The bus number and device address the system knows the device by, to confirm
+    /// that the device opened is still the one a drive was found on; nothing when the
+    /// platform can't tell.
+    virtual std::optional<std::pair<std::uint8_t, std::uint8_t>> busAndAddress() const {
+        return std::nullopt;
+    }
 
     // Configuration and interfaces
 
@@ -181,6 +189,21 @@ protected:
     USBDevice& operator=(const USBDevice&) = default;
 };
 
+/// Which device, interface and logical unit a capture takes: the location finds the
+/// device; the bus number and device address, when known, confirm it before anything is
+/// claimed (a device replugged at the same place gets a new address); the interface is
+/// the one the disk hangs under, and the LUN the disk's own behind it (a card reader's
+/// second slot is LUN 1).
+struct USBTarget {
+    std::uint32_t locationID = 0;
+    std::optional<std::uint8_t> busNumber;
+    std::optional<std::uint8_t> deviceAddress;
+    std::optional<std::uint8_t> interfaceNumber;
+    std::uint8_t lun = 0;
+
+    bool operator==(const USBTarget&) const = default;
+};
+
 /// The machine's USB devices.
 class USBHost {
 public:
@@ -204,15 +227,19 @@ protected:
 
 /// The location ID of a USB device: the bus number in the top eight bits, then one
 /// hexadecimal digit per port on the path from the root hub, left aligned (bus 2, ports
-/// 1.4 -> 0x02140000). Six ports fit; deeper ones are left out. A port above 15 keeps its
-/// low four bits, so such locations can collide, which `USBHost::open` refuses.
+/// 1.4 -> 0x02140000). Six ports fit; deeper ones are left out. A port above 15 (root
+/// hubs of large xHCI controllers have them) takes the digit F: such locations can
+/// collide with each other, never with a port below 15, and a host refuses to open a
+/// location more than one device answers to. Discovery and the USB host both use this
+/// one function, so the device a drive names is the device that gets opened.
 constexpr std::uint32_t usbLocationID(std::uint8_t bus,
                                       std::span<const std::uint8_t> ports) noexcept {
     std::uint32_t location = static_cast<std::uint32_t>(bus) << 24;
     int shift = 20;
     for (const std::uint8_t port : ports) {
         if (shift < 0) break;
-        location |= static_cast<std::uint32_t>(port & 0x0Fu) << shift;
+        const std::uint32_t digit = port > 0x0Fu ? 0x0Fu : port;
+        location |= digit << shift;
         shift -= 4;
     }
     return location;

@@ -7,6 +7,7 @@
 
 #include "drivekit/usb/uas_transport.hpp"
 #include "platform/linux/linux_block_probe.hpp"
+#include "platform/linux/linux_block_use.hpp"
 #include "platform/linux/linux_clock.hpp"
 #include "platform/linux/linux_mounts.hpp"
 #include "platform/linux/linux_nvme_admin.hpp"
@@ -58,6 +59,7 @@ struct LinuxMachine::Parts {
     const std::unique_ptr<platform::Volumes> volumes = systemVolumes(sysfs, mounts);
     const platform::LinuxFileHolders holders;
     platform::LinuxUSBHost usb;
+    const platform::LinuxBlockUse blockUse;
     CapturePlatform capture{*volumes,
                             holders,
                             usb,
@@ -65,7 +67,9 @@ struct LinuxMachine::Parts {
                                 std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
                             },
                             captureOptions(),
-                            recoverOrphans};
+                            recoverOrphans,
+                            {},
+                            &blockUse};
     Machine machine{sysfs,
                     nvme,
                     drivekit::Locale::current(),

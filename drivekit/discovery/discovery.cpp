@@ -1,5 +1,7 @@
 #include "drivekit/discovery/discovery.hpp"
 
+#include "platform/usb_device.hpp"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -801,18 +803,16 @@ bool naturalLess(std::string_view a, std::string_view b) {
 }
 
 std::uint32_t locationID(int busNumber, std::string_view devicePath) {
-    std::uint32_t location = (static_cast<std::uint32_t>(std::clamp(busNumber, 0, 0xFF))) << 24;
-    int shift = 20;
+    std::vector<std::uint8_t> ports;
     std::size_t at = 0;
-    while (at < devicePath.size() && shift >= 0) {
+    while (at < devicePath.size()) {
         const auto end = std::min(devicePath.find('.', at), devicePath.size());
         const auto port = parseNumber<unsigned>(devicePath.substr(at, end - at));
         if (!port) break;
-        location |= std::min(*port, 15u) << shift;
-        shift -= 4;
+        ports.push_back(static_cast<std::uint8_t>(std::min(*port, 0xFFu)));
         at = end + 1;
     }
-    return location;
+    return platform::usbLocationID(static_cast<std::uint8_t>(std::clamp(busNumber, 0, 0xFF)), ports);
 }
 
 std::vector<std::string> stackedOn(std::string_view disk, const platform::Sysfs& sysfs) {

@@ -57,9 +57,8 @@ std::string wholeDiskName(std::string_view name);
 bool naturalLess(std::string_view a, std::string_view b);
 
 /// The 32-bit location of a USB device, laid out as the registry of the other platform
-/// lays it: the bus number in the top 8 bits, then one hexadecimal digit per port of the
-/// device path, from the root, left aligned (bus 2, "1.4" -> 0x02140000). A port above
-/// 15 takes the digit 15; ports past the sixth are left out.
+/// lays it, from sysfs's `busnum` and `devpath`: `platform::usbLocationID` of the ports of
+/// the path, which the USB host also uses to find the device again.
 std::uint32_t locationID(int busNumber, std::string_view devicePath);
 
 /// Every block device stacked on the disk or its partitions, through the "holders"

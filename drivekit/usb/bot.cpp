@@ -96,7 +96,7 @@ Result<Bytes, CaptureFailure> send(const Pipes& pipes, std::uint32_t& tag, ByteV
         programmingFault("data-in length out of range");
     }
     const auto wanted = static_cast<std::uint32_t>(dataIn);
-    const auto wrapper = commandBlockWrapper(tag, wanted, wanted != 0, 0, cdb);
+    const auto wrapper = commandBlockWrapper(tag, wanted, wanted != 0, pipes.lun, cdb);
     const auto cbw = buffers.buffer("cbw", cbwLength);
     std::copy(wrapper.begin(), wrapper.end(), cbw.begin());
 

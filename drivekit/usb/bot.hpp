@@ -49,6 +49,8 @@ struct Pipes {
     platform::USBDevice* device = nullptr;
     std::optional<std::uint8_t> bulkIn;
     std::optional<std::uint8_t> bulkOut;
+    /// The logical unit every wrapper addresses.
+    std::uint8_t lun = 0;
 };
 
 /// One command: raises `tag` by one (wrapping), sends the wrapper, reads up to `dataIn`

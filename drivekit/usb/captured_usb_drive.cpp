@@ -84,11 +84,18 @@ CapturedUSBDrive::~CapturedUSBDrive() { release(); }
 
 Result<std::unique_ptr<CapturedUSBDrive>, CaptureFailure> CapturedUSBDrive::capture(
     platform::USBHost& host, std::uint32_t locationID, Options options) {
+    return capture(host, platform::USBTarget{locationID, {}, {}, {}, 0}, std::move(options));
+}
+
+Result<std::unique_ptr<CapturedUSBDrive>, CaptureFailure> CapturedUSBDrive::capture(
+    platform::USBHost& host, const platform::USBTarget& target, Options options) {
     // The log exists, and is the latest, before anything can fail.
     std::unique_ptr<CapturedUSBDrive> drive(new CapturedUSBDrive(nullptr, nullptr, options));
     if (!host.privileged()) return Unexpected(CaptureFailure::of(Kind::notRoot));
+    drive->wantedInterface_ = target.interfaceNumber;
+    drive->lun_ = target.lun;
 
-    auto opened = host.open(locationID);
+    auto opened = host.open(target.locationID);
     if (auto* error = std::get_if<platform::USBError>(&opened)) {
         if (error->kind == platform::USBError::Kind::notFound ||
             error->kind == platform::USBError::Kind::gone) {
@@ -99,6 +106,18 @@ Result<std::unique_ptr<CapturedUSBDrive>, CaptureFailure> CapturedUSBDrive::capt
     drive->ownedDevice_ = std::move(std::get<std::unique_ptr<platform::USBDevice>>(opened));
     drive->device_ = drive->ownedDevice_.get();
     drive->ownsDevice_ = true;
+    // Between discovery and now the drive may have been unplugged and another device
+    // plugged in at the same place: it would have a new address, and is not taken.
+    if (target.busNumber && target.deviceAddress) {
+        const auto address = drive->device_->busAndAddress();
+        if (address && (address->first != *target.busNumber || address->second != *target.deviceAddress)) {
+            drive->log_->note(text::format("device at bus %d address %d, expected %d/%d",
+                                           address->first, address->second, *target.busNumber,
+                                           *target.deviceAddress));
+            drive->release();
+            return Unexpected(CaptureFailure::of(Kind::deviceNotFound));
+        }
+    }
 
     if (auto failure = drive->setup()) {
         drive->release();
@@ -130,6 +149,14 @@ std::optional<std::uint8_t> CapturedUSBDrive::findInterfaceNub() {
     if (!descriptor) return std::nullopt;
     const auto configuration = USBDescriptors::parse(*descriptor);
     if (!configuration) return std::nullopt;
+    if (wantedInterface_) {
+        // The interface the disk hangs under, and only if it is mass storage: a device
+        // with two such interfaces has two disks, and the other one isn't ours to take.
+        const bool massStorage =
+            configuration->firstMassStorage(*wantedInterface_, USBDescriptors::bulkOnlyProtocol) ||
+            configuration->firstMassStorage(*wantedInterface_, USBDescriptors::uasProtocol);
+        return massStorage ? wantedInterface_ : std::nullopt;
+    }
     return USBDescriptors::massStorageInterface(*configuration);
 }
 
@@ -152,6 +179,7 @@ std::optional<CaptureFailure> CapturedUSBDrive::setup() {
         }
     }
     log.note(nub ? "interface nub: found" : "interface nub: none");
+    if (lun_ != 0) log.note(text::format("LUN %d", lun_));
     log.note(PlatformWords::forLinux(
         text::format("captures kept open in this run (streams left for macOS to reset): %zu",
                      keptOpenCount())));
@@ -289,6 +317,7 @@ bool CapturedUSBDrive::tryUAS(const Bytes& descriptor, std::uint8_t number,
         auto made = options_.makeUAS(*device_, pipes, log);
         if (made) {
             uas_ = std::move(made).value();
+            uas_->addressLUN(lun_);
             return true;
         }
         why = made.error();
@@ -310,7 +339,7 @@ Result<Bytes, CaptureFailure> CapturedUSBDrive::send(ByteView cdb, std::int64_t 
         ioBuffers_ = std::make_unique<IOBufferPool>(
             deviceMemory(interface_ ? device_ : nullptr, *log_, "Bulk-Only"));
     }
-    return BOT::send(BOT::Pipes{device_, bulkIn_, bulkOut_}, tag_, cdb, dataIn, timeoutSeconds,
+    return BOT::send(BOT::Pipes{device_, bulkIn_, bulkOut_, lun_}, tag_, cdb, dataIn, timeoutSeconds,
                      *ioBuffers_, *log_);
 }
 
@@ -328,7 +357,16 @@ void CapturedUSBDrive::release() {
     released_ = true;
 
     if (uas_ && !uas_->close()) {
-        log_->note(PlatformWords::forLinux("UAS: left open for macOS to reset"));
+        // A transport that won't close has transfers the device will never finish. A port
+        // reset ends them all (their completions run with an error), and the interface
+        // goes back to the kernel at once: the drive is never held while the check waits
+        // for it. The objects stay alive for the rest of the run, so that a completion
+        // that still comes late finds its memory.
+        log_->note("UAS: left open; resetting the device and giving it back");
+        if (device_ != nullptr) {
+            if (auto error = device_->reset()) log_->note("UAS: reset: " + error->description);
+            if (interface_) device_->releaseInterface();
+        }
         ProcessState& state = processState();
         std::lock_guard lock(state.keptOpenLock);
         state.keptOpen.push_back(

@@ -51,6 +51,13 @@ public:
     static Result<std::unique_ptr<CapturedUSBDrive>, Failure> capture(
         platform::USBHost& host, std::uint32_t locationID, Options options = {});
 
+    /// Opens the device of `target`, confirms its bus and address when the target gives
+    /// them (`deviceNotFound` when another device stands there now), and captures the
+    /// target's interface (any mass-storage interface when it names none), addressing
+    /// the target's LUN.
+    static Result<std::unique_ptr<CapturedUSBDrive>, Failure> capture(
+        platform::USBHost& host, const platform::USBTarget& target, Options options = {});
+
     /// Captures a device someone else opened, who keeps it: release gives the interface
     /// back but leaves the device open. `device` must outlive the capture.
     static Result<std::unique_ptr<CapturedUSBDrive>, Failure> adopt(platform::USBDevice& device,
@@ -113,6 +120,8 @@ private:
     std::optional<std::uint8_t> bulkIn_;
     std::optional<std::uint8_t> bulkOut_;
     std::uint32_t tag_ = firstTag;
+    std::optional<std::uint8_t> wantedInterface_;
+    std::uint8_t lun_ = 0;
     std::shared_ptr<DiagnosticsLog> log_;
     bool released_ = false;
     bool ownsDevice_ = false;

@@ -11,6 +11,9 @@
 #include "drivekit/health/ata_smart_lib.hpp"
 #include "drivekit/health/report.hpp"
 #include "drivekit/health/sat_non_data.hpp"
+#include "drivekit/usb/usb_interface.hpp"
+
+#include <cerrno>
 
 namespace drivekit::Checker {
 namespace {
@@ -50,6 +53,8 @@ constexpr std::string_view enclosureLine = "Enclosure reports: %s %s";
 constexpr std::string_view driveLine = "Drive: %s (ATA PASS-THROUGH %s)";
 constexpr std::string_view backLine = "Back as %s.";
 constexpr std::string_view backWithVolumesLine = "Back as %s, %s of %s volumes mounted.";
+constexpr std::string_view stoppedWaitingLine =
+    "Stopped waiting: the drive hasn't come back yet, and its volumes are not mounted again.";
 constexpr std::string_view notMountedLine =
     "The drive is back, but macOS hadn't mounted it after %s s. If it doesn't appear, unplug "
     "it and plug it back in.";
@@ -65,6 +70,7 @@ const Bytes requestSense = {0x03, 0x01, 0x00, 0x00, static_cast<std::uint8_t>(se
 constexpr double pollSeconds = 0.5;
 constexpr double settleSeconds = 5.0;
 constexpr double mountAfterSeconds = 30.0;
+constexpr double interruptedGraceSeconds = 10.0;
 
 std::string join(const std::vector<std::string>& parts, std::string_view separator) {
     std::string joined;
@@ -104,32 +110,48 @@ std::vector<std::string> mountPoints(const Drive& drive) {
     return points;
 }
 
-// The whole disks behind the drive's volumes other than the drive itself (devices stacked
-// on its partitions), sorted, after the drive's own name.
-std::vector<std::string> disksToUnmount(const Drive& drive) {
-    std::set<std::string> others;
-    for (const auto& volume : drive.volumes) {
-        std::string whole = Discovery::wholeDiskName(volume.bsdName);
-        if (whole != drive.bsdName) others.insert(std::move(whole));
+std::vector<std::string> mountPoints(const std::vector<Drive>& drives) {
+    std::vector<std::string> points;
+    for (const auto& drive : drives) {
+        const auto own = mountPoints(drive);
+        points.insert(points.end(), own.begin(), own.end());
     }
-    std::vector<std::string> disks{drive.bsdName};
-    disks.insert(disks.end(), others.begin(), others.end());
+    return points;
+}
+
+// The whole disks behind the drives' volumes: each drive's own name, then the disks
+// stacked on its partitions, sorted, in the order of the drives.
+std::vector<std::string> disksToUnmount(const std::vector<Drive>& drives) {
+    std::vector<std::string> disks;
+    for (const auto& drive : drives) {
+        std::set<std::string> others;
+        for (const auto& volume : drive.volumes) {
+            std::string whole = Discovery::wholeDiskName(volume.bsdName);
+            if (whole != drive.bsdName) others.insert(std::move(whole));
+        }
+        disks.push_back(drive.bsdName);
+        disks.insert(disks.end(), others.begin(), others.end());
+    }
     return disks;
 }
 
-std::optional<Failure> unmountAll(const Drive& drive, const USBSteps& steps,
+void mountBack(const std::vector<std::string>& disks, const USBSteps& steps) {
+    for (auto it = disks.rbegin(); it != disks.rend(); ++it) steps.mountWhole(*it);
+}
+
+std::optional<Failure> unmountAll(const std::vector<Drive>& drives, const USBSteps& steps,
                                   const std::vector<std::string>& points) {
     std::vector<std::string> unmounted;
-    for (const auto& disk : disksToUnmount(drive)) {
+    for (const auto& disk : disksToUnmount(drives)) {
         const auto refused = steps.unmountWhole(disk);
-        if (!refused) {
-            unmounted.push_back(disk);
-            continue;
-        }
+        // A disk that refused may have unmounted some of its volumes before the one that
+        // stayed: it is mounted back too.
+        unmounted.push_back(disk);
+        if (!refused) continue;
+        mountBack(unmounted, steps);
         if (refused->kind != platform::UnmountFailure::Kind::refused) {
             return Failure::unmountFailed(*refused);
         }
-        for (auto it = unmounted.rbegin(); it != unmounted.rend(); ++it) steps.mountWhole(*it);
         const auto holders = steps.openFileHolders(points);
         if (!holders.empty()) return Failure::busyWith(join(holders, "\n  "));
         return Failure::busyWith(unmountText(*refused));
@@ -232,6 +254,13 @@ Failure Failure::unmountFailed(platform::UnmountFailure why) {
     return failure;
 }
 
+Failure Failure::inUseBy(std::vector<std::string> sentences) {
+    Failure failure;
+    failure.kind = Kind::inUse;
+    failure.detail = join(sentences, "\n");
+    return failure;
+}
+
 Failure Failure::captureFailed(CaptureFailure why) {
     Failure failure;
     failure.kind = Kind::capture;
@@ -253,6 +282,8 @@ std::string Failure::text() const {
             return unmountText(unmount);
         case Kind::capture:
             return capture.text();
+        case Kind::inUse:
+            return detail;
     }
     return detail;
 }
@@ -288,16 +319,49 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
     if (!drive.usb) return Unexpected(Failure::unsupportedBy(std::string(noUSBDeviceSentence)));
     if (steps.backupRunning && steps.backupRunning(drive)) return Unexpected(Failure::backup());
 
-    const std::vector<std::string> points = mountPoints(drive);
+    // Everything behind the drive's USB interface goes away with it: each disk there is
+    // unmounted by this sequence or the check is refused.
+    InterfaceUse use;
+    use.target.locationID = drive.usb->locationID;
+    if (steps.interfaceUse) {
+        if (auto found = steps.interfaceUse(drive)) use = std::move(*found);
+    }
+    if (!use.refusals.empty()) return Unexpected(Failure::inUseBy(use.refusals));
+    std::vector<Drive> drives{drive};
+    drives.insert(drives.end(), use.others.begin(), use.others.end());
+    if (!use.others.empty()) {
+        std::vector<std::string> names;
+        for (const auto& other : use.others) names.push_back(other.bsdName);
+        log(USBInterface::sharedLine(names));
+    }
+
+    const std::vector<std::string> points = mountPoints(drives);
+    const std::vector<std::string> disks = disksToUnmount(drives);
     if (!points.empty()) {
         std::vector<std::string> holders = steps.openFileHolders(points);
         std::erase_if(holders, ignoredHolder);
         if (!holders.empty()) return Unexpected(Failure::busyWith(join(holders, "\n  ")));
         log(fill(unmountingLine, {drive.bsdName}));
         if (stopRequested(steps)) return Unexpected(interruptedFailure());
-        if (auto failure = unmountAll(drive, steps, points)) return Unexpected(std::move(*failure));
-        if (const auto still = steps.stillMounted(drive.bsdName); !still.empty()) {
+        if (auto failure = unmountAll(drives, steps, points)) return Unexpected(std::move(*failure));
+        std::vector<std::string> still;
+        for (const auto& each : drives) {
+            const auto more = steps.stillMounted(each.bsdName);
+            still.insert(still.end(), more.begin(), more.end());
+        }
+        if (!still.empty()) {
+            mountBack(disks, steps);
             return Unexpected(Failure::busyWith(std::string(stillMountedPrefix) + join(still, ", ")));
+        }
+    }
+    // No mount point here proves nothing about other namespaces, virtual machines or
+    // programs with the raw disk open: the kernel's exclusive open does.
+    if (steps.exclusiveUse) {
+        std::vector<std::string> names;
+        for (const auto& each : drives) names.push_back(each.bsdName);
+        if (auto sentences = steps.exclusiveUse(names); !sentences.empty()) {
+            if (!points.empty()) mountBack(disks, steps);
+            return Unexpected(Failure::inUseBy(std::move(sentences)));
         }
     }
 
@@ -306,13 +370,10 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
     log(std::string(takingOverLine));
     if (stopRequested(steps)) {
         // Nothing was taken yet: the volumes go back at once, without waiting for a device.
-        if (!points.empty()) {
-            const auto disks = disksToUnmount(drive);
-            for (auto it = disks.rbegin(); it != disks.rend(); ++it) steps.mountWhole(*it);
-        }
+        if (!points.empty()) mountBack(disks, steps);
         return Unexpected(interruptedFailure());
     }
-    auto captured = steps.capture(location);
+    auto captured = steps.capture(use.target);
     if (!captured) {
         outcome = Unexpected(Failure::captureFailed(captured.error()));
         if (onRelease) onRelease();
@@ -328,6 +389,13 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
     }
     log(std::string(waitingLine));
     steps.waitForReturn(location, expectedVolumes(drive), log);
+    // The other disks of the interface came back with the drive; what this check
+    // unmounted of them goes back too (a volume mounted already is left alone).
+    if (!points.empty()) {
+        for (const auto& other : use.others) {
+            if (!mountPoints(other).empty()) steps.mountWhole(other.bsdName);
+        }
+    }
     if (outcome) return std::move(*outcome);
     return Unexpected(Failure::unsupportedBy(std::string(unknownErrorSentence)));
 }
@@ -380,17 +448,34 @@ void waitForReturn(std::uint32_t locationID, int expected, double timeoutSeconds
                                       duration<double>(timeoutSeconds));
     std::optional<std::chrono::steady_clock::time_point> firstMountAt;
     bool mountAsked = false;
+    std::optional<std::chrono::steady_clock::time_point> stopBy;
     while (watch.clock->steadyNow() < deadline) {
-        if (const auto drive = watch.find(locationID)) {
+        const bool stop = watch.interrupted && watch.interrupted();
+        const auto drive = watch.find(locationID);
+        // Interrupted: no more waiting for volumes. The device was given back before the
+        // wait began; the drive gets a few seconds to reappear so that what this check
+        // unmounted is mounted again, and otherwise the line says it isn't.
+        if (stop) {
+            const auto now = watch.clock->steadyNow();
+            if (!stopBy) stopBy = now + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                            duration<double>(interruptedGraceSeconds));
+            if (drive) {
+                const bool none = std::none_of(drive->volumes.begin(), drive->volumes.end(),
+                                               [](const Volume& v) { return v.mountPoint.has_value(); });
+                if (none && expected > 0) watch.mountWhole(drive->bsdName);
+                return;
+            }
+            if (now >= *stopBy) {
+                log(std::string(stoppedWaitingLine));
+                return;
+            }
+            watch.sleep(pollSeconds);
+            continue;
+        }
+        if (drive) {
             const int mounted = static_cast<int>(std::count_if(
                 drive->volumes.begin(), drive->volumes.end(),
                 [](const Volume& v) { return v.mountPoint.has_value(); }));
-            // Interrupted: no settling and no grace for an automounter, but the volumes
-            // this check unmounted are not left behind.
-            if (watch.interrupted && watch.interrupted()) {
-                if (mounted == 0 && expected > 0) watch.mountWhole(drive->bsdName);
-                return;
-            }
             const auto now = watch.clock->steadyNow();
             if (mounted > 0 && !firstMountAt) firstMountAt = now;
             if (isBack(mounted, expected, firstMountAt, now, settleSeconds)) {
@@ -444,9 +529,55 @@ USBSteps steps(const Machine& machine) {
         const auto drive = machine.describe(disk);
         return drive ? mountPoints(*drive) : std::vector<std::string>{};
     };
-    s.capture = [&machine](std::uint32_t location) {
-        return CapturedUSBDrive::capture(machine.usb, location, machine.captureOptions);
+    s.capture = [&machine](const platform::USBTarget& target) {
+        return CapturedUSBDrive::capture(machine.usb, target, machine.captureOptions);
     };
+    if (machine.sysfs != nullptr) {
+        s.interfaceUse = [&machine](const Drive& drive) -> std::optional<InterfaceUse> {
+            const platform::Sysfs& sysfs = *machine.sysfs;
+            const auto found = USBInterface::of(drive.bsdName, sysfs);
+            if (!found) return std::nullopt;
+            InterfaceUse use;
+            use.target = found->target;
+            // The location discovery gave is the one the drive was named by.
+            use.target.locationID = drive.usb ? drive.usb->locationID : found->target.locationID;
+            for (std::size_t i = 1; i < found->disks.size(); ++i) {
+                const auto other = machine.describe(found->disks[i]);
+                if (!other) continue;
+                for (auto& reason : captureBlockers(*other)) {
+                    use.refusals.push_back(fill(unsafeSentence, {reason}) + " (/dev/" + other->bsdName + ")");
+                }
+                use.others.push_back(*other);
+            }
+            for (const auto& holder : USBInterface::holders(found->disks, sysfs)) {
+                use.refusals.push_back(USBInterface::holderSentence(holder));
+            }
+            if (machine.blockUse != nullptr) {
+                const auto swaps = machine.blockUse->activeSwaps();
+                for (const auto& disk : found->disks) {
+                    for (const auto& device : USBInterface::blockDevices(disk, sysfs)) {
+                        if (std::find(swaps.begin(), swaps.end(), device) != swaps.end()) {
+                            use.refusals.push_back(USBInterface::swapSentence(device));
+                        }
+                    }
+                }
+            }
+            return use;
+        };
+    }
+    if (machine.blockUse != nullptr && machine.sysfs != nullptr) {
+        s.exclusiveUse = [&machine](const std::vector<std::string>& disks) {
+            std::vector<std::string> sentences;
+            for (const auto& disk : disks) {
+                for (const auto& device : USBInterface::blockDevices(disk, *machine.sysfs)) {
+                    if (machine.blockUse->exclusiveOpenError(device) == EBUSY) {
+                        sentences.push_back(USBInterface::exclusiveSentence(device));
+                    }
+                }
+            }
+            return sentences;
+        };
+    }
     s.waitForReturn = [&machine](std::uint32_t location, int expected, const Log& log) {
         ReturnWatch watch;
         watch.find = [&machine](std::uint32_t wanted) -> std::optional<Drive> {

@@ -29,8 +29,10 @@
 #include "drivekit/health/self_test.hpp"
 #include "drivekit/usb/capture_failure.hpp"
 #include "drivekit/usb/captured_usb_drive.hpp"
+#include "platform/block_use.hpp"
 #include "platform/scsi_drive.hpp"
 #include "platform/clock.hpp"
+#include "platform/sysfs.hpp"
 #include "platform/usb_device.hpp"
 #include "platform/volumes.hpp"
 
@@ -49,6 +51,7 @@ struct Failure {
         backupRunning,
         unmount,        // unmount: the volume layer's failure
         capture,        // capture: the capture's failure
+        inUse,          // detail: one sentence per use that only its user can end
     };
     Kind kind = Kind::unsupported;
     std::vector<std::string> reasons;
@@ -62,6 +65,7 @@ struct Failure {
     static Failure backup();
     static Failure unmountFailed(platform::UnmountFailure failure);
     static Failure captureFailed(CaptureFailure failure);
+    static Failure inUseBy(std::vector<std::string> sentences);
 
     std::string text() const;
 };
@@ -86,6 +90,17 @@ struct Reading {
     std::string source;
 };
 
+/// What the capture of a drive takes besides the drive: the other disks behind its USB
+/// interface, and the uses of any of them that only their user can end.
+struct InterfaceUse {
+    platform::USBTarget target;
+    /// The other disks (LUNs) behind the interface, which go away with the drive.
+    std::vector<Drive> others;
+    /// Sentences refusing the check before anything is unmounted: stacked LUKS, LVM, md
+    /// or other device-mapper devices, swap, and unsafe reasons of the other disks.
+    std::vector<std::string> refusals;
+};
+
 /// The machine, one function per step. Each can be replaced on its own.
 struct USBSteps {
     std::function<bool()> isRoot;
@@ -97,8 +112,15 @@ struct USBSteps {
     std::function<void(const std::string& bsdName)> mountWhole;
     /// The mount points a fresh look at the disk still shows.
     std::function<std::vector<std::string>(const std::string& bsdName)> stillMounted;
-    std::function<Result<std::unique_ptr<CapturedUSBDrive>, CaptureFailure>(std::uint32_t locationID)>
+    std::function<Result<std::unique_ptr<CapturedUSBDrive>, CaptureFailure>(
+        const platform::USBTarget& target)>
         capture;
+    /// The drive's interface and what else it carries; when absent, or nothing, the drive
+    /// is taken alone at its location, on LUN 0.
+    std::function<std::optional<InterfaceUse>(const Drive&)> interfaceUse;
+    /// After the unmount: one sentence for each block device of these disks that still
+    /// can't be opened exclusively. Nothing, when absent.
+    std::function<std::vector<std::string>(const std::vector<std::string>& disks)> exclusiveUse;
     std::function<void(std::uint32_t locationID, int expectedVolumes, const Log& log)> waitForReturn;
     /// True once the user asked to stop: no further command goes to the drive, which is
     /// given back and the sequence ends. Before the capture, nothing more is taken and
@@ -164,6 +186,11 @@ struct Machine {
     std::function<std::vector<Drive>()> externalDrives;
     CapturedUSBDrive::Options captureOptions;
     std::function<bool()> interrupted;
+    /// Where the drive's interface and its other disks are found; without it the drive
+    /// is taken alone.
+    const platform::Sysfs* sysfs = nullptr;
+    /// Swap and exclusive opens; without it neither is looked at.
+    const platform::BlockUse* blockUse = nullptr;
 };
 
 inline constexpr double unmountTimeout = 30.0;

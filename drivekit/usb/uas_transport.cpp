@@ -96,9 +96,10 @@ bool UASSignal::waitFor(double seconds) {
 
 namespace UAS {
 
-std::array<std::uint8_t, commandIULength> commandIUFor(ByteView cdb) {
+std::array<std::uint8_t, commandIULength> commandIUFor(ByteView cdb, std::uint8_t lun) {
     std::array<std::uint8_t, commandIULength> iu{};
     iu[0] = commandIU;
+    iu[9] = lun;
     iu[2] = static_cast<std::uint8_t>(tag >> 8);
     iu[3] = static_cast<std::uint8_t>(tag & 0xFF);
     const std::size_t length = std::min<std::size_t>(cdb.size(), 16);
@@ -283,7 +284,7 @@ Result<Bytes, UASFailure> UASTransport::send(ByteView cdb, std::int64_t dataIn,
         }
     }
 
-    const auto iu = UAS::commandIUFor(cdb);
+    const auto iu = UAS::commandIUFor(cdb, lun_);
     const auto command = buffers_.buffer("command", UAS::commandIULength);
     std::copy(iu.begin(), iu.end(), command.begin());
     const platform::USBTransfer sent =

@@ -70,6 +70,8 @@ class UASLink {
     /// when it must be left open.
     virtual bool close() = 0;
     virtual bool wedged() const = 0;
+    /// The logical unit the following commands address; 0 until told.
+    virtual void addressLUN(std::uint8_t lun) { (void)lun; }
 
   protected:
     UASLink() = default;
@@ -104,9 +106,9 @@ inline constexpr std::uint8_t responseIU = 0x04;
 /// Pipe IDs of the Pipe Usage descriptors.
 enum PipeID : int { commandPipe = 1, statusPipe = 2, dataInPipe = 3, dataOutPipe = 4 };
 
-/// The 32-byte Command IU: tag 1, LUN 0, no additional CDB; a CDB longer than 16 bytes
-/// is cut at 16.
-std::array<std::uint8_t, commandIULength> commandIUFor(ByteView cdb);
+/// The 32-byte Command IU: tag 1, the LUN in single-level form (byte 9), no additional
+/// CDB; a CDB longer than 16 bytes is cut at 16.
+std::array<std::uint8_t, commandIULength> commandIUFor(ByteView cdb, std::uint8_t lun = 0);
 
 /// The SCSI status a status IU carries: byte 6 of a Sense IU, and 0xFF for any other IU
 /// (a Response IU means the task never ran).
@@ -161,6 +163,7 @@ class UASTransport final : public UASLink {
     bool close() override;
 
     bool wedged() const override { return wedged_; }
+    void addressLUN(std::uint8_t lun) override { lun_ = lun; }
 
   private:
     struct InFlight;
@@ -188,6 +191,7 @@ class UASTransport final : public UASLink {
     DiagnosticsLog& log_;
     std::shared_ptr<InFlight> inFlight_;
     bool wedged_ = false;
+    std::uint8_t lun_ = 0;
     IOBufferPool buffers_;
     Timing timing_;
 };

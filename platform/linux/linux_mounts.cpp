@@ -90,6 +90,8 @@ std::vector<Mount> LinuxMounts::parse(std::string_view text) {
         mount.mountPoint = unescaped(fields[4]);
         mount.fileSystem = unescaped(fields[dash + 1]);
         mount.source = unescaped(fields[dash + 2]);
+        mount.options = unescaped(fields[5]);
+        if (dash + 3 < fields.size()) mount.superOptions = unescaped(fields[dash + 3]);
         mounts.push_back(std::move(mount));
     }
     return mounts;

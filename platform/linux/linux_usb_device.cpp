@@ -167,6 +167,11 @@ public:
     LinuxUSBDevice& operator=(const LinuxUSBDevice&) = delete;
     ~LinuxUSBDevice() override { releaseInterface(); }
 
+    std::optional<std::pair<std::uint8_t, std::uint8_t>> busAndAddress() const override {
+        return std::pair{libusb_get_bus_number(handle_->device),
+                         libusb_get_device_address(handle_->device)};
+    }
+
     std::optional<std::vector<std::uint8_t>> configurationDescriptor() override {
         int active = 0;
         if (libusb_get_configuration(h(), &active) < 0 || active <= 0) return std::nullopt;
@@ -190,30 +195,38 @@ public:
             if (*claimed_ == number) return std::nullopt;
             return libusbError(LIBUSB_ERROR_BUSY);
         }
+        // The record comes first: a run killed between the claim and the release leaves
+        // it for the next start, which gives back only what was recorded.
+        const std::string name = interfaceName(number);
+        if (!recordClaim(name)) return libusbError(LIBUSB_ERROR_ACCESS);
+        const auto unrecord = [&name](USBError error) {
+            forgetClaim(name);
+            return error;
+        };
         if (seize) {
             // The kernel disconnects the driver and hands the interface to usbfs in one
             // step (USBDEVFS_DISCONNECT_CLAIM); libusb then re-attaches on release too.
             libusb_set_auto_detach_kernel_driver(h(), 1);
             if (const int result = libusb_claim_interface(h(), number); result < 0) {
                 libusb_set_auto_detach_kernel_driver(h(), 0);
-                return libusbError(result);
+                return unrecord(libusbError(result));
             }
         } else {
             bool detached = false;
             if (libusb_kernel_driver_active(h(), number) == 1) {
                 const int result = libusb_detach_kernel_driver(h(), number);
-                if (result < 0 && result != LIBUSB_ERROR_NOT_FOUND) return libusbError(result);
+                if (result < 0 && result != LIBUSB_ERROR_NOT_FOUND) return unrecord(libusbError(result));
                 detached = result == 0;
             }
             if (const int result = libusb_claim_interface(h(), number); result < 0) {
                 if (detached) libusb_attach_kernel_driver(h(), number);
-                return libusbError(result);
+                return unrecord(libusbError(result));
             }
         }
         claimed_ = number;
         alternate_ = currentAlternate(number);
         originalAlternate_ = alternate_;
-        claimedName_ = interfaceName(number);
+        claimedName_ = name;
         noteClaimedInterface(claimedName_);
         return std::nullopt;
     }
@@ -256,6 +269,7 @@ public:
         // whatever matches. "Busy" means libusb's auto-detach has already re-attached.
         libusb_attach_kernel_driver(h(), number);
         noteReleasedInterface(claimedName_);
+        forgetClaim(claimedName_);
     }
 
     USBTransfer controlTransfer(const USBControlRequest& request, std::span<std::uint8_t> data,

@@ -1,12 +1,14 @@
 #include "platform/linux/linux_usb_recovery.hpp"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -21,6 +23,7 @@ constexpr const char* devicesDir = "sys/bus/usb/devices";
 constexpr const char* probeFile = "sys/bus/usb/drivers_probe";
 constexpr const char* usbfsUnbindFile = "sys/bus/usb/drivers/usbfs/unbind";
 constexpr const char* massStorageClass = "08";
+constexpr const char* recordsDir = "run/vantrel/claimed";
 
 // The claimed interfaces, readable from a signal handler: a slot is written only while
 // its state says so, and the handler reads only slots that are ready.
@@ -36,6 +39,8 @@ Slot slots[slotCount];
 constexpr std::size_t pathCapacity = 512;
 char unbindPath[pathCapacity] = "/sys/bus/usb/drivers/usbfs/unbind";
 char probePath[pathCapacity] = "/sys/bus/usb/drivers_probe";
+char recordsPath[pathCapacity] = "/run/vantrel/claimed/";
+std::string recordsRoot = "/";
 
 std::size_t length(const char* text) noexcept {
     std::size_t n = 0;
@@ -74,6 +79,23 @@ std::string firstLine(const fs::path& path) {
     return line;
 }
 
+// The record's file, built without allocating: "/run/vantrel/claimed/" and the name.
+void forgetRecordNow(const char* name) noexcept {
+    char path[pathCapacity + nameCapacity];
+    std::size_t n = 0;
+    for (const char* c = recordsPath; *c != '\0'; ++c) path[n++] = *c;
+    for (const char* c = name; *c != '\0' && n + 1 < sizeof path; ++c) path[n++] = *c;
+    path[n] = '\0';
+    ::unlink(path);
+}
+
+bool processAlive(const std::string& text) {
+    char* end = nullptr;
+    const long pid = std::strtol(text.c_str(), &end, 10);
+    if (end == text.c_str() || pid <= 0) return false;
+    return ::kill(static_cast<pid_t>(pid), 0) == 0 || errno == EPERM;
+}
+
 void onSignal(int signal) {
     const int savedErrno = errno;
     giveBackClaimedInterfacesNow();
@@ -88,14 +110,19 @@ void onSignal(int signal) {
 std::vector<std::string> orphanedMassStorageInterfaces(const std::string& root) {
     std::vector<std::string> found;
     std::error_code error;
-    for (const auto& entry : fs::directory_iterator(fs::path(root) / devicesDir, error)) {
-        const std::string name = entry.path().filename().string();
-        // "2-1:1.0" is an interface; "2-1" and "usb2" are devices.
-        if (name.find(':') == std::string::npos) continue;
-        if (firstLine(entry.path() / "bInterfaceClass") != massStorageClass) continue;
+    const fs::path records = fs::path(root) / recordsDir;
+    for (const auto& record : fs::directory_iterator(records, error)) {
+        const std::string name = record.path().filename().string();
+        if (processAlive(firstLine(record.path()))) continue;  // a capture in progress
+        const fs::path interface = fs::path(root) / devicesDir / name;
         std::error_code linkError;
-        if (fs::exists(fs::symlink_status(entry.path() / "driver", linkError))) continue;
-        found.push_back(name);
+        const bool present = fs::exists(interface / "bInterfaceClass", linkError);
+        const bool served = fs::exists(fs::symlink_status(interface / "driver", linkError));
+        if (present && !served && firstLine(interface / "bInterfaceClass") == massStorageClass) {
+            found.push_back(name);
+        } else {
+            fs::remove(record.path(), linkError);  // given back after all, or unplugged
+        }
     }
     std::sort(found.begin(), found.end());
     return found;
@@ -106,6 +133,10 @@ std::vector<ReattachedInterface> reattachOrphanedMassStorage(const std::string& 
     std::vector<ReattachedInterface> done;
     for (const std::string& name : orphanedMassStorageInterfaces(root)) {
         const int error = writeName(probe.c_str(), name.c_str());
+        if (error == 0) {
+            std::error_code ignored;
+            fs::remove(fs::path(root) / recordsDir / name, ignored);
+        }
         done.push_back({name, error == 0 ? std::string() : std::strerror(error)});
     }
     return done;
@@ -117,6 +148,7 @@ void giveBackClaimedInterfacesNow() noexcept {
         // Unbinding usbfs ends our claim; the probe then binds the kernel's own driver.
         writeName(unbindPath, slot.name);
         writeName(probePath, slot.name);
+        forgetRecordNow(slot.name);
     }
 }
 
@@ -157,7 +189,25 @@ std::vector<std::string> claimedInterfaces() {
     return names;
 }
 
+bool recordClaim(const std::string& name) {
+    const fs::path records = fs::path(recordsRoot) / recordsDir;
+    std::error_code error;
+    fs::create_directories(records, error);
+    fs::permissions(records.parent_path(), fs::perms::owner_all, error);
+    std::ofstream out(records / name, std::ios::trunc);
+    out << ::getpid() << '\n';
+    out.flush();
+    return static_cast<bool>(out);
+}
+
+void forgetClaim(const std::string& name) {
+    std::error_code error;
+    fs::remove(fs::path(recordsRoot) / recordsDir / name, error);
+}
+
 void setGiveBackRoot(const std::string& root) {
+    recordsRoot = root;
+    copyInto(recordsPath, pathCapacity, (fs::path(root) / recordsDir).string() + "/");
     copyInto(unbindPath, pathCapacity, (fs::path(root) / usbfsUnbindFile).string());
     copyInto(probePath, pathCapacity, (fs::path(root) / probeFile).string());
 }

@@ -12,10 +12,13 @@
 //   write and close are used, with paths prepared at claim time.
 //
 // - SIGKILL, or a crash. The kernel releases our claim when the process dies but binds
-//   nothing. `reattachOrphanedMassStorage` is the repair, for the next start: it finds
-//   mass-storage interfaces of configured devices that have no driver at all and asks the
-//   bus to probe them. An interface another program holds through usbfs has a driver
-//   ("usbfs") and is left alone.
+//   nothing. `reattachOrphanedMassStorage` is the repair, for the next start. It touches
+//   only interfaces this program claimed: a record in /run/vantrel/claimed/ (the
+//   interface's name, holding the claiming process's ID) is written before the claim and
+//   removed after the release, so a record whose process is gone and whose interface has
+//   no driver is one of ours left behind. An interface an administrator unbound on
+//   purpose has no record and is left alone, as is one another program holds through
+//   usbfs. /run is emptied at boot, so no record outlives the devices it names.
 //
 // Both ask the kernel to choose the driver (the `drivers_probe` file) rather than binding
 // usb-storage by name: a UAS enclosure belongs to uas, which usb-storage refuses, and the
@@ -34,8 +37,10 @@ struct ReattachedInterface {
     bool operator==(const ReattachedInterface&) const = default;
 };
 
-/// Mass-storage interfaces (bInterfaceClass 08) of configured USB devices that no driver
-/// serves, by their sysfs names, sorted. `root` is "/" on a running system.
+/// Mass-storage interfaces (bInterfaceClass 08) that a process of this program, now gone,
+/// recorded as claimed and that no driver serves, by their sysfs names, sorted. Records
+/// of gone processes whose interface has a driver again, or is gone, are removed. `root`
+/// is "/" on a running system.
 std::vector<std::string> orphanedMassStorageInterfaces(const std::string& root = "/");
 
 /// Asks the kernel to probe each orphaned mass-storage interface, so its driver binds
@@ -54,13 +59,18 @@ void giveBackClaimedInterfacesNow() noexcept;
 /// caller's that was installed before is replaced. Safe to call more than once.
 void installGiveBackOnSignals();
 
+// Used by the libusb device: the record of a claim, written before it (false when it
+// couldn't be written: then nothing is claimed) and removed after the release.
+bool recordClaim(const std::string& name);
+void forgetClaim(const std::string& name);
+
 // Used by the libusb device: the sysfs name of each claimed interface ("2-1:1.0"), so
 // that a signal handler can find them without allocating. Up to eight at a time.
 void noteClaimedInterface(const std::string& name);
 void noteReleasedInterface(const std::string& name);
 /// The interfaces noted as claimed now.
 std::vector<std::string> claimedInterfaces();
-/// Where the signal path writes: "/" unless a test says otherwise. Not thread-safe; set
+/// Where the signal path writes and claims are recorded: "/" unless a test says otherwise. Not thread-safe; set
 /// it before anything is claimed.
 void setGiveBackRoot(const std::string& root);
 

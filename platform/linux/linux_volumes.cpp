@@ -1,11 +1,20 @@
 #include "platform/linux/linux_volumes.hpp"
 
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
 #include <sys/mount.h>
-#include <sys/statvfs.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <thread>
 #include <cerrno>
 #include <fstream>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <system_error>
@@ -16,10 +25,36 @@
 namespace platform {
 namespace {
 
-// Flags a file system keeps when mounted back; statvfs reports them with the mount
-// flags' own values.
-constexpr unsigned long keptFlags = MS_RDONLY | MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_SYNCHRONOUS |
-                                    MS_NOATIME | MS_NODIRATIME | MS_RELATIME;
+// The per-mount words that are mount(2) flags.
+struct FlagWord {
+    std::string_view word;
+    unsigned long flag;
+};
+constexpr FlagWord flagWords[] = {
+    {"ro", MS_RDONLY},        {"nosuid", MS_NOSUID},       {"nodev", MS_NODEV},
+    {"noexec", MS_NOEXEC},    {"sync", MS_SYNCHRONOUS},    {"noatime", MS_NOATIME},
+    {"nodiratime", MS_NODIRATIME}, {"relatime", MS_RELATIME}, {"dirsync", MS_DIRSYNC},
+};
+// Super-block words the kernel shows but that are no file-system options.
+constexpr std::string_view notData[] = {"rw", "ro", "seclabel"};
+
+std::vector<std::string> commaWords(std::string_view text) {
+    std::vector<std::string> words;
+    std::size_t at = 0;
+    while (at <= text.size()) {
+        const auto end = std::min(text.find(',', at), text.size());
+        if (end > at) words.emplace_back(text.substr(at, end - at));
+        at = end + 1;
+    }
+    return words;
+}
+
+std::string parentOf(const std::string& path) {
+    const auto slash = path.rfind('/');
+    return slash == 0 || slash == std::string::npos ? std::string("/") : path.substr(0, slash);
+}
+
+std::string lastPart(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 std::string blockPath(std::string_view name) { return "/sys/class/block/" + std::string(name); }
 
@@ -71,8 +106,10 @@ std::vector<std::string> mappedFiles(const std::filesystem::path& maps) {
 
 std::optional<FileHolder> holderOf(const std::filesystem::path& process, int pid,
                                    const std::vector<std::string>& points) {
+    // The whole line: a name may hold blanks ("Web Content").
     std::string command;
-    std::ifstream(process / "comm") >> command;
+    std::ifstream comm(process / "comm");
+    std::getline(comm, command);
     if (auto cwd = linkTarget(process / "cwd"); cwd && underAny(*cwd, points)) {
         return FileHolder{pid, command, *cwd, true};
     }
@@ -90,25 +127,56 @@ std::optional<FileHolder> holderOf(const std::filesystem::path& process, int pid
 
 }  // namespace
 
+std::pair<unsigned long, std::string> mountArguments(const Mount& mount) {
+    unsigned long flags = 0;
+    for (const auto& word : commaWords(mount.options)) {
+        for (const auto& known : flagWords) {
+            if (word == known.word) flags |= known.flag;
+        }
+    }
+    std::string data;
+    for (const auto& word : commaWords(mount.superOptions)) {
+        if (std::find(std::begin(notData), std::end(notData), word) != std::end(notData)) continue;
+        if (!data.empty()) data += ',';
+        data += word;
+    }
+    return {flags, data};
+}
+
 MountCalls systemMountCalls() {
     MountCalls calls;
     calls.unmount = [](const std::string& target) {
-        return ::umount2(target.c_str(), 0) == 0 ? 0 : errno;
+        // Never through a link a user put in the mount point's place.
+        return ::umount2(target.c_str(), UMOUNT_NOFOLLOW) == 0 ? 0 : errno;
     };
-    calls.mount = [](const std::string& source, const std::string& target,
-                     const std::string& fileSystem, unsigned long flags) {
-        return ::mount(source.c_str(), target.c_str(), fileSystem.c_str(), flags, nullptr) == 0
-                   ? 0
-                   : errno;
+    calls.holdFolder = [](const std::string& mountPoint) {
+        open_how how{};
+        how.flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+        how.resolve = RESOLVE_NO_SYMLINKS;
+        const std::string folder = parentOf(mountPoint);
+        const long fd = ::syscall(SYS_openat2, AT_FDCWD, folder.c_str(), &how, sizeof how);
+        return fd >= 0 ? static_cast<int>(fd) : -errno;
     };
-    calls.flagsOf = [](const std::string& target) -> unsigned long {
-        struct statvfs info {};
-        if (::statvfs(target.c_str(), &info) != 0) return 0;
-        return info.f_flag & keptFlags;
+    calls.mountAt = [](int folder, const std::string& name, const std::string& source,
+                       const std::string& fileSystem, unsigned long flags, const std::string& data) {
+        // A disk service removes the folders it made; one made here is the owner's only.
+        if (::mkdirat(folder, name.c_str(), 0700) != 0 && errno != EEXIST) return errno;
+        const int target = ::openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_DIRECTORY | O_CLOEXEC);
+        if (target < 0) return errno;  // a link or no folder: nothing is mounted
+        const std::string through = "/proc/self/fd/" + std::to_string(target);
+        int error = ::mount(source.c_str(), through.c_str(), fileSystem.c_str(), flags,
+                            data.empty() ? nullptr : data.c_str()) == 0 ? 0 : errno;
+        // Options this kernel's driver won't take again: the volume still comes back.
+        if (error == EINVAL && !data.empty()) {
+            error = ::mount(source.c_str(), through.c_str(), fileSystem.c_str(), flags, nullptr) == 0
+                        ? 0
+                        : errno;
+        }
+        ::close(target);
+        return error;
     };
-    calls.makeFolder = [](const std::string& target) {
-        std::error_code error;
-        std::filesystem::create_directories(target, error);
+    calls.release = [](int folder) {
+        if (folder >= 0) ::close(folder);
     };
     return calls;
 }
@@ -146,30 +214,104 @@ std::vector<Mount> mountsOfDisk(std::string_view disk, const Sysfs& sysfs,
 LinuxVolumes::LinuxVolumes(const Sysfs& sysfs, const Mounts& mounts, MountCalls calls)
     : sysfs_(sysfs), mounts_(mounts), calls_(std::move(calls)) {}
 
-std::optional<UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, double) {
+namespace {
+
+// umount2 has no time-out of its own and can block for long on a disk that stopped
+// answering; the call runs on a thread of its own, and a caller that waited long enough
+// is told so while the call finishes, or not, in the background.
+std::optional<int> unmountWithin(const std::function<int(const std::string&)>& unmount,
+                                 const std::string& target, double timeoutSeconds) {
+    auto done = std::make_shared<std::promise<int>>();
+    auto result = done->get_future();
+    std::thread([unmount, target, done] { done->set_value(unmount(target)); }).detach();
+    if (result.wait_for(std::chrono::duration<double>(timeoutSeconds)) != std::future_status::ready) {
+        return std::nullopt;
+    }
+    return result.get();
+}
+
+}  // namespace
+
+std::optional<UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, double timeoutSeconds) {
     if (!sysfs_.exists(blockPath(disk))) return UnmountFailure{UnmountFailure::Kind::noDisk, ""};
     auto& record = unmounted_[std::string(disk)];
+    identities_[std::string(disk)] = identityOf(disk);
     lastDisk_ = disk;
-    for (const auto& mount : mountsOfDisk(disk, sysfs_, mounts_.list())) {
-        const unsigned long flags = calls_.flagsOf(mount.mountPoint);
-        if (const int error = calls_.unmount(mount.mountPoint); error != 0) {
+    const auto mounts = mountsOfDisk(disk, sysfs_, mounts_.list());
+    for (const auto& mount : mounts) {
+        const auto [flags, data] = mountArguments(mount);
+        const std::string folderPath = parentOf(mount.mountPoint);
+        const bool nested = std::any_of(mounts.begin(), mounts.end(), [&](const Mount& other) {
+            return &other != &mount && underMountPoint(folderPath, other.mountPoint);
+        });
+        const int folder = nested ? -1 : calls_.holdFolder(mount.mountPoint);
+        Unmounted entry{mount.source, mount.mountPoint, mount.fileSystem, flags, data, folder, nested};
+        const auto outcome = unmountWithin(calls_.unmount, mount.mountPoint, timeoutSeconds);
+        if (!outcome) {
+            // It may still go in the background: remembered, so that it is mounted back.
+            record.push_back(std::move(entry));
+            return UnmountFailure{UnmountFailure::Kind::timeout, ""};
+        }
+        if (const int error = *outcome; error != 0) {
+            calls_.release(folder);
             // Already gone (a stacked mount went with the one below it) is no refusal.
             if (error == EINVAL || error == ENOENT) continue;
             return UnmountFailure{UnmountFailure::Kind::refused, errnoText(error)};
         }
-        record.push_back({mount.source, mount.mountPoint, mount.fileSystem, flags});
+        record.push_back(std::move(entry));
     }
     return std::nullopt;
 }
 
+std::string LinuxVolumes::identityOf(std::string_view disk) const {
+    const auto path = sysfs_.resolve(blockPath(disk));
+    if (!path) return {};
+    static const std::regex scsi(R"((.*)/host\d+/target[\d:]+/\d+:\d+:\d+:(\d+)/block/[^/]+$)");
+    std::smatch match;
+    if (!std::regex_match(*path, match, scsi)) return {};
+    return match[1].str() + "#" + match[2].str();
+}
+
 void LinuxVolumes::mountWhole(std::string_view disk) {
+    // The disks of a card reader come back in any order and may swap names: the record is
+    // the one of the disk that sat where this one sits now, never one of a name alone.
+    if (const std::string here = identityOf(disk); !here.empty()) {
+        const auto same = std::find_if(identities_.begin(), identities_.end(),
+                                       [&](const auto& entry) { return entry.second == here; });
+        if (same == identities_.end()) return;
+        if (same->first != disk) {
+            const std::string was = same->first;
+            auto found = unmounted_.find(was);
+            if (found == unmounted_.end()) return;
+            std::vector<Unmounted> record = std::move(found->second);
+            unmounted_.erase(found);
+            identities_.erase(was);
+            const std::string original = was.starts_with('~') ? was.substr(1) : was;
+            for (auto& entry : record) {
+                if (entry.device.starts_with(original)) {
+                    entry.device = std::string(disk) + entry.device.substr(original.size());
+                }
+            }
+            // Whatever was recorded under this name belonged to another disk: kept under
+            // its old name's identity no longer; it waits for its own disk.
+            if (auto mine = unmounted_.find(disk); mine != unmounted_.end()) {
+                const std::string other = "~" + std::string(disk);
+                unmounted_[other] = std::move(mine->second);
+                unmounted_.erase(mine);
+                identities_[other] = identities_[std::string(disk)];
+            }
+            unmounted_[std::string(disk)] = std::move(record);
+            identities_[std::string(disk)] = here;
+        }
+    }
     auto it = unmounted_.find(disk);
     std::string renamedFrom;
     if (it == unmounted_.end() || it->second.empty()) {
         // The kernel may give the disk a new name when it finds it again: its partitions
-        // keep their numbers under the new one.
+        // keep their numbers under the new one. Only while one disk is waiting to come
+        // back: with several, a new name could belong to any of them.
         it = unmounted_.find(lastDisk_);
-        if (it == unmounted_.end()) return;
+        if (it == unmounted_.end() || unmounted_.size() != 1) return;
         renamedFrom = lastDisk_;
     }
     std::set<std::string> mountedNow;
@@ -180,12 +322,27 @@ void LinuxVolumes::mountWhole(std::string_view disk) {
         if (!renamedFrom.empty() && device.starts_with(renamedFrom)) {
             device = std::string(disk) + device.substr(renamedFrom.size());
         }
-        // Somebody (the desktop's automounter) mounted it already.
-        if (mountedNow.count(entry->mountPoint) > 0) continue;
-        calls_.makeFolder(entry->mountPoint);
-        calls_.mount("/dev/" + device, entry->mountPoint, entry->fileSystem, entry->flags);
+        // Somebody (the desktop's automounter) mounted it already; a folder that couldn't
+        // be held is never mounted on by its path.
+        if (mountedNow.count(entry->mountPoint) > 0) {
+            calls_.release(entry->folder);
+            continue;
+        }
+        const int folder = entry->nested ? calls_.holdFolder(entry->mountPoint) : entry->folder;
+        if (folder >= 0) {
+            calls_.mountAt(folder, lastPart(entry->mountPoint), "/dev/" + device, entry->fileSystem,
+                           entry->flags, entry->data);
+        }
+        calls_.release(folder);
     }
+    identities_.erase(it->first);
     unmounted_.erase(it);
+}
+
+LinuxVolumes::~LinuxVolumes() {
+    for (const auto& [disk, record] : unmounted_) {
+        for (const auto& entry : record) calls_.release(entry.folder);
+    }
 }
 
 LinuxFileHolders::LinuxFileHolders(std::filesystem::path proc) : proc_(std::move(proc)) {}

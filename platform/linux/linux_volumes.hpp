@@ -19,19 +19,33 @@
 namespace platform {
 
 /// The mount calls, replaceable so tests can watch them instead of touching the system.
+///
+/// Mounting back goes into the folder that was the mount point when it was unmounted,
+/// never through a path a user could have changed meanwhile: the folder it lies in is
+/// held open (O_PATH) before the unmount, and the mount point is then opened from there
+/// without following a link and mounted on through /proc/self/fd. (The mount point
+/// itself can't be held across the unmount: any open handle on it keeps the file
+/// system busy.)
 struct MountCalls {
-    /// umount2 without force; 0 or the errno.
+    /// umount2 without force and without following a link; 0 or the errno.
     std::function<int(const std::string& target)> unmount;
-    /// mount(2) with the flags; 0 or the errno.
-    std::function<int(const std::string& source, const std::string& target,
-                      const std::string& fileSystem, unsigned long flags)>
-        mount;
-    /// The flags the file system at `target` is mounted with (read-only, nosuid, ...), to
-    /// mount it back the same way.
-    std::function<unsigned long(const std::string& target)> flagsOf;
-    /// Creates the folder when it is missing (a disk service removes the folders it made).
-    std::function<void(const std::string& target)> makeFolder;
+    /// Holds the folder that `mountPoint` lies in, resolved without following any link:
+    /// a handle (>= 0), or minus the errno.
+    std::function<int(const std::string& mountPoint)> holdFolder;
+    /// Mounts `source` on the entry `name` of the held folder, which must be a folder and
+    /// no link (made, owner-only, when it is missing); 0 or the errno.
+    std::function<int(int folder, const std::string& name, const std::string& source,
+                      const std::string& fileSystem, unsigned long flags, const std::string& data)>
+        mountAt;
+    /// Lets a held folder go.
+    std::function<void(int folder)> release;
 };
+
+/// The mount(2) flags and the file-system data that mount a file system back as it was,
+/// from its mountinfo options: "rw,nosuid,nodev,relatime" and "rw,uid=1000,fmask=0022"
+/// give MS_NOSUID | MS_NODEV | MS_RELATIME and "uid=1000,fmask=0022". Words the kernel
+/// shows but takes from elsewhere ("rw", "ro", "seclabel") stay out of the data.
+std::pair<unsigned long, std::string> mountArguments(const Mount& mount);
 
 /// The real calls.
 MountCalls systemMountCalls();
@@ -46,8 +60,12 @@ std::vector<Mount> mountsOfDisk(std::string_view disk, const Sysfs& sysfs,
 class LinuxVolumes final : public Volumes {
 public:
     LinuxVolumes(const Sysfs& sysfs, const Mounts& mounts, MountCalls calls = systemMountCalls());
+    LinuxVolumes(const LinuxVolumes&) = delete;
+    LinuxVolumes& operator=(const LinuxVolumes&) = delete;
+    ~LinuxVolumes() override;
 
-    /// umount2 is synchronous and has no time-out of its own; `timeoutSeconds` is unused.
+    /// Each umount2 may take up to `timeoutSeconds`; one that takes longer is a `timeout`
+    /// (the call goes on in the background, and the caller mounts back what went).
     std::optional<UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override;
     void mountWhole(std::string_view disk) override;
 
@@ -57,12 +75,22 @@ private:
         std::string mountPoint;
         std::string fileSystem;
         unsigned long flags = 0;
+        std::string data;
+        int folder = -1;         // the held folder the mount point lies in
+        /// Lies inside another file system of the same disk, so its folder can only be
+        /// held once that one is back (holding it earlier would keep that one busy).
+        bool nested = false;
     };
 
     const Sysfs& sysfs_;
     const Mounts& mounts_;
     MountCalls calls_;
+    /// Where a disk sits: its USB or SCSI path with the LUN, without the host and target
+    /// numbers the kernel hands out afresh; empty when sysfs doesn't tell.
+    std::string identityOf(std::string_view disk) const;
+
     std::map<std::string, std::vector<Unmounted>, std::less<>> unmounted_;
+    std::map<std::string, std::string, std::less<>> identities_;  // disk name -> where it sat
     std::string lastDisk_;
 };
 

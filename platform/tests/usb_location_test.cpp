@@ -22,9 +22,18 @@ TEST(USBLocationID, PutsTheBusOnTopAndOneDigitPerPortBelow) {
     static_assert(usbLocationID(2, std::array<std::uint8_t, 2>{1, 4}) == 0x02140000u);
 }
 
-TEST(USBLocationID, APortAboveFifteenKeepsItsLowDigit) {
-    // Such locations can collide; the host refuses to open an ambiguous one.
-    EXPECT_EQ(location(1, {17}), location(1, {1}));
+TEST(USBLocationID, PortsAboveFifteenShareTheTopDigitAndNeverMeetALowerPort) {
+    EXPECT_EQ(location(1, {1}), 0x01100000u);
+    EXPECT_EQ(location(1, {9}), 0x01900000u);
+    EXPECT_EQ(location(1, {15}), 0x01F00000u);
+    EXPECT_EQ(location(1, {16}), 0x01F00000u);
+    EXPECT_EQ(location(1, {31}), 0x01F00000u);
+    // Port 17 must not pass for port 1 (a different, possibly mounted disk) nor port 16
+    // for the end of the path.
+    EXPECT_NE(location(1, {17}), location(1, {1}));
+    EXPECT_NE(location(1, {16, 2}), location(1, {2}));
+    // A deep hub chain: six digits, the seventh port is left out.
+    EXPECT_EQ(location(4, {16, 4, 3, 2, 1, 7, 9}), 0x04F43217u);
 }
 
 }  // namespace

@@ -647,7 +647,7 @@ def kill_case_checks(name, case, text, tap):
     else:
         tap.check(bool(at_exit_drivers) and all(d in ("usb-storage", "uas") for d in at_exit_drivers),
                   f"{name}/{case}: the driver was bound again before vantrel exited", str(at_exit_drivers))
-        tap.check(re.search(r"^vantrel: interrupted; /dev/\S+ was given back to Linux\.$", text, re.M) is not None,
+        tap.check(re.search(r"^vantrel: interrupted; /dev/\S+ (was given back to Linux|was not taken over)\.$", text, re.M) is not None,
                   f"{name}/{case}: says the device was given back", text[-300:])
     tap.check(bool(after_drivers) and all(d in ("usb-storage", "uas") for d in after_drivers),
               f"{name}/{case}: the mass-storage interface has its kernel driver", str(after_drivers))
@@ -655,6 +655,34 @@ def kill_case_checks(name, case, text, tap):
               f"{name}/{case}: the block device is back with its size", back.group(0) if back else "no back line")
     if sig != "KILL":
         tap.check("mounted=yes" in text, f"{name}/{case}: the volume is mounted again", text[-300:])
+
+
+def capture_safety_checks(name, found, tap):
+    text = found.get("safety-luns", ("", 0))[0]
+    head = re.search(r"lun1-blocks=(\d+)", text)
+    cap = re.search(r"^Capacity: (\d+) blocks of (\d+) bytes\.$", text, re.M)
+    tap.check(bool(head and cap) and int(cap.group(1)) * int(cap.group(2)) == int(head.group(1)) * 512,
+              f"{name}: checking LUN 1 reads LUN 1's capacity", text[-400:])
+    tap.check("The same USB connection carries" in text, f"{name}: says the other LUN goes away too", text[-400:])
+    sums = re.search(r"^after=(\S+) before=(\S+)$", text, re.M)
+    tap.check(bool(sums) and sums.group(1) == sums.group(2), f"{name}: the other LUN's file is intact", text[-300:])
+    mount_a = re.search(r"^mount-a: .*$", text, re.M)
+    tap.check(bool(mount_a) and all(o in mount_a.group(0) for o in ("uid=1000", "gid=1000", "fmask=0133")),
+              f"{name}: vfat is mounted back with its uid=, gid= and fmask=", mount_a.group(0) if mount_a else text[-300:])
+    tap.check("driver=usb-storage" in text, f"{name}: the reader has its driver after the check", text[-200:])
+    text = found.get("safety-swap", ("", 0))[0]
+    tap.check(re.search(r"is in use as swap\. Turn it off first \(`swapoff /dev/\S+`\)", text) is not None
+              and "Taking over" not in text, f"{name}: active swap on the other LUN refuses the check", text[-400:])
+    text = found.get("safety-pipe", ("", 0))[0]
+    tap.check("driver=usb-storage" in text, f"{name}: `check 2>&1 | head -n 2` leaves the disk with its driver", text[-300:])
+    text = found.get("safety-hup", ("", 0))[0]
+    tap.check("rc=129" in text and "driver=usb-storage" in text,
+              f"{name}: a SIGHUP mid-capture ends vantrel and leaves the disk with its driver", text[-300:])
+    text = found.get("safety-link", ("", 0))[0]
+    tap.check("target-entries=0" in text and "target-mounts=0" in text,
+              f"{name}: the link's target is untouched", text[-400:])
+    tap.check("lun1-mounted: /dev/" not in text,
+              f"{name}: the volume is not mounted through the link", text[-400:])
 
 
 def capture_kill_checks(name, found, tap):
@@ -835,6 +863,8 @@ def main():
         watch_checks(name, found, tap)
     elif name == "capture-kill":
         capture_kill_checks(name, found, tap)
+    elif name == "capture-safety":
+        capture_safety_checks(name, found, tap)
     elif name.startswith("capture"):
         capture_checks(name, found, tap)
     elif name == "scan":

@@ -77,8 +77,26 @@ scenario capture-bridge capture.guest.sh -d none -H "$lab/guest/hooks" -U "$(sat
   -A usb-storage.quirks=1209:0001:t
 
 # The careful check interrupted at each of its steps by SIGTERM, SIGINT and SIGKILL: the
-# disk's driver, block device and volume come back every time.
-scenario capture-kill capture-kill.guest.sh -d usb-bot,usb-uas -M vfat -M nls_cp437 -M nls_ascii
+# disk's driver, block device and volume come back every time. It holds vantrel at a step
+# through a test hook that only the `lab` preset builds in: VANTREL_LAB_BINARY, else
+# build/lab/cli/vantrel, built here when missing.
+if [[ "$only" == "  " || "$only" == *" capture-kill "* ]]; then
+  hooked=${VANTREL_LAB_BINARY:-$here/../../build/lab/cli/vantrel}
+  if [[ ! -x "$hooked" ]]; then
+    (cd "$here/../.." && cmake --preset lab >/dev/null && cmake --build --preset lab --target vantrel >/dev/null)
+  fi
+  release=$vantrel
+  vantrel=$(readlink -f "$hooked")
+  scenario capture-kill capture-kill.guest.sh -d usb-bot,usb-uas -M vfat -M nls_cp437 -M nls_ascii
+  vantrel=$release
+fi
+
+# A Bulk-Only reader with a second LUN (16 MB): the other LUN mounted, swap, a closed pipe,
+# SIGHUP, a link swapped in for the mount folder, vfat options on mount-back.
+truncate -s 16M "$work/lun1.img"
+scenario capture-safety capture-safety.guest.sh -d usb-bot -M vfat -M nls_cp437 -M nls_ascii \
+  -q -drive -q "file=$work/lun1.img,if=none,id=lun1,format=raw" \
+  -q -device -q "scsi-hd,bus=ubot.0,lun=1,drive=lun1,vendor=HWLAB,product=BOT LUN1"
 
 # `vantrel watch` while a USB disk is plugged in and pulled out through QEMU's monitor.
 scenario watch watch.guest.sh -d usb-bot

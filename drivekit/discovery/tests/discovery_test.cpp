@@ -1,9 +1,11 @@
 #include "drivekit/discovery/discovery.hpp"
+#include "platform/usb_device.hpp"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 
@@ -433,14 +435,19 @@ TEST(DiscoveryNames, NaturalOrder) {
     EXPECT_NE(Discovery::naturalLess("a01", "a1"), Discovery::naturalLess("a1", "a01"));
 }
 
-TEST(DiscoveryNames, USBLocation) {
-    EXPECT_EQ(Discovery::locationID(2, "1.4"), 0x02140000u);
-    EXPECT_EQ(Discovery::locationID(1, "3"), 0x01300000u);
-    EXPECT_EQ(Discovery::locationID(20, "1.2.3.4.5.6"), 0x14123456u);
-    EXPECT_EQ(Discovery::locationID(1, "1.2.3.4.5.6.7"), 0x01123456u);  // no room for a seventh
-    EXPECT_EQ(Discovery::locationID(3, "2.17"), 0x032F0000u);           // above 15 takes F
-    EXPECT_EQ(Discovery::locationID(2, "0"), 0x02000000u);              // a root hub
-    EXPECT_EQ(Discovery::locationID(2, "1.x"), 0x02100000u);            // stops at the damage
+TEST(DiscoveryNames, USBLocationIsTheHostsOwnForEveryPort) {
+    // The device path read from sysfs must give the location the USB host computes from
+    // libusb's port list, or the capture would open another device.
+    for (const int port : {1, 9, 15, 16, 31}) {
+        const std::array<std::uint8_t, 2> ports{2, static_cast<std::uint8_t>(port)};
+        EXPECT_EQ(Discovery::locationID(3, "2." + std::to_string(port)),
+                  platform::usbLocationID(3, ports))
+            << "port " << port;
+    }
+    const std::array<std::uint8_t, 7> deep{1, 2, 3, 4, 5, 6, 7};
+    EXPECT_EQ(Discovery::locationID(1, "1.2.3.4.5.6.7"), platform::usbLocationID(1, deep));
+    EXPECT_EQ(Discovery::locationID(2, "0"), 0x02000000u);    // a root hub
+    EXPECT_EQ(Discovery::locationID(2, "1.x"), 0x02100000u);  // stops at the damage
 }
 
 Drive externalDisk(std::string model, std::vector<Volume> volumes = {}) {

@@ -411,7 +411,7 @@ TEST_F(UASCapture, AUASOnlyEnclosureWithoutUASHasNoFallback) {
     EXPECT_EQ(only.openDevices, 0);
 }
 
-TEST_F(UASCapture, ATransportThatWontCloseKeepsTheCaptureForTheRestOfTheRun) {
+TEST_F(UASCapture, ATransportThatWontCloseIsResetAndGivenBackAtOnce) {
     // The kept capture lives until the process ends, and so must its enclosure.
     auto* kept = &enclosureForTheRestOfTheRun(uasLayout());
     host.devices[location] = kept;
@@ -424,11 +424,14 @@ TEST_F(UASCapture, ATransportThatWontCloseKeepsTheCaptureForTheRestOfTheRun) {
     auto drive = CapturedUSBDrive::capture(host, location, o);
     ASSERT_TRUE(drive);
     (*drive)->release();
-    EXPECT_EQ((*drive)->diagnostics().back(), "UAS: left open for Linux to reset");
+    EXPECT_EQ((*drive)->diagnostics().back(), "UAS: left open; resetting the device and giving it back");
     EXPECT_EQ(CapturedUSBDrive::keptOpenCount(), before + 1);
     drive.value().reset();
-    EXPECT_TRUE(kept->claimed);  // nothing was torn down
-    EXPECT_EQ(kept->openDevices, 1);
+    // The device is never held while the check waits for it: reset, then given back.
+    EXPECT_TRUE(contains(kept->trace, "port reset"));
+    EXPECT_FALSE(kept->claimed);
+    EXPECT_TRUE(kept->driverAttached);
+    EXPECT_EQ(kept->openDevices, 1);  // the objects live on for late completions
 
     host.devices[location] = &enclosure;
     auto next = capture();

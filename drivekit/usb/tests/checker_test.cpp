@@ -47,7 +47,7 @@ protected:
         };
         s.mountWhole = [this](const std::string& disk) { calls.push_back("mount " + disk); };
         s.stillMounted = [this](const std::string&) { return still; };
-        s.capture = [this](std::uint32_t at) {
+        s.capture = [this](const platform::USBTarget& at) {
             calls.push_back("capture");
             CapturedUSBDrive::Options options;
             options.sleep = [](double) {};
@@ -143,7 +143,9 @@ TEST_F(Sequence, OpenFilesStopItUnlessOnlyIndexersHoldThem) {
 TEST_F(Sequence, ARefusedUnmountMountsBackWhatWentAndSaysWhoHoldsTheDrive) {
     refusals["dm-1"] = UnmountFailure{UnmountFailure::Kind::refused, "Device or resource busy"};
     auto failure = run(usbDrive());
-    EXPECT_EQ(calls, (Lines{"holders 3", "unmount sdb", "unmount dm-1", "mount sdb", "holders 3"}));
+    // The disk that refused is mounted back too: it may have let some volumes go first.
+    EXPECT_EQ(calls, (Lines{"holders 3", "unmount sdb", "unmount dm-1", "mount dm-1", "mount sdb",
+                            "holders 3"}));
     EXPECT_EQ(failure.error().text(),
               "Linux couldn't unmount the drive because something is using it:\n"
               "  Linux couldn't unmount the drive: Device or resource busy. Close any open files on "
@@ -162,13 +164,14 @@ TEST_F(Sequence, ARefusedUnmountMountsBackWhatWentAndSaysWhoHoldsTheDrive) {
     failure = Checker::check(usbDrive(), s, [](const std::string&) {});
     EXPECT_NE(failure.error().text().find("\n  cp (PID 9) has /media/lab/Vault/big open\n"),
               std::string::npos);
-    EXPECT_EQ(calls, (Lines{"unmount sdb", "unmount dm-1", "unmount dm-3", "mount dm-1", "mount sdb"}));
+    EXPECT_EQ(calls, (Lines{"unmount sdb", "unmount dm-1", "unmount dm-3", "mount dm-3", "mount dm-1",
+                            "mount sdb"}));
 }
 
 TEST_F(Sequence, OtherUnmountFailuresRiseAsTheyAre) {
     refusals["sdb"] = UnmountFailure{UnmountFailure::Kind::timeout, ""};
     EXPECT_EQ(run(usbDrive()).error().text(), "Timed out waiting for the drive.");
-    EXPECT_EQ(calls, (Lines{"holders 3", "unmount sdb"}));
+    EXPECT_EQ(calls, (Lines{"holders 3", "unmount sdb", "mount sdb"}));
 
     calls.clear();
     refusals.clear();
@@ -229,7 +232,7 @@ TEST_F(Sequence, AFailingInquiryOnlyLosesItsLine) {
 // back and waits for it; one that comes before the capture takes nothing at all.
 TEST_F(Sequence, AnInterruptionStopsTheReadAndGivesTheDeviceBack) {
     Checker::USBSteps s = steps();
-    s.capture = [this, take = s.capture](std::uint32_t at) {
+    s.capture = [this, take = s.capture](const platform::USBTarget& at) {
         auto taken = take(at);
         interrupted = true;
         return taken;
@@ -320,6 +323,17 @@ TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
     Checker::waitForReturn(location, 1, 120, writer, watch);
     EXPECT_EQ(mounts, (Lines{"sdc"}));
     EXPECT_DOUBLE_EQ(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 0.0);
+
+    // Ctrl-C while the drive is still away: a few seconds for it to reappear, not the
+    // two minutes of the wait, and the line says what was left undone.
+    log.clear();
+    mounts.clear();
+    watch.find = [](std::uint32_t) -> std::optional<Drive> { return std::nullopt; };
+    Checker::waitForReturn(location, 1, 120, writer, watch);
+    EXPECT_TRUE(mounts.empty());
+    EXPECT_EQ(log, (Lines{"Stopped waiting: the drive hasn't come back yet, and its volumes are not "
+                          "mounted again."}));
+    EXPECT_LE(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 10.5);
 }
 
 TEST(Checker, ExpectedVolumesAndIsBack) {
@@ -349,6 +363,104 @@ TEST(Checker, HolderLinesNameEachProcessOnce) {
     EXPECT_EQ(Checker::holderLines(holders),
               (Lines{"bash (PID 77) has its working folder at /media/lab",
                      "vim (PID 4242) has /media/lab/a.txt open"}));
+}
+
+}  // namespace
+}  // namespace drivekit
+
+namespace drivekit {
+namespace {
+
+// A card reader with two cards: the drive on LUN 1, the other card on LUN 0 mounted.
+class CardReader : public Sequence {
+protected:
+    CardReader() {
+        sim::SimATADisk second;
+        second.model = "SIMCARD B";
+        enclosure.otherLUNs = {second};
+        enclosure.busAddress = std::pair<std::uint8_t, std::uint8_t>{2, 7};
+        other.bsdName = "sdc";
+        other.transport = Transport::usb;
+        other.usb = usbDrive().usb;
+        other.volumes = {Volume{"sdc1", "CARD A", "/media/lab/CARD A", "vfat", {}}};
+    }
+
+    Checker::USBSteps readerSteps() {
+        Checker::USBSteps s = steps();
+        s.interfaceUse = [this](const Drive&) {
+            Checker::InterfaceUse use;
+            use.target = platform::USBTarget{location, 2, 7, 0, 1};
+            use.others = {other};
+            use.refusals = refusalsBefore;
+            return use;
+        };
+        s.exclusiveUse = [this](const Lines& disks) {
+            calls.push_back("exclusive " + std::to_string(disks.size()));
+            return exclusive;
+        };
+        return s;
+    }
+
+    Result<Checker::Reading, Checker::Failure> check(Drive drive) {
+        return Checker::check(drive, readerSteps(), [this](const std::string& line) { log.push_back(line); });
+    }
+
+    Drive other;
+    Lines refusalsBefore;
+    Lines exclusive;
+};
+
+TEST_F(CardReader, UnmountsEveryCardAndReadsTheDrivesOwnLUN) {
+    const auto reading = check(usbDrive());
+    ASSERT_TRUE(reading) << reading.error().text();
+    EXPECT_EQ(reading->identity.model, "SIMCARD B");
+    EXPECT_TRUE(std::all_of(enclosure.lunsSeen.begin(), enclosure.lunsSeen.end(),
+                            [](std::uint8_t lun) { return lun == 1; }));
+    EXPECT_EQ(calls, (Lines{"holders 4", "unmount sdb", "unmount dm-1", "unmount dm-3", "unmount sdc",
+                            "exclusive 2", "capture", "wait " + std::to_string(location) + " 3",
+                            "mount sdc"}));
+    EXPECT_EQ(log.front(), "The same USB connection carries /dev/sdc, which goes away during the check too.");
+}
+
+TEST_F(CardReader, AnotherCardInUseStopsItAndEverythingGoesBack) {
+    holders = {"vim (PID 5) has /media/lab/CARD A/notes.txt open"};
+    EXPECT_NE(check(usbDrive()).error().text().find("vim (PID 5) has /media/lab/CARD A/notes.txt open"),
+              std::string::npos);
+    EXPECT_EQ(calls, (Lines{"holders 4"}));
+
+    holders.clear();
+    calls.clear();
+    refusals["sdc"] = UnmountFailure{UnmountFailure::Kind::refused, "Device or resource busy"};
+    EXPECT_EQ(check(usbDrive()).error().kind, Checker::Failure::Kind::busy);
+    EXPECT_EQ(calls, (Lines{"holders 4", "unmount sdb", "unmount dm-1", "unmount dm-3", "unmount sdc",
+                            "mount sdc", "mount dm-3", "mount dm-1", "mount sdb", "holders 4"}));
+    EXPECT_TRUE(enclosure.driverAttached);
+}
+
+TEST_F(CardReader, StackedDevicesAndSwapRefuseBeforeAnythingIsUnmounted) {
+    refusalsBefore = {"/dev/sdc1 holds the unlocked encrypted volume luks-card. Lock it first."};
+    const auto failure = check(usbDrive());
+    EXPECT_EQ(failure.error().kind, Checker::Failure::Kind::inUse);
+    EXPECT_EQ(failure.error().text(), refusalsBefore.front());
+    EXPECT_TRUE(calls.empty());
+}
+
+TEST_F(CardReader, AnExclusiveHolderAfterTheUnmountRefusesAndMountsBack) {
+    exclusive = {"/dev/sdc1 is still in use after unmounting."};
+    const auto failure = check(usbDrive());
+    EXPECT_EQ(failure.error().text(), exclusive.front());
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "capture"), 0);
+    EXPECT_EQ(calls.back(), "mount sdb");
+    EXPECT_TRUE(enclosure.driverAttached);
+}
+
+TEST_F(CardReader, ADeviceReplacedAtTheSameLocationIsNotTaken) {
+    enclosure.busAddress = std::pair<std::uint8_t, std::uint8_t>{2, 9};
+    const auto failure = check(usbDrive());
+    EXPECT_EQ(failure.error().kind, Checker::Failure::Kind::capture);
+    EXPECT_EQ(failure.error().capture.kind, CaptureFailure::Kind::deviceNotFound);
+    EXPECT_FALSE(enclosure.claimed);
+    EXPECT_TRUE(enclosure.lunsSeen.empty());
 }
 
 }  // namespace

@@ -349,7 +349,7 @@ TEST_F(UASCaptureOverStreams, ReadsTheDriveAndGivesItBack) {
     EXPECT_EQ(enclosure.dataOutAttempts, 0);
 }
 
-TEST_F(UASCaptureOverStreams, AWedgedCaptureIsKeptOpenAndTheNextCaptureSaysSo) {
+TEST_F(UASCaptureOverStreams, AWedgedCaptureIsResetAndGivenBackAndTheNextCaptureSaysSo) {
     // The kept capture outlives the test, and so must its enclosure.
     auto* kept = &enclosureForTheRestOfTheRun(layout());
     host.devices[location] = kept;
@@ -363,8 +363,11 @@ TEST_F(UASCaptureOverStreams, AWedgedCaptureIsKeptOpenAndTheNextCaptureSaysSo) {
     EXPECT_EQ(silent.error().message, "UAS timed out waiting for status.");
     EXPECT_TRUE((*captured)->stoppedAnswering());
     captured.value().reset();
-    EXPECT_TRUE(kept->claimed);
-    EXPECT_EQ(CapturedUSBDrive::lastDiagnostics()->back(), "UAS: left open for Linux to reset");
+    EXPECT_FALSE(kept->claimed);
+    EXPECT_TRUE(kept->driverAttached);
+    EXPECT_EQ(kept->queuedReads(), 0u);
+    EXPECT_EQ(CapturedUSBDrive::lastDiagnostics()->back(),
+              "UAS: left open; resetting the device and giving it back");
     EXPECT_EQ(CapturedUSBDrive::keptOpenCount(), keptBefore + 1);
 
     host.devices[location] = &enclosure;

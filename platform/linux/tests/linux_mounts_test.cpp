@@ -17,8 +17,10 @@ constexpr std::string_view desktop =
 TEST(LinuxMountsParse, RealLinesInOrder) {
     const auto mounts = LinuxMounts::parse(desktop);
     ASSERT_EQ(mounts.size(), 6u);
-    EXPECT_EQ(mounts[0], (Mount{0, 31, "/@", "/", "btrfs", "/dev/nvme0n1p2"}));
-    EXPECT_EQ(mounts[2], (Mount{259, 1, "/", "/boot/efi", "vfat", "/dev/nvme0n1p1"}));
+    EXPECT_EQ(mounts[0], (Mount{0, 31, "/@", "/", "btrfs", "/dev/nvme0n1p2", "rw,relatime",
+                                "rw,ssd,subvol=/@"}));
+    EXPECT_EQ(mounts[2], (Mount{259, 1, "/", "/boot/efi", "vfat", "/dev/nvme0n1p1", "rw,relatime",
+                                "rw,fmask=0077"}));
     // Two optional fields before the separator.
     EXPECT_EQ(mounts[3].mountPoint, "/media/ann/My Passport");
     EXPECT_EQ(mounts[3].fileSystem, "exfat");
@@ -48,7 +50,9 @@ TEST(LinuxMounts, ReadsTheTableUnderItsRoot) {
     const LinuxMounts mounts(VANTREL_TEST_DATA "/discovery/lab");
     const auto list = mounts.list();
     ASSERT_EQ(list.size(), 7u);
-    EXPECT_EQ(list[0], (Mount{259, 2, "/", "/", "ext2", "/dev/nvme0n1p2"}));
+    EXPECT_EQ(list[0].source, "/dev/nvme0n1p2");
+    EXPECT_EQ(list[0].fileSystem, "ext2");
+    EXPECT_EQ(list[0].mountPoint, "/");
     EXPECT_EQ(list[4].mountPoint, "/media/lab/Backup Disk");
     EXPECT_TRUE(LinuxMounts("/nonexistent-root").list().empty());
 }

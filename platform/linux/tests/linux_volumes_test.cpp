@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <future>
+#include <memory>
 #include <map>
 #include <set>
 
@@ -75,10 +77,11 @@ class Volumes : public ::testing::Test {
 protected:
     Volumes() {
         mounts.table = {
-            {8, 1, "/", "/", "ext4", "/dev/sda1"},
-            {8, 17, "/", "/media/lab/Photos", "vfat", "/dev/sdb1"},
-            {253, 0, "/", "/media/lab/Vault", "ext4", "/dev/mapper/vault"},
-            {0, 45, "/", "/media/lab/Vault/snap", "btrfs", "/dev/sdb1"},
+            {8, 1, "/", "/", "ext4", "/dev/sda1", "rw", "rw"},
+            {8, 17, "/", "/media/lab/Photos", "vfat", "/dev/sdb1", "rw,nosuid,nodev,relatime",
+             "rw,uid=1000,gid=1000,fmask=0022,dmask=0022,codepage=437"},
+            {253, 0, "/", "/media/lab/Vault", "ext4", "/dev/mapper/vault", "rw,relatime", "rw,seclabel"},
+            {0, 45, "/", "/media/lab/Vault/snap", "btrfs", "/dev/sdb1", "ro", "ro,subvol=/snap"},
         };
         calls.unmount = [this](const std::string& target) {
             done.push_back("umount " + target);
@@ -86,21 +89,33 @@ protected:
             std::erase_if(mounts.table, [&](const Mount& m) { return m.mountPoint == target; });
             return 0;
         };
-        calls.mount = [this](const std::string& source, const std::string& target,
-                             const std::string& type, unsigned long flags) {
-            done.push_back("mount " + source + " " + target + " " + type + " " + std::to_string(flags));
+        // A held folder is its index here; where it lies is fixed when it is held.
+        calls.holdFolder = [this](const std::string& point) {
+            const std::string folder = point.substr(0, point.rfind('/'));
+            for (const auto& link : links) {
+                if (folder == link || folder.starts_with(link + "/")) return -ELOOP;
+            }
+            held.push_back(folder);
+            return static_cast<int>(held.size() - 1);
+        };
+        calls.mountAt = [this](int folder, const std::string& name, const std::string& source,
+                               const std::string& type, unsigned long flags, const std::string& data) {
+            const std::string target = held.at(static_cast<std::size_t>(folder)) + "/" + name;
+            if (links.count(target) > 0) return ELOOP;
+            done.push_back("mount " + source + " " + target + " " + type + " " +
+                           std::to_string(flags) + (data.empty() ? "" : " " + data));
             return 0;
         };
-        calls.flagsOf = [](const std::string& target) -> unsigned long {
-            return target == "/media/lab/Photos" ? MS_NOSUID | MS_NODEV : 0;
-        };
-        calls.makeFolder = [this](const std::string& target) { done.push_back("mkdir " + target); };
+        calls.release = [this](int) { ++released; };
     }
 
     TreeSysfs sysfs;
     TableMounts mounts;
     MountCalls calls;
     std::set<std::string> busy;
+    std::set<std::string> links;  // mount points a user replaced by a link
+    std::vector<std::string> held;
+    int released = 0;
     Lines done;
 };
 
@@ -124,14 +139,29 @@ TEST_F(Volumes, UnmountsAndMountsBackUnderTheNewName) {
 
     // The drive came back as sdc; the desktop already mounted one volume.
     done.clear();
-    mounts.table.push_back({8, 33, "/", "/media/lab/Photos", "vfat", "/dev/sdc1"});
+    mounts.table.push_back({8, 33, "/", "/media/lab/Photos", "vfat", "/dev/sdc1", "rw", "rw"});
     volumes.mountWhole("sdc");
-    EXPECT_EQ(done, (Lines{"mkdir /media/lab/Vault", "mount /dev/dm-0 /media/lab/Vault ext4 0",
-                           "mkdir /media/lab/Vault/snap", "mount /dev/sdc1 /media/lab/Vault/snap btrfs 0"}));
+    EXPECT_EQ(done, (Lines{"mount /dev/dm-0 /media/lab/Vault ext4 " + std::to_string(MS_RELATIME),
+                           "mount /dev/sdc1 /media/lab/Vault/snap btrfs " +
+                               std::to_string(MS_RDONLY) + " subvol=/snap"}));
+    EXPECT_EQ(released, 3);
     // Nothing is remembered twice.
     done.clear();
     volumes.mountWhole("sdc");
     EXPECT_TRUE(done.empty());
+}
+
+TEST_F(Volumes, MountsBackWithItsOptionsAndNeverThroughALink) {
+    LinuxVolumes volumes(sysfs, mounts, calls);
+    ASSERT_EQ(volumes.unmountWhole("sdb", 30), std::nullopt);
+    // While the drive was away a user put a link where the vault's folder was.
+    links.insert("/media/lab/Vault");
+    done.clear();
+    volumes.mountWhole("sdb");
+    // Neither the vault nor the snapshot inside it is mounted through the link.
+    EXPECT_EQ(done, (Lines{"mount /dev/sdb1 /media/lab/Photos vfat " +
+                               std::to_string(MS_NOSUID | MS_NODEV | MS_RELATIME) +
+                               " uid=1000,gid=1000,fmask=0022,dmask=0022,codepage=437"}));
 }
 
 TEST_F(Volumes, ARefusalStopsAndIsReported) {
@@ -145,9 +175,25 @@ TEST_F(Volumes, ARefusalStopsAndIsReported) {
     // What went is mounted back, with its flags.
     done.clear();
     volumes.mountWhole("sdb");
-    EXPECT_EQ(done, (Lines{"mkdir /media/lab/Vault/snap", "mount /dev/sdb1 /media/lab/Vault/snap btrfs 0"}));
+    EXPECT_EQ(done, (Lines{"mount /dev/sdb1 /media/lab/Vault/snap btrfs " + std::to_string(MS_RDONLY) +
+                           " subvol=/snap"}));
 
     EXPECT_EQ(volumes.unmountWhole("sdz", 30)->kind, UnmountFailure::Kind::noDisk);
+}
+
+TEST_F(Volumes, AnUnmountThatHangsTimesOut) {
+    // The hanging call keeps only shared state, so it may end after the test.
+    auto gate = std::make_shared<std::promise<void>>();
+    MountCalls hanging = calls;
+    hanging.unmount = [wait = gate->get_future().share()](const std::string&) {
+        wait.wait();
+        return 0;
+    };
+    LinuxVolumes volumes(sysfs, mounts, hanging);
+    const auto failure = volumes.unmountWhole("sdb", 0.01);
+    gate->set_value();
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->kind, UnmountFailure::Kind::timeout);
 }
 
 TEST(FileHolders, NamesEachProcessByItsFirstHoldOnTheVolume) {
@@ -158,7 +204,7 @@ TEST(FileHolders, NamesEachProcessByItsFirstHoldOnTheVolume) {
         std::ofstream(proc / std::to_string(pid) / "comm") << comm << "\n";
         return proc / std::to_string(pid);
     };
-    fs::create_symlink("/media/lab", process(77, "bash") / "cwd");
+    fs::create_symlink("/media/lab", process(77, "Web Content") / "cwd");
     const auto vim = process(4242, "vim");
     fs::create_symlink("/home/ann", vim / "cwd");
     fs::create_symlink("/media/lab/a.txt", vim / "fd" / "3");
@@ -173,7 +219,7 @@ TEST(FileHolders, NamesEachProcessByItsFirstHoldOnTheVolume) {
     const auto held = holders.holding({"/media/lab"});
     fs::remove_all(proc);
     ASSERT_EQ(held.size(), 3u);
-    EXPECT_EQ(held[0], (FileHolder{77, "bash", "/media/lab", true}));
+    EXPECT_EQ(held[0], (FileHolder{77, "Web Content", "/media/lab", true}));
     EXPECT_EQ(held[1], (FileHolder{300, "player", "/media/lab/song.flac", false}));
     EXPECT_EQ(held[2].pid, 4242);
     EXPECT_EQ(held[2].path.rfind("/media/lab/", 0), 0u);

@@ -70,9 +70,9 @@ class TableMounts final : public platform::Mounts {
 public:
     std::vector<platform::Mount> list() const override { return table; }
     std::vector<platform::Mount> table{
-        {8, 1, "/", "/", "ext4", "/dev/sda1"},
-        {8, 17, "/", "/media/lab/Photos", "vfat", "/dev/sdb1"},
-        {253, 0, "/", "/media/lab/Vault", "ext4", "/dev/mapper/vault"},
+        {8, 1, "/", "/", "ext4", "/dev/sda1", "rw", "rw"},
+        {8, 17, "/", "/media/lab/Photos", "vfat", "/dev/sdb1", "rw", "rw"},
+        {253, 0, "/", "/media/lab/Vault", "ext4", "/dev/mapper/vault", "rw", "rw"},
     };
 };
 
@@ -222,7 +222,8 @@ TEST_F(UDisksVolumesTest, ABusyVolumeIsTheKernelsBusyRefusalAndStopsTheUnmountin
     // processes that hold the volume.
     platform::MountCalls busyKernel;
     busyKernel.unmount = [](const std::string&) { return EBUSY; };
-    busyKernel.flagsOf = [](const std::string&) { return 0ul; };
+    busyKernel.holdFolder = [](const std::string&) { return -1; };
+    busyKernel.release = [](int) {};
     platform::LinuxVolumes kernel(sysfs_, mounts_, busyKernel);
     EXPECT_EQ(refused, kernel.unmountWhole("sdb", 30));
     ASSERT_TRUE(refused.has_value());

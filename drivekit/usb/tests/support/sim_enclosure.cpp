@@ -49,6 +49,10 @@ public:
         --enclosure_.openDevices;
     }
 
+    std::optional<std::pair<std::uint8_t, std::uint8_t>> busAndAddress() const override {
+        return enclosure_.busAddress;
+    }
+
     std::optional<std::vector<std::uint8_t>> configurationDescriptor() override {
         return enclosure_.descriptorIfConfigured();
     }
@@ -244,6 +248,14 @@ USBTransfer SimEnclosure::control(const platform::USBControlRequest& request,
     return {0, stall()};
 }
 
+SimATADisk::Reply SimEnclosure::executeOn(std::uint8_t lun, const Bytes& cdb) {
+    lunsSeen.push_back(lun);
+    if (lun == 0) return disk.execute(cdb);
+    if (lun <= otherLUNs.size()) return otherLUNs[lun - 1u].execute(cdb);
+    // LOGICAL UNIT NOT SUPPORTED
+    return SimATADisk::Reply{2, {}, Bytes{0x70, 0, 0x05, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x25, 0x00}};
+}
+
 bool SimEnclosure::has(Fault fault) const {
     return std::any_of(faults_.begin(), faults_.end(), [&](const Active& a) { return a.fault == fault; });
 }
@@ -332,7 +344,7 @@ USBTransfer SimEnclosure::receiveCBW(std::span<std::uint8_t> data) {
     }
     if (!dataIn && length > 0) ++dataOutAttempts;
 
-    const SimATADisk::Reply reply = disk.execute(cdb);
+    const SimATADisk::Reply reply = executeOn(data[13] & 0x0F, cdb);
     previousTag_ = tag_;
     tag_ = tag;
     expected_ = length;
@@ -424,6 +436,8 @@ std::optional<USBError> SimEnclosure::clearHalt(std::uint8_t endpoint) {
 
 std::optional<USBError> SimEnclosure::portReset() {
     trace.push_back("port reset");
+    // A reset ends every transfer on the device, whatever the device thought of them.
+    killQueued(cancelled());
     state_ = State::idle;
     halted_.clear();
     alternate = 0;
@@ -512,7 +526,7 @@ USBTransfer SimEnclosure::receiveCommandIU(std::span<std::uint8_t> data) {
     takeFaults(cdb);
     if (has(Fault::cbwStall)) return {0, stall()};
 
-    const SimATADisk::Reply reply = disk.execute(cdb);
+    const SimATADisk::Reply reply = executeOn(data[9], cdb);
     uas_ = {};
     uas_.tag = tag;
     std::uint8_t status = reply.status;

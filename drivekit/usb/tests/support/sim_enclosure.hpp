@@ -74,6 +74,13 @@ public:
     explicit SimEnclosure(Layout layout);
 
     SimATADisk disk;
+    /// The disks of LUN 1 and up (a card reader's other slots); a command to a LUN with
+    /// no disk ends in CHECK CONDITION.
+    std::vector<SimATADisk> otherLUNs;
+    /// The LUN of every command, in order.
+    std::vector<std::uint8_t> lunsSeen;
+    /// Bus number and device address the device reports; nothing when it can't tell.
+    std::optional<std::pair<std::uint8_t, std::uint8_t>> busAddress;
     FailedDataPhase failedDataPhase = FailedDataPhase::stall;
 
     // Faults
@@ -151,6 +158,8 @@ public:
     void cancelStreamTransfers(std::uint8_t endpoint, std::uint32_t streamID);
 
 private:
+    SimATADisk::Reply executeOn(std::uint8_t lun, const Bytes& cdb);
+
     enum class State { idle, dataIn, status, stuck };
     struct Planned {
         Fault fault;
