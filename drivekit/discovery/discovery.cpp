@@ -21,7 +21,6 @@ namespace {
 constexpr std::string_view classBlockFolder = "/sys/class/block";
 constexpr std::string_view classBlock = "/sys/class/block/";
 constexpr std::string_view devicesRoot = "/sys/devices";
-constexpr std::int64_t sectorBytes = 512;
 
 // Kernel-made disks: loop files, RAM disks, device-mapper and md sets (their members are
 // the drives), network disks and optical drives.
@@ -645,11 +644,8 @@ std::optional<Drive> describe(const Pass& pass, const std::string& name) {
 
     Drive drive;
     drive.bsdName = name;
-    if (const auto sectors =
-            parseNumber<std::int64_t>(pass.attribute(block + "/size").value_or(""))) {
-        if (*sectors > 0 && *sectors <= std::numeric_limits<std::int64_t>::max() / sectorBytes) {
-            drive.sizeBytes = *sectors * sectorBytes;
-        }
+    if (const auto bytes = sizeFromSectors(pass.attribute(block + "/size").value_or(""))) {
+        drive.sizeBytes = *bytes;
     }
     // A card reader without a card, or a drive bay without its medium, has no drive yet.
     if (drive.sizeBytes == 0 && pass.attribute(block + "/removable") == "1") return std::nullopt;
