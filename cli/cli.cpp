@@ -13,6 +13,7 @@
 #include "cli/demo_mode.hpp"
 #include "cli/exit_codes.hpp"
 #include "cli/list_command.hpp"
+#include "cli/printable_stream.hpp"
 #include "cli/selftest_command.hpp"
 #include "cli/watch_command.hpp"
 #include "drivekit/core/version.hpp"
@@ -30,8 +31,9 @@
 
 namespace cli {
 
-int run(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out, std::ostream& err) {
-    const ParseResult parsed = parseArguments(args);
+namespace {
+
+int runParsed(const ParseResult& parsed, Machine& machine, std::ostream& out, std::ostream& err) {
     if (!parsed.arguments) {
         err << "vantrel: " << parsed.error << '\n';
         return exitUsage;
@@ -57,6 +59,19 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
     }
     err << "vantrel: " << usageText();
     return exitUsage;
+}
+
+}  // namespace
+
+int run(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out, std::ostream& err) {
+    const ParseResult parsed = parseArguments(args);
+    // Everything but a JSON document passes through the terminal filter: strings from
+    // drives, file systems and processes are printed in many places, and this is the one
+    // place all of them go through.
+    const bool json = parsed.arguments && parsed.arguments->json;
+    PrintableStream printableOut(out, !json);
+    PrintableStream printableErr(err, true);
+    return runParsed(parsed, machine, printableOut, printableErr);
 }
 
 int main(int argc, char** argv) {
