@@ -24,9 +24,10 @@ using Json = nlohmann::json;
 
 // Bigger than any page a drive sends; a file larger than this is a mistake.
 constexpr std::size_t maxPageFileBytes = 1u << 20;
-// The shipped description is some 55 KB; a hundred times that is still a machine a person
+// The shipped description is some 55 KB; forty times that is still a machine a person
 // wrote. The cap bounds what parsing may take (the parsed tree is some ten times the text).
-constexpr std::size_t maxDescriptionBytes = 4u << 20;
+constexpr std::size_t maxDescriptionBytes = 2u << 20;
+constexpr int maxDepth = 16;
 constexpr int formatVersion = 1;
 
 // Why a description can't be used, as the end of the sentence the user reads. Thrown
@@ -396,7 +397,13 @@ DemoMachine::Loaded DemoMachine::build(std::string_view text, const std::filesys
                                        const std::string& intro) {
     Json root;
     try {
-        root = Json::parse(text);
+        // A description is a few levels deep; thousands of levels only cost memory.
+        root = Json::parse(text, [](int depth, Json::parse_event_t, Json&) {
+            if (depth > maxDepth) refuse("it nests deeper than " + std::to_string(maxDepth) + " levels");
+            return true;
+        });
+    } catch (const Refusal& refusal) {
+        return drivekit::Unexpected(intro + refusal.reason + ".");
     } catch (const Json::parse_error& failure) {
         return drivekit::Unexpected(intro + "it isn't valid JSON (at byte " +
                                     std::to_string(failure.byte) + ").");

@@ -311,8 +311,12 @@ TEST(DemoMachineDescription, HostileFilesAreRefusedWithOneSentence) {
               std::string::npos);
     EXPECT_NE(refusal(root / "desc").find("isn't a regular file."), std::string::npos);
 
-    write(root / "desc" / "huge.json", std::string(5u << 20, ' '));
-    EXPECT_NE(refusal(root / "desc" / "huge.json").find("larger than 4 MB."), std::string::npos);
+    write(root / "desc" / "huge.json", std::string(3u << 20, ' '));
+    EXPECT_NE(refusal(root / "desc" / "huge.json").find("larger than 2 MB."), std::string::npos);
+    write(root / "desc" / "deep.json", R"({"demoMachineVersion": 1, "about": )" +
+                                           std::string(100000, '[') + std::string(100000, ']') + "}");
+    EXPECT_NE(refusal(root / "desc" / "deep.json").find("nests deeper than 16 levels."),
+              std::string::npos);
     write(root / "desc" / "big-number.json",
           R"({"demoMachineVersion": 1, "sysfs": {}, "scsi": {"sda": {"blocks": 1e400}}})");
     EXPECT_NE(refusal(root / "desc" / "big-number.json").find("a number too large"),
