@@ -16,6 +16,7 @@
 #include "cli/printable_stream.hpp"
 #include "cli/selftest_command.hpp"
 #include "cli/watch_command.hpp"
+#include "drivekit/core/text.hpp"
 #include "drivekit/core/version.hpp"
 #include "drivekit/usb/uas_transport.hpp"
 #include "platform/linux/linux_block_probe.hpp"
@@ -128,7 +129,9 @@ int main(int argc, char** argv) {
     // A run killed while it held a USB drive left the drive without its driver; any
     // privileged start gives it back, so the drive returns without a replug.
     if (usb.privileged()) {
-        for (const auto& line : capture.recoverOrphans()) std::cerr << "vantrel: " << line << '\n';
+        for (const auto& line : capture.recoverOrphans()) {
+            std::cerr << "vantrel: " << drivekit::text::printable(line) << '\n';
+        }
     }
     return run(args, machine, std::cout, std::cerr);
 }
