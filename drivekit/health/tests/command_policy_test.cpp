@@ -6,6 +6,7 @@
 
 #include "drivekit/health/sat.hpp"
 #include "drivekit/health/sat_non_data.hpp"
+#include "drivekit/usb/read_capacity.hpp"
 
 namespace drivekit {
 namespace {
@@ -31,8 +32,8 @@ TEST(CommandPolicy, EveryBlockTheProgramBuildsPasses) {
     // The blocks the capture and the checker send without a builder of their own.
     EXPECT_TRUE(allowed({0x03, 0x01, 0x00, 0x00, 0xFC, 0x00}));  // REQUEST SENSE
     EXPECT_TRUE(allowed({0x00, 0, 0, 0, 0, 0}));                  // TEST UNIT READY
-    EXPECT_TRUE(allowed({0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
-    EXPECT_TRUE(allowed({0x9E, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32, 0, 0}));
+    EXPECT_TRUE(allowed(ReadCapacity::command10()));
+    EXPECT_TRUE(allowed(ReadCapacity::command16()));
     EXPECT_TRUE(allowed({0x28, 0, 0, 0, 0, 0, 0, 0, 8, 0}));
     EXPECT_TRUE(allowed({0x88, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 8, 0, 0}));
     // CHECK POWER MODE, non-data, registers asked for.
