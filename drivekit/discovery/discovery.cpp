@@ -663,7 +663,11 @@ std::optional<Drive> describe(const Pass& pass, const std::string& name) {
     if (usb) {
         drive.transport = Transport::usb;
         drive.usb = usb->info;
-        if (usb->megabitsPerSecond && *usb->megabitsPerSecond > 0) {
+        // A speed far past any USB link (1 Tb/s) is damaged text, and would overflow the
+        // conversion to bits per second.
+        constexpr double fastestMegabits = 1e6;
+        if (usb->megabitsPerSecond && *usb->megabitsPerSecond > 0 &&
+            *usb->megabitsPerSecond <= fastestMegabits) {
             const double bits = std::round(*usb->megabitsPerSecond * 1e6);
             drive.link = LinkRules::usb(static_cast<std::int64_t>(bits), pass.sources().locale);
             needsPCIWalk = false;
