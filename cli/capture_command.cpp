@@ -9,6 +9,7 @@
 #include "cli/scsi_disks.hpp"
 #include "drivekit/discovery/discovery.hpp"
 #include "drivekit/usb/checker.hpp"
+#include "drivekit/usb/read_capacity.hpp"
 #include "platform/linux/linux_usb_recovery.hpp"
 
 namespace cli {
@@ -59,32 +60,23 @@ int exitFor(const Checker::Failure& failure) {
     return exitReadFailed;
 }
 
-std::uint64_t bigEndian(const Bytes& bytes, std::size_t at, std::size_t length) {
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < length; ++i) value = (value << 8) | bytes[at + i];
-    return value;
-}
-
 // Which transport the capture chose and how large the medium it reaches is: the user sees
 // the right drive was taken, and a read of the capacity proves commands get through
 // before any health request does.
 void describeCapture(CapturedUSBDrive& capture, const Checker::Log& log) {
     log(capture.usesUAS() ? "Talking to the enclosure over USB Attached SCSI."
                           : "Talking to the enclosure over Bulk-Only.");
-    const Bytes readCapacity10 = {0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    auto answer = capture.command(readCapacity10, 8, 4.0);
-    if (!answer || answer->size() < 8) return;
-    std::uint64_t lastBlock = bigEndian(*answer, 0, 4);
-    std::uint64_t blockLength = bigEndian(*answer, 4, 4);
-    if (lastBlock == 0xFFFFFFFF) {
-        const Bytes readCapacity16 = {0x9E, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32, 0, 0};
-        answer = capture.command(readCapacity16, 32, 4.0);
-        if (!answer || answer->size() < 12) return;
-        lastBlock = bigEndian(*answer, 0, 8);
-        blockLength = bigEndian(*answer, 8, 4);
+    auto answer = capture.command(ReadCapacity::command10(), 8, 4.0);
+    if (!answer) return;
+    auto capacity = ReadCapacity::decode(*answer, false);
+    if (ReadCapacity::needsSixteen(*answer)) {
+        answer = capture.command(ReadCapacity::command16(), 32, 4.0);
+        if (!answer) return;
+        capacity = ReadCapacity::decode(*answer, true);
     }
-    log("Capacity: " + std::to_string(lastBlock + 1) + " blocks of " + std::to_string(blockLength) +
-        " bytes.");
+    if (!capacity) return;
+    log("Capacity: " + std::to_string(capacity->blocks) + " blocks of " +
+        std::to_string(capacity->blockLength) + " bytes.");
 }
 
 // The lab's hold (see `CapturePlatform::holdAfter`): waits for the signal in short sleeps,

@@ -1,5 +1,6 @@
 #include "cli/cli.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -12,16 +13,18 @@
 #include "cli/demo_mode.hpp"
 #include "cli/exit_codes.hpp"
 #include "cli/list_command.hpp"
+#include "cli/printable_stream.hpp"
 #include "cli/scan_command.hpp"
 #include "cli/selftest_command.hpp"
 #include "cli/watch_command.hpp"
+#include "drivekit/core/text.hpp"
 #include "drivekit/core/version.hpp"
 
 namespace cli {
 
-int run(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out, std::ostream& err) {
-    if (!args.empty() && args.front() == "scan") return runScanCommand({args.begin() + 1, args.end()}, machine, out, err);
-    const ParseResult parsed = parseArguments(args);
+namespace {
+
+int runParsed(const ParseResult& parsed, Machine& machine, std::ostream& out, std::ostream& err) {
     if (!parsed.arguments) {
         err << "vantrel: " << parsed.error << '\n';
         return exitUsage;
@@ -49,8 +52,6 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
     return exitUsage;
 }
 
-namespace {
-
 // What a script reads must have arrived: an output that couldn't be written (stdout on
 // a full disk) turns any outcome into a failure.
 int outputChecked(int code) {
@@ -64,6 +65,20 @@ int outputChecked(int code) {
 }
 
 }  // namespace
+
+int run(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out, std::ostream& err) {
+    const bool scan = !args.empty() && args.front() == "scan";
+    const ParseResult parsed = scan ? ParseResult{} : parseArguments(args);
+    // Everything but a JSON document passes through the terminal filter: strings from
+    // drives, file systems and processes are printed in many places, and this is the one
+    // place all of them go through.
+    const bool json = scan ? std::find(args.begin(), args.end(), "--json") != args.end()
+                           : parsed.arguments && parsed.arguments->json;
+    PrintableStream printableOut(out, !json);
+    PrintableStream printableErr(err, true);
+    if (scan) return runScanCommand({args.begin() + 1, args.end()}, machine, printableOut, printableErr);
+    return runParsed(parsed, machine, printableOut, printableErr);
+}
 
 int main(int argc, char** argv) {
     std::vector<std::string_view> args;
@@ -85,7 +100,9 @@ int main(int argc, char** argv) {
     // A run killed while it held a USB drive left the drive without its driver; any
     // privileged start gives it back, so the drive returns without a replug.
     if (capture.usb.privileged()) {
-        for (const auto& line : capture.recoverOrphans()) std::cerr << "vantrel: " << line << '\n';
+        for (const auto& line : capture.recoverOrphans()) {
+            std::cerr << "vantrel: " << drivekit::text::printable(line) << '\n';
+        }
     }
     return outputChecked(run(args, machine, std::cout, std::cerr));
 }

@@ -6,6 +6,7 @@
 
 #include "cli/cli.hpp"
 #include "cli/exit_codes.hpp"
+#include "drivekit/core/text.hpp"
 
 namespace cli {
 
@@ -44,7 +45,7 @@ int runDemo(const std::vector<std::string_view>& args, const std::string& file, 
     auto loaded =
         platform::DemoMachine::load(file.empty() ? defaultDemoFile() : std::filesystem::path(file));
     if (!loaded) {
-        err << "vantrel: " << loaded.error() << '\n';
+        err << "vantrel: " << drivekit::text::printable(loaded.error()) << '\n';
         return exitUsage;
     }
     Machine machine = demoMachine(*loaded.value(), drivekit::Locale::current());

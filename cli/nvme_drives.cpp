@@ -5,6 +5,7 @@
 #include <regex>
 
 #include "drivekit/core/text.hpp"
+#include "drivekit/discovery/drive.hpp"
 
 namespace cli {
 
@@ -67,7 +68,9 @@ drivekit::Drive nvmeDrive(std::string_view name, const platform::Sysfs& sysfs) {
         auto trimmed = drivekit::text::trimmed(*model);
         if (!trimmed.empty()) drive.model = std::move(trimmed);
     }
-    if (auto sectors = number(sysfs.read(base + "size"))) drive.sizeBytes = *sectors * 512;
+    if (auto bytes = drivekit::sizeFromSectors(sysfs.read(base + "size").value_or(""))) {
+        drive.sizeBytes = *bytes;
+    }
     if (auto rotational = number(sysfs.read(base + "queue/rotational"))) drive.isSolidState = *rotational == 0;
     if (auto block = number(sysfs.read(base + "queue/logical_block_size"))) drive.blockSize = static_cast<int>(*block);
     return drive;

@@ -5,7 +5,7 @@
 set -euo pipefail
 
 packages=(
-  build-essential cmake ninja-build pkg-config
+  build-essential cmake ninja-build pkg-config ccache clang
   libgtest-dev libgmock-dev libbenchmark-dev
   nlohmann-json3-dev libicu-dev linux-libc-dev
   libusb-1.0-0-dev libudev-dev libblkid-dev

@@ -6,6 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <regex>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "cli/arguments.hpp"
@@ -116,6 +121,38 @@ TEST(DemoOption, NoOutputNamesTheMac) {
         const Outcome r = demo(args);
         EXPECT_FALSE(std::regex_search(r.out + r.err, mac)) << args[2] << '\n' << r.out << r.err;
     }
+}
+
+// Strings from drives and file systems reach the terminal escaped, whatever command
+// prints them; JSON keeps them exact, in its own escapes.
+TEST(DemoOption, EscapeSequencesFromADriveNeverReachTheTerminal) {
+    std::ifstream shipped(std::string(VANTREL_DEMO_DATA) + "/machine.json");
+    std::string text{std::istreambuf_iterator<char>(shipped), std::istreambuf_iterator<char>()};
+    const auto swap = [&text](const std::string& from, const std::string& to) {
+        const auto at = text.find(from);
+        ASSERT_NE(at, std::string::npos) << from;
+        text.replace(at, from.size(), to);
+    };
+    // A memory card's volume label, which names the card in every listing.
+    swap(R"("label": "EOS_DIGITAL")", R"("label": "Evil\u001b]0;owned\u0007\u001b[2J\rvantrel: fake")");
+    const std::string file = std::filesystem::temp_directory_path() /
+                             ("vantrel-escape-" + std::to_string(::getpid()) + ".json");
+    std::ofstream(file) << text;
+
+    for (const std::vector<std::string_view>& args :
+         {std::vector<std::string_view>{"list"}, {"check", "mmcblk0"}}) {
+        const Outcome human = demo(args, file);
+        EXPECT_EQ(human.out.find('\x1b'), std::string::npos) << human.out;
+        EXPECT_EQ(human.err.find('\x1b'), std::string::npos) << human.err;
+        EXPECT_NE(human.out.find(R"(Evil\x1b]0;owned\x07\x1b[2J\x0dvantrel: fake)"),
+                  std::string::npos)
+            << human.out;
+    }
+    const Outcome json = demo({"list", "--json"}, file);
+    EXPECT_NE(json.out.find(R"(Evil\u001b]0;owned\u0007\u001b[2J\rvantrel: fake)"),
+              std::string::npos)
+        << json.out;
+    std::filesystem::remove(file);
 }
 
 }  // namespace

@@ -117,6 +117,28 @@ std::string repairedUTF8(ByteView bytes) {
     return out;
 }
 
+std::string printable(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    const std::uint8_t* p = bytesOf(text);
+    std::size_t i = 0;
+    while (i < text.size()) {
+        const std::size_t start = i;
+        const std::int32_t cp = decodeNext(p, text.size(), i);
+        const bool bidi = (cp >= 0x202A && cp <= 0x202E) || (cp >= 0x2066 && cp <= 0x2069);
+        if (cp < 0) {
+            out += kReplacement;
+        } else if (cp < 0x20 || cp == 0x7F) {
+            out += format("\\x%02x", static_cast<unsigned>(cp));
+        } else if ((cp >= 0x80 && cp <= 0x9F) || cp == 0x2028 || cp == 0x2029 || bidi) {
+            out += format("\\u%04x", static_cast<unsigned>(cp));
+        } else {
+            out.append(text.data() + start, i - start);
+        }
+    }
+    return out;
+}
+
 std::string field(ByteView buffer, std::size_t offset, std::size_t length) {
     if (offset > buffer.size() || length > buffer.size() - offset) return {};
     return trimmed(repairedUTF8(buffer.subspan(offset, length)));

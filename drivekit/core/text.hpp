@@ -25,6 +25,14 @@ std::string repairedUTF8(ByteView bytes);
 /// text when the buffer ends before the field does.
 std::string field(ByteView buffer, std::size_t offset, std::size_t length);
 
+/// Text from a drive, a file system or a process made safe to show on a terminal: every
+/// control character (C0 including tab and newline, DEL, C1) and every character that
+/// reorders or breaks lines (bidirectional overrides and isolates, U+2028, U+2029) is
+/// written as an escape ("\x1b", "\u202e"), each invalid UTF-8 sequence as U+FFFD, and
+/// everything else, valid non-ASCII text included, is kept. A volume label can then neither
+/// move the cursor, retitle the window nor fake a line of output.
+std::string printable(std::string_view text);
+
 /// printf-style formatting into a std::string, for the fixed technical formats of the
 /// program ("0x%08X", "0x%02X"). Always formats as the C locale does, whatever the
 /// process's setlocale says (a GUI toolkit sets it), so "%.1f" never turns into "1,5";

@@ -23,7 +23,6 @@ namespace {
 constexpr std::string_view classBlockFolder = "/sys/class/block";
 constexpr std::string_view classBlock = "/sys/class/block/";
 constexpr std::string_view devicesRoot = "/sys/devices";
-constexpr std::int64_t sectorBytes = 512;
 
 // Kernel-made disks: loop files, RAM disks, device-mapper and md sets (their members are
 // the drives), network disks and optical drives.
@@ -647,11 +646,8 @@ std::optional<Drive> describe(const Pass& pass, const std::string& name) {
 
     Drive drive;
     drive.bsdName = name;
-    if (const auto sectors =
-            parseNumber<std::int64_t>(pass.attribute(block + "/size").value_or(""))) {
-        if (*sectors > 0 && *sectors <= std::numeric_limits<std::int64_t>::max() / sectorBytes) {
-            drive.sizeBytes = *sectors * sectorBytes;
-        }
+    if (const auto bytes = sizeFromSectors(pass.attribute(block + "/size").value_or(""))) {
+        drive.sizeBytes = *bytes;
     }
     // A card reader without a card, or a drive bay without its medium, has no drive yet.
     if (drive.sizeBytes == 0 && pass.attribute(block + "/removable") == "1") return std::nullopt;
@@ -669,7 +665,11 @@ std::optional<Drive> describe(const Pass& pass, const std::string& name) {
     if (usb) {
         drive.transport = Transport::usb;
         drive.usb = usb->info;
-        if (usb->megabitsPerSecond && *usb->megabitsPerSecond > 0) {
+        // A speed far past any USB link (1 Tb/s) is damaged text, and would overflow the
+        // conversion to bits per second.
+        constexpr double fastestMegabits = 1e6;
+        if (usb->megabitsPerSecond && *usb->megabitsPerSecond > 0 &&
+            *usb->megabitsPerSecond <= fastestMegabits) {
             const double bits = std::round(*usb->megabitsPerSecond * 1e6);
             drive.link = LinkRules::usb(static_cast<std::int64_t>(bits), pass.sources().locale);
             needsPCIWalk = false;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdint>
 #include <limits>
 #include <utility>
@@ -224,5 +225,22 @@ std::string label(SMARTStatus status) {
 }
 
 }  // namespace SMARTStatusText
+
+std::optional<std::int64_t> sizeFromSectors(std::string_view sysfsSize) {
+    constexpr std::int64_t sectorBytes = 512;
+    while (!sysfsSize.empty() && (sysfsSize.front() == ' ' || sysfsSize.front() == '\t')) {
+        sysfsSize.remove_prefix(1);
+    }
+    while (!sysfsSize.empty() && (sysfsSize.back() == ' ' || sysfsSize.back() == '\n')) {
+        sysfsSize.remove_suffix(1);
+    }
+    std::int64_t sectors = 0;
+    const auto* end = sysfsSize.data() + sysfsSize.size();
+    const auto [stop, error] = std::from_chars(sysfsSize.data(), end, sectors);
+    if (sysfsSize.empty() || error != std::errc{} || stop != end || sectors <= 0) return std::nullopt;
+    std::int64_t bytes = 0;
+    if (__builtin_mul_overflow(sectors, sectorBytes, &bytes)) return std::nullopt;
+    return bytes;
+}
 
 }  // namespace drivekit

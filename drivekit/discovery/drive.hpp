@@ -93,6 +93,12 @@ struct Drive {
     bool operator==(const Drive&) const = default;
 };
 
+/// The bytes of a block device from its sysfs `size` attribute (512-byte sectors, in
+/// decimal, whatever the device's own block size); absent when the text isn't a positive
+/// number or the bytes don't fit an int64 (a size of 2^63-1 sectors is a damaged or
+/// hostile attribute, not a disk).
+std::optional<std::int64_t> sizeFromSectors(std::string_view sysfsSize);
+
 /// The clauses that speak against taking over the drive's USB device, in their fixed
 /// order; each ends the sentence "Vantrel won't take over this drive because …".
 std::vector<std::string> captureBlockers(const Drive& drive);

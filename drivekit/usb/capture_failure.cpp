@@ -4,6 +4,7 @@
 
 #include "drivekit/core/platform_words.hpp"
 #include "drivekit/core/text.hpp"
+#include "platform/scsi_command_policy.hpp"
 
 namespace drivekit {
 
@@ -45,6 +46,8 @@ std::string CaptureFailure::text() const {
             return "Couldn't open the enclosure's data pipes.";
         case Kind::notAllowed:
             return PlatformWords::forLinux("macOS didn't allow Vantrel to read the drive.");
+        case Kind::commandRefused:
+            return platform::CommandPolicy::refusedSentence;
         case Kind::uas:
             return detail;
     }

@@ -19,6 +19,7 @@ struct CaptureFailure {
         noBulkOnlySetting,
         pipes,
         notAllowed,
+        commandRefused,          // the block isn't on the allow-list; never sent
         uas,                     // detail: the UAS transport's own sentence, shown as it is
     };
     Kind kind = Kind::transport;

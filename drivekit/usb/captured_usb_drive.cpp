@@ -12,6 +12,7 @@
 #include "drivekit/usb/bot.hpp"
 #include "drivekit/usb/usb_descriptors.hpp"
 #include "drivekit/usb/usb_error_text.hpp"
+#include "platform/scsi_command_policy.hpp"
 
 namespace drivekit {
 namespace {
@@ -329,6 +330,10 @@ bool CapturedUSBDrive::tryUAS(const Bytes& descriptor, std::uint8_t number,
 
 Result<Bytes, CaptureFailure> CapturedUSBDrive::send(ByteView cdb, std::int64_t dataIn,
                                                      double timeoutSeconds) {
+    if (const auto decision = platform::CommandPolicy::judge(cdb); !decision.allowed) {
+        log_->note("Command refused, not sent: " + decision.what);
+        return Unexpected(CaptureFailure::of(Kind::commandRefused));
+    }
     if (uas_) {
         auto answer = uas_->send(cdb, dataIn, timeoutSeconds);
         if (answer) return std::move(answer).value();

@@ -1,8 +1,11 @@
 #include "platform/demo/demo_machine.hpp"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
 #include <initializer_list>
 #include <iterator>
 #include <limits>
@@ -20,7 +23,11 @@ namespace {
 using Json = nlohmann::json;
 
 // Bigger than any page a drive sends; a file larger than this is a mistake.
-constexpr std::uintmax_t maxPageFileBytes = 1u << 20;
+constexpr std::size_t maxPageFileBytes = 1u << 20;
+// The shipped description is some 55 KB; forty times that is still a machine a person
+// wrote. The cap bounds what parsing may take (the parsed tree is some ten times the text).
+constexpr std::size_t maxDescriptionBytes = 2u << 20;
+constexpr int maxDepth = 16;
 constexpr int formatVersion = 1;
 
 // Why a description can't be used, as the end of the sentence the user reads. Thrown
@@ -109,17 +116,68 @@ drivekit::Bytes fromHex(std::string_view text, std::string_view where) {
     return bytes;
 }
 
+// The whole of a regular file of at most `limit` bytes, or why not, as the end of a
+// sentence. Plain reads, so that a read error (EIO, or /proc/self/mem) is an answer and
+// not an exception; O_NONBLOCK so that a FIFO named by mistake is refused, not waited on.
+drivekit::Result<std::string, std::string> readSmallFile(const std::filesystem::path& path,
+                                                         std::size_t limit) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0) {
+        return drivekit::Unexpected(std::string(errno == ENOENT ? "there is no such file"
+                                                                : "the file can't be opened"));
+    }
+    struct stat status {};
+    std::string text;
+    std::string failure;
+    if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+        failure = "it isn't a regular file";
+    } else {
+        // Read to one byte past the cap: files under /proc report a size of 0.
+        char buffer[65536];
+        while (failure.empty()) {
+            const ssize_t got = ::read(fd, buffer, sizeof buffer);
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0) {
+                failure = "the file can't be read";
+            } else if (got == 0) {
+                break;
+            } else if (text.size() + static_cast<std::size_t>(got) > limit) {
+                failure = "the file is larger than " + std::to_string(limit >> 20) + " MB";
+            } else {
+                text.append(buffer, static_cast<std::size_t>(got));
+            }
+        }
+    }
+    ::close(fd);
+    if (!failure.empty()) return drivekit::Unexpected(std::move(failure));
+    return text;
+}
+
+// A page file lies in the description's folder or below it: the name is relative, has no
+// ".." and, with every link resolved, still leads inside the folder. A description
+// shared with someone must not make the program read /etc/shadow or ~/.ssh as a page.
 drivekit::Bytes pageFile(const std::filesystem::path& folder, const std::string& name,
                          std::string_view where) {
-    const std::filesystem::path path = folder / name;
+    const std::filesystem::path relative(name);
+    const bool climbs = std::any_of(relative.begin(), relative.end(),
+                                    [](const std::filesystem::path& part) { return part == ".."; });
+    if (relative.is_absolute() || climbs || name.find('\0') != std::string::npos) {
+        refuse(named(where) + " must name a file in the description's folder");
+    }
     std::error_code error;
-    const auto size = std::filesystem::file_size(path, error);
-    if (error) refuse(named(where) + " names a file that can't be read: " + path.string());
-    if (size > maxPageFileBytes)
-        refuse(named(where) + " names a file too large for a page: " + path.string());
-    std::ifstream in(path, std::ios::binary);
-    if (!in) refuse(named(where) + " names a file that can't be read: " + path.string());
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    const auto base = std::filesystem::canonical(folder, error);
+    if (error) refuse(named(where) + " names a file that can't be read: " + (folder / name).string());
+    const auto resolved = std::filesystem::weakly_canonical(base / relative, error);
+    const auto inside = resolved.lexically_relative(base);
+    if (error || inside.empty() || *inside.begin() == "..") {
+        refuse(named(where) + " must name a file in the description's folder");
+    }
+    auto text = readSmallFile(resolved, maxPageFileBytes);
+    if (!text) {
+        refuse(named(where) + " names a file that can't be read: " + (folder / name).string() +
+               " (" + text.error() + ")");
+    }
+    return drivekit::Bytes(text->begin(), text->end());
 }
 
 // A page is hexadecimal text, or {"file": "name"} for raw bytes in a file beside the
@@ -325,14 +383,9 @@ DemoMachine::DemoMachine(Parts parts)
 
 DemoMachine::Loaded DemoMachine::load(const std::filesystem::path& file) {
     const std::string intro = "The demo machine " + file.string() + " can't be used: ";
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(file, error)) {
-        return drivekit::Unexpected(intro + "there is no such file.");
-    }
-    std::ifstream in(file, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    if (!in.good() && !in.eof()) return drivekit::Unexpected(intro + "the file can't be read.");
-    return build(text, file.parent_path(), intro);
+    auto text = readSmallFile(file, maxDescriptionBytes);
+    if (!text) return drivekit::Unexpected(intro + text.error() + ".");
+    return build(*text, file.parent_path(), intro);
 }
 
 DemoMachine::Loaded DemoMachine::fromText(std::string_view text,
@@ -344,10 +397,19 @@ DemoMachine::Loaded DemoMachine::build(std::string_view text, const std::filesys
                                        const std::string& intro) {
     Json root;
     try {
-        root = Json::parse(text);
+        // A description is a few levels deep; thousands of levels only cost memory.
+        root = Json::parse(text, [](int depth, Json::parse_event_t, Json&) {
+            if (depth > maxDepth) refuse("it nests deeper than " + std::to_string(maxDepth) + " levels");
+            return true;
+        });
+    } catch (const Refusal& refusal) {
+        return drivekit::Unexpected(intro + refusal.reason + ".");
     } catch (const Json::parse_error& failure) {
         return drivekit::Unexpected(intro + "it isn't valid JSON (at byte " +
                                     std::to_string(failure.byte) + ").");
+    } catch (const Json::exception&) {
+        // The parser's other refusal: a number no double holds, such as 1e400.
+        return drivekit::Unexpected(intro + "it holds a number too large to read.");
     }
     try {
         if (!root.is_object()) refuse("it must be a JSON object");

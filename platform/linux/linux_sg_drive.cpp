@@ -16,6 +16,7 @@
 #include "drivekit/core/text.hpp"
 #include "drivekit/health/sense.hpp"
 #include "platform/linux/errno_text.hpp"
+#include "platform/scsi_command_policy.hpp"
 
 namespace platform {
 namespace {
@@ -183,6 +184,10 @@ LinuxSGDrive::Answer LinuxSGDrive::command(drivekit::ByteView cdb, std::int64_t 
     if (cdb.empty() || cdb.size() > 16 || dataIn < 0 || dataIn > UINT_MAX) {
         log_.note(what + ": not sent (bad command block or length)");
         return drivekit::Unexpected(Failure{"The command didn't reach the drive."});
+    }
+    if (const auto decision = CommandPolicy::judge(cdb); !decision.allowed) {
+        log_.note(what + ": refused, not sent (" + decision.what + ")");
+        return drivekit::Unexpected(Failure{CommandPolicy::refusedSentence});
     }
 
     std::array<unsigned char, 16> command{};

@@ -57,6 +57,20 @@ TEST(Text, RepairedUTF8ReplacesEachMaximalInvalidSubsequence) {
     EXPECT_EQ(repaired(""), "");
 }
 
+TEST(Text, PrintableEscapesWhatDrivesATerminalAndKeepsText) {
+    // A window-title change, a screen clear and a forged second line.
+    EXPECT_EQ(text::printable("Disk\x1b]0;owned\x07\x1b[2J\r\nroot# "),
+              R"(Disk\x1b]0;owned\x07\x1b[2J\x0d\x0aroot# )");
+    EXPECT_EQ(text::printable(std::string_view("a\0b\x7f", 4)), R"(a\x00b\x7f)");
+    // C1 controls (CSI as U+009B), a right-to-left override and a line separator.
+    EXPECT_EQ(text::printable("\xC2\x9B" "31m" "\xE2\x80\xAE" "gpj.exe" "\xE2\x80\xA8"),
+              R"(\u009b31m\u202egpj.exe\u2028)");
+    // Valid text stays, broken bytes become U+FFFD; a lone ESC byte split off a
+    // multi-byte character can't hide inside it.
+    EXPECT_EQ(text::printable("Größe 容量 🙂"), "Größe 容量 🙂");
+    EXPECT_EQ(text::printable("\xC3\x1b[0m\xFF"), "\xEF\xBF\xBD\\x1b[0m\xEF\xBF\xBD");
+}
+
 TEST(Text, FieldIsRepairedTrimmedAndEmptyPastTheBuffer) {
     // A serial padded with blanks and NULs, as drives fill short fields.
     Bytes identify(30, 0);

@@ -361,12 +361,13 @@ TEST_F(BuiltMachine, LinksOfControllersAndSlowUSB) {
     disk("mmcblk0", emmc + "/mmc_host/mmc0/mmc0:0001/block/mmcblk0");
     write(emmc + "/mmc_host/mmc0/mmc0:0001/type", "MMC");
     write(emmc + "/mmc_host/mmc0/mmc0:0001/name", "DA4064");
-    // A full-speed stick with a blank model, and a stick whose speed isn't reported.
+    // A full-speed stick with a blank model, and a stick whose speed is no speed a USB link
+    // has (the conversion to bits per second once overflowed on it).
     const std::string usb = "/sys/devices/pci0000:00/0000:00:14.0/usb1";
-    for (const auto& [port, speed] : {std::pair{"1-1", "12"}, std::pair{"1-2", ""}}) {
+    for (const auto& [port, speed] : {std::pair{"1-1", "12"}, std::pair{"1-2", "3333333333333333334"}}) {
         write(usb + "/" + port + "/idVendor", "090c");
         write(usb + "/" + port + "/product", "Flash Disk");
-        if (*speed) write(usb + "/" + port + "/speed", speed);
+        write(usb + "/" + port + "/speed", speed);
     }
     disk("sda", usb + "/1-1/1-1:1.0/host4/target4:0:0/4:0:0:0/block/sda");
     write(usb + "/1-1/1-1:1.0/host4/target4:0:0/4:0:0:0/model", "                ");

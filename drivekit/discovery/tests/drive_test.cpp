@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <string>
+
 namespace drivekit {
 namespace {
 
@@ -142,6 +145,18 @@ TEST(SMARTStatusText, StoredByCaseNameShownByLabel) {
     EXPECT_EQ(SMARTStatusText::raw(SMARTStatus::notSupported), "notSupported");
     EXPECT_EQ(SMARTStatusText::label(SMARTStatus::notSupported), "Not supported");
     EXPECT_EQ(SMARTStatusText::parse("Not supported"), std::nullopt);
+}
+
+// The kernel's size attribute counts 512-byte sectors; a damaged or made-up one must not
+// overflow the conversion (the sanitizer build stops on signed overflow).
+TEST(SizeFromSectors, ConvertsUpToTheLargestSizeThatFitsAndNoFurther) {
+    constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max() / 512;
+    EXPECT_EQ(sizeFromSectors("2048\n"), 1'048'576);
+    EXPECT_EQ(sizeFromSectors(std::to_string(most)), most * 512);
+    EXPECT_EQ(sizeFromSectors(std::to_string(most + 1)), std::nullopt);
+    EXPECT_EQ(sizeFromSectors("9223372036854775807"), std::nullopt);
+    EXPECT_EQ(sizeFromSectors("99999999999999999999"), std::nullopt);
+    for (const char* bad : {"", "0", "-1", "12abc", "\n"}) EXPECT_EQ(sizeFromSectors(bad), std::nullopt) << bad;
 }
 
 }  // namespace

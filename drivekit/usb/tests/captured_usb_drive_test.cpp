@@ -146,6 +146,21 @@ TEST_F(Capture, ReadsTheDriveBehindTheBridge) {
     expectGivenBack();
 }
 
+TEST_F(Capture, ABlockOffTheAllowListNeverReachesTheEnclosure) {
+    auto captured = capture();
+    ASSERT_TRUE(captured);
+    CapturedUSBDrive& drive = **captured;
+    const Bytes write10 = {0x2A, 0, 0, 0, 0, 0, 0, 0, 1, 0};
+    const auto answer = drive.send(write10, 0, 5);
+    ASSERT_FALSE(answer);
+    EXPECT_EQ(answer.error().kind, Kind::commandRefused);
+    EXPECT_TRUE(enclosure.tagsSeen.empty());
+    EXPECT_TRUE(contains(drive.diagnostics(),
+                         "Command refused, not sent: opcode 2Ah is not on the allow-list"));
+    drive.release();
+    expectGivenBack();
+}
+
 TEST_F(Capture, ABridgeThatRefusesPassThroughLeavesItsReasonsInTheLog) {
     enclosure.disk.passesATA = false;
     auto captured = capture();

@@ -4,8 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
+#include <fstream>
 #include <map>
 
 #include "drivekit/discovery/discovery.hpp"
@@ -279,6 +284,58 @@ TEST(DemoMachineDescription, PagesMayBeFilesBesideTheDescription) {
     const auto reading = NVMeReader::read("nvme0n1", loaded.value()->nvme());
     ASSERT_TRUE(reading);
     EXPECT_FALSE(reading->model.empty());
+}
+
+// A description from someone else, or a file that isn't one: every way it can go wrong is
+// one sentence, never an exception, a hang or a read outside the description's folder.
+TEST(DemoMachineDescription, HostileFilesAreRefusedWithOneSentence) {
+    namespace fs = std::filesystem;
+    const fs::path root = fs::temp_directory_path() / ("vantrel-demo-" + std::to_string(::getpid()));
+    fs::remove_all(root);
+    fs::create_directories(root / "desc");
+    const auto write = [](const fs::path& path, const std::string& text) {
+        std::ofstream(path, std::ios::binary) << text;
+    };
+    write(root / "secret.bin", std::string(512, 'S'));
+    write(root / "desc" / "page.bin", std::string(512, 'P'));
+    fs::create_symlink(root / "secret.bin", root / "desc" / "escape.bin");
+    ASSERT_EQ(::mkfifo((root / "desc" / "fifo.json").c_str(), 0600), 0);
+
+    const auto refusal = [&](const fs::path& file) {
+        const auto loaded = DemoMachine::load(file);
+        EXPECT_FALSE(loaded) << file;
+        return loaded ? std::string() : loaded.error();
+    };
+    EXPECT_NE(refusal("/proc/self/mem").find("the file can't be read."), std::string::npos);
+    EXPECT_NE(refusal(root / "desc" / "fifo.json").find("isn't a regular file."),
+              std::string::npos);
+    EXPECT_NE(refusal(root / "desc").find("isn't a regular file."), std::string::npos);
+
+    write(root / "desc" / "huge.json", std::string(3u << 20, ' '));
+    EXPECT_NE(refusal(root / "desc" / "huge.json").find("larger than 2 MB."), std::string::npos);
+    write(root / "desc" / "deep.json", R"({"demoMachineVersion": 1, "about": )" +
+                                           std::string(100000, '[') + std::string(100000, ']') + "}");
+    EXPECT_NE(refusal(root / "desc" / "deep.json").find("nests deeper than 16 levels."),
+              std::string::npos);
+    write(root / "desc" / "big-number.json",
+          R"({"demoMachineVersion": 1, "sysfs": {}, "scsi": {"sda": {"blocks": 1e400}}})");
+    EXPECT_NE(refusal(root / "desc" / "big-number.json").find("a number too large"),
+              std::string::npos);
+
+    const auto withPage = [](const std::string& name) {
+        return R"({"demoMachineVersion": 1, "sysfs": {}, "nvme": {"nvme0": {"smartLog": {"file": ")" +
+               name + R"("}, "identifyController": "00"}}})";
+    };
+    EXPECT_TRUE(DemoMachine::fromText(withPage("page.bin"), root / "desc"));
+    for (const std::string& name : {(root / "secret.bin").string(), std::string("../secret.bin"),
+                                   std::string("sub/../../secret.bin"), std::string("escape.bin")}) {
+        const auto loaded = DemoMachine::fromText(withPage(name), root / "desc");
+        ASSERT_FALSE(loaded) << name;
+        EXPECT_NE(loaded.error().find("must name a file in the description's folder"),
+                  std::string::npos)
+            << loaded.error();
+    }
+    fs::remove_all(root);
 }
 
 }  // namespace
