@@ -5,6 +5,7 @@
 #include <iomanip>
 #include <string>
 
+#include "drivekit/core/text.hpp"
 #include "drivekit/health/tier.hpp"
 
 namespace cli {
@@ -49,12 +50,14 @@ Row listRow(const app::DriveRead& read) {
     const app::DriveSummary& summary = read.summary;
     // A disk left asleep has no reading: "asleep" says more than "limited".
     const bool asleep = summary.asleep.value_or(false);
-    return {summary.name,
+    // Escaped before the columns are measured: the terminal filter would widen a name
+    // that carries control characters after the layout was made.
+    return {text::printable(summary.name),
             read.drive.device(),
             kindWord(read.drive),
             asleep ? std::string("asleep") : std::string(TierText::raw(summary.tier)),
             summary.score ? std::to_string(*summary.score) : "-",
-            summary.line};
+            text::printable(summary.line)};
 }
 
 void printRow(const Row& row, const std::array<std::size_t, kColumns>& widths, std::ostream& out) {

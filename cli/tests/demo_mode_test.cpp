@@ -144,7 +144,9 @@ TEST(DemoOption, EscapeSequencesFromADriveNeverReachTheTerminal) {
         const Outcome human = demo(args, file);
         EXPECT_EQ(human.out.find('\x1b'), std::string::npos) << human.out;
         EXPECT_EQ(human.err.find('\x1b'), std::string::npos) << human.err;
-        EXPECT_NE(human.out.find(R"(Evil\x1b]0;owned\x07\x1b[2J\x0dvantrel: fake)"),
+        // The list cuts long names to fit its columns; the check shows the label whole.
+        EXPECT_NE(human.out.find(args[0] == "list" ? R"(Evil\x1b]0;owned\x07)"
+                                                   : R"(Evil\x1b]0;owned\x07\x1b[2J\x0dvantrel: fake)"),
                   std::string::npos)
             << human.out;
     }
