@@ -388,7 +388,7 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
         if (onRelease) onRelease();
     }
     log(std::string(waitingLine));
-    steps.waitForReturn(location, expectedVolumes(drive), log);
+    steps.waitForReturn(location, use.target.lun, expectedVolumes(drive), log);
     // The other disks of the interface came back with the drive; what this check
     // unmounted of them goes back too (a volume mounted already is left alone).
     if (!points.empty()) {
@@ -578,11 +578,19 @@ USBSteps steps(const Machine& machine) {
             return sentences;
         };
     }
-    s.waitForReturn = [&machine](std::uint32_t location, int expected, const Log& log) {
+    s.waitForReturn = [&machine](std::uint32_t location, std::uint8_t lun, int expected,
+                                 const Log& log) {
         ReturnWatch watch;
-        watch.find = [&machine](std::uint32_t wanted) -> std::optional<Drive> {
+        watch.find = [&machine, lun](std::uint32_t wanted) -> std::optional<Drive> {
             for (auto& drive : machine.externalDrives()) {
-                if (drive.usb && drive.usb->locationID == wanted) return std::move(drive);
+                if (!drive.usb || drive.usb->locationID != wanted) continue;
+                // Behind one interface every LUN shares the location: the checked disk
+                // is the one on its own LUN. Without sysfs, the location alone tells.
+                if (machine.sysfs != nullptr) {
+                    const auto disks = USBInterface::of(drive.bsdName, *machine.sysfs);
+                    if (disks && disks->target.lun != lun) continue;
+                }
+                return std::move(drive);
             }
             return std::nullopt;
         };

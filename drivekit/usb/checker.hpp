@@ -121,7 +121,11 @@ struct USBSteps {
     /// After the unmount: one sentence for each block device of these disks that still
     /// can't be opened exclusively. Nothing, when absent.
     std::function<std::vector<std::string>(const std::vector<std::string>& disks)> exclusiveUse;
-    std::function<void(std::uint32_t locationID, int expectedVolumes, const Log& log)> waitForReturn;
+    /// Waits for the drive to come back: the disk on `lun` at that location (a card
+    /// reader's other slots come back beside it, under other names).
+    std::function<void(std::uint32_t locationID, std::uint8_t lun, int expectedVolumes,
+                       const Log& log)>
+        waitForReturn;
     /// True once the user asked to stop: no further command goes to the drive, which is
     /// given back and the sequence ends. Before the capture, nothing more is taken and
     /// what was unmounted is mounted again. Never, when absent.

@@ -53,8 +53,10 @@ protected:
             options.sleep = [](double) {};
             return CapturedUSBDrive::capture(host, at, options);
         };
-        s.waitForReturn = [this](std::uint32_t at, int expected, const Checker::Log&) {
+        s.waitForReturn = [this](std::uint32_t at, std::uint8_t lun, int expected,
+                                 const Checker::Log&) {
             calls.push_back("wait " + std::to_string(at) + " " + std::to_string(expected));
+            waitedOnLUN = lun;
             EXPECT_TRUE(enclosure.driverAttached);
         };
         s.interrupted = [this] { return interrupted; };
@@ -70,6 +72,7 @@ protected:
     SimUSBHost host;
     bool root = true;
     bool interrupted = false;
+    std::optional<std::uint8_t> waitedOnLUN;
     Lines holders;
     Lines still;
     std::map<std::string, UnmountFailure> refusals;
@@ -420,6 +423,8 @@ TEST_F(CardReader, UnmountsEveryCardAndReadsTheDrivesOwnLUN) {
                             "exclusive 2", "capture", "wait " + std::to_string(location) + " 3",
                             "mount sdc"}));
     EXPECT_EQ(log.front(), "The same USB connection carries /dev/sdc, which goes away during the check too.");
+    // The wait looks for the checked card, not whichever comes back first at the location.
+    EXPECT_EQ(waitedOnLUN, std::uint8_t{1});
 }
 
 TEST_F(CardReader, AnotherCardInUseStopsItAndEverythingGoesBack) {
