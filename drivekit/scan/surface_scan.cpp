@@ -1,6 +1,7 @@
 #include "drivekit/scan/surface_scan.hpp"
 
 #include "drivekit/core/text.hpp"
+#include "drivekit/usb/read_capacity.hpp"
 
 #include <array>
 #include <chrono>
@@ -51,20 +52,16 @@ struct Capacity {
 };
 
 std::optional<Capacity> readCapacity(SCSIDrive& drive) {
-    std::array<std::uint8_t, 16> rc16{};
-    rc16[0] = 0x9E;
-    rc16[1] = 0x10;
-    putBE(rc16, 10, 32, 4);
-    if (const auto answer = drive.command(rc16, 32, capacityTimeout); answer && answer->size() >= 12) {
-        const std::uint64_t last = be64(*answer, 0);
-        const std::uint32_t length = be32(*answer, 8);
-        if (last != 0 && last != UINT64_MAX && length >= 512) return Capacity{last + 1, length};
+    // A one-block medium or blocks under 512 bytes are no disk to scan: ask the other form.
+    const auto usable = [](const std::optional<ReadCapacity::Capacity>& c) -> std::optional<Capacity> {
+        if (!c || c->blocks < 2 || c->blockLength < 512) return std::nullopt;
+        return Capacity{c->blocks, c->blockLength};
+    };
+    if (const auto answer = drive.command(ReadCapacity::command16(), 32, capacityTimeout)) {
+        if (auto capacity = usable(ReadCapacity::decode(*answer, true))) return capacity;
     }
-    const std::array<std::uint8_t, 10> rc10{0x25};
-    if (const auto answer = drive.command(rc10, 8, capacityTimeout); answer && answer->size() >= 8) {
-        const std::uint32_t last = be32(*answer, 0);
-        const std::uint32_t length = be32(*answer, 4);
-        if (last != 0 && last != 0xFFFF'FFFF && length >= 512) return Capacity{std::uint64_t{last} + 1, length};
+    if (const auto answer = drive.command(ReadCapacity::command10(), 8, capacityTimeout)) {
+        if (auto capacity = usable(ReadCapacity::decode(*answer, false))) return capacity;
     }
     return std::nullopt;
 }
