@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 cmake --preset release >/dev/null
-cmake --build --preset release
+cmake --build --preset release --target vantrel
 bin=build/release/cli/vantrel
 [[ $# -eq 0 ]] && set -- list
 if [[ $(id -u) -ne 0 ]] && command -v sudo >/dev/null; then

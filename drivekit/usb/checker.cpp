@@ -71,6 +71,8 @@ constexpr double pollSeconds = 0.5;
 constexpr double settleSeconds = 5.0;
 constexpr double mountAfterSeconds = 30.0;
 constexpr double interruptedGraceSeconds = 10.0;
+// The other LUNs of a reader come back with the checked one, give or take a probe.
+constexpr double otherDiskGraceSeconds = 10.0;
 
 std::string join(const std::vector<std::string>& parts, std::string_view separator) {
     std::string joined;
@@ -390,10 +392,16 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
     log(std::string(waitingLine));
     steps.waitForReturn(location, use.target.lun, expectedVolumes(drive), log);
     // The other disks of the interface came back with the drive; what this check
-    // unmounted of them goes back too (a volume mounted already is left alone).
+    // unmounted of them goes back too (a volume mounted already is left alone). They are
+    // found by their LUN: a name may now belong to another of them.
     if (!points.empty()) {
-        for (const auto& other : use.others) {
-            if (!mountPoints(other).empty()) steps.mountWhole(other.bsdName);
+        for (std::size_t i = 0; i < use.others.size(); ++i) {
+            if (mountPoints(use.others[i]).empty()) continue;
+            if (steps.mountBackAt && i < use.otherLUNs.size()) {
+                steps.mountBackAt(location, use.otherLUNs[i]);
+            } else {
+                steps.mountWhole(use.others[i].bsdName);
+            }
         }
     }
     if (outcome) return std::move(*outcome);
@@ -513,6 +521,24 @@ std::vector<std::string> holderLines(const std::vector<platform::FileHolder>& ho
     return lines;
 }
 
+namespace {
+
+// The drive at that USB location on that LUN, from a fresh look. Behind one interface
+// every LUN shares the location; without sysfs, the location alone tells.
+std::optional<Drive> driveAt(const Machine& machine, std::uint32_t location, std::uint8_t lun) {
+    for (auto& drive : machine.externalDrives()) {
+        if (!drive.usb || drive.usb->locationID != location) continue;
+        if (machine.sysfs != nullptr) {
+            const auto disks = USBInterface::of(drive.bsdName, *machine.sysfs);
+            if (disks && disks->target.lun != lun) continue;
+        }
+        return std::move(drive);
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
 USBSteps steps(const Machine& machine) {
     USBSteps s;
     s.isRoot = [&machine] { return machine.usb.privileged(); };
@@ -547,6 +573,8 @@ USBSteps steps(const Machine& machine) {
                 for (auto& reason : captureBlockers(*other)) {
                     use.refusals.push_back(fill(unsafeSentence, {reason}) + " (/dev/" + other->bsdName + ")");
                 }
+                const auto where = USBInterface::of(other->bsdName, sysfs);
+                use.otherLUNs.push_back(where ? where->target.lun : 0);
                 use.others.push_back(*other);
             }
             for (const auto& holder : USBInterface::holders(found->disks, sysfs)) {
@@ -581,24 +609,25 @@ USBSteps steps(const Machine& machine) {
     s.waitForReturn = [&machine](std::uint32_t location, std::uint8_t lun, int expected,
                                  const Log& log) {
         ReturnWatch watch;
-        watch.find = [&machine, lun](std::uint32_t wanted) -> std::optional<Drive> {
-            for (auto& drive : machine.externalDrives()) {
-                if (!drive.usb || drive.usb->locationID != wanted) continue;
-                // Behind one interface every LUN shares the location: the checked disk
-                // is the one on its own LUN. Without sysfs, the location alone tells.
-                if (machine.sysfs != nullptr) {
-                    const auto disks = USBInterface::of(drive.bsdName, *machine.sysfs);
-                    if (disks && disks->target.lun != lun) continue;
-                }
-                return std::move(drive);
-            }
-            return std::nullopt;
-        };
+        watch.find = [&machine, lun](std::uint32_t wanted) { return driveAt(machine, wanted, lun); };
         watch.mountWhole = [&machine](const std::string& disk) { machine.volumes.mountWhole(disk); };
         watch.clock = &machine.clock;
         watch.sleep = machine.sleep;
         watch.interrupted = machine.interrupted;
         waitForReturn(location, expected, returnTimeout, log, watch);
+    };
+    s.mountBackAt = [&machine](std::uint32_t location, std::uint8_t lun) {
+        const auto deadline = machine.clock.steadyNow() +
+                              std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                  std::chrono::duration<double>(otherDiskGraceSeconds));
+        while (true) {
+            if (const auto drive = driveAt(machine, location, lun)) {
+                machine.volumes.mountWhole(drive->bsdName);
+                return;
+            }
+            if (machine.clock.steadyNow() >= deadline) return;
+            machine.sleep(pollSeconds);
+        }
     };
     s.interrupted = machine.interrupted;
     return s;

@@ -96,6 +96,9 @@ struct InterfaceUse {
     platform::USBTarget target;
     /// The other disks (LUNs) behind the interface, which go away with the drive.
     std::vector<Drive> others;
+    /// The LUN of each of `others`, in the same order: after the capture the kernel may
+    /// give them each other's names, so only the LUN says which came back as which.
+    std::vector<std::uint8_t> otherLUNs;
     /// Sentences refusing the check before anything is unmounted: stacked LUKS, LVM, md
     /// or other device-mapper devices, swap, and unsafe reasons of the other disks.
     std::vector<std::string> refusals;
@@ -126,6 +129,10 @@ struct USBSteps {
     std::function<void(std::uint32_t locationID, std::uint8_t lun, int expectedVolumes,
                        const Log& log)>
         waitForReturn;
+    /// After the drive is back: waits a little for the disk on `lun` at that location to
+    /// be back too, under whatever name it has now, and mounts back what the check
+    /// unmounted of it.
+    std::function<void(std::uint32_t locationID, std::uint8_t lun)> mountBackAt;
     /// True once the user asked to stop: no further command goes to the drive, which is
     /// given back and the sequence ends. Before the capture, nothing more is taken and
     /// what was unmounted is mounted again. Never, when absent.

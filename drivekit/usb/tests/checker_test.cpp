@@ -394,8 +394,12 @@ protected:
             Checker::InterfaceUse use;
             use.target = platform::USBTarget{location, 2, 7, 0, 1};
             use.others = {other};
+            use.otherLUNs = {0};
             use.refusals = refusalsBefore;
             return use;
+        };
+        s.mountBackAt = [this](std::uint32_t at, std::uint8_t lun) {
+            calls.push_back("mount back " + std::to_string(at) + " LUN " + std::to_string(lun));
         };
         s.exclusiveUse = [this](const Lines& disks) {
             calls.push_back("exclusive " + std::to_string(disks.size()));
@@ -421,9 +425,10 @@ TEST_F(CardReader, UnmountsEveryCardAndReadsTheDrivesOwnLUN) {
                             [](std::uint8_t lun) { return lun == 1; }));
     EXPECT_EQ(calls, (Lines{"holders 4", "unmount sdb", "unmount dm-1", "unmount dm-3", "unmount sdc",
                             "exclusive 2", "capture", "wait " + std::to_string(location) + " 3",
-                            "mount sdc"}));
+                            "mount back " + std::to_string(location) + " LUN 0"}));
     EXPECT_EQ(log.front(), "The same USB connection carries /dev/sdc, which goes away during the check too.");
-    // The wait looks for the checked card, not whichever comes back first at the location.
+    // The wait looks for the checked card, not whichever comes back first at the location,
+    // and the other card is mounted back by its LUN, not by a name it may have lost.
     EXPECT_EQ(waitedOnLUN, std::uint8_t{1});
 }
 
