@@ -51,6 +51,8 @@ int exitFor(const Checker::Failure& failure) {
             if (failure.capture.kind == CaptureFailure::Kind::notRoot) return exitNoPermission;
             if (failure.capture.kind == CaptureFailure::Kind::deviceNotFound) return exitNoDevice;
             return exitReadFailed;
+        case Kind::asleep:
+            return exitAsleep;
         case Kind::busy:
         case Kind::inUse:
         case Kind::backupRunning:
@@ -131,7 +133,7 @@ void StopOnSignals::endBySignal() {
 }
 
 std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& machine,
-                                                std::ostream& err) {
+                                                std::ostream& err, bool wake) {
     CapturePlatform* capture = machine.capture;
     if (!capture || !machine.mounts || !machine.probe || !machine.clock) {
         err << "vantrel: " << dev(name) << ": this computer offers no way to take over USB devices.\n";
@@ -175,6 +177,7 @@ std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& 
         }
     };
     Checker::USBSteps steps = Checker::steps(checkerMachine);
+    steps.wake = wake;
     steps.capture = [take = steps.capture, &log](const platform::USBTarget& target) {
         auto taken = take(target);
         if (taken) describeCapture(**taken, log);
@@ -202,7 +205,7 @@ std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& 
 
 std::variant<ATALiveReading, int> readATADrive(std::string_view name, Machine& machine,
                                                std::ostream& err, bool capture, bool wake) {
-    if (capture) return readByCapture(name, machine, err);
+    if (capture) return readByCapture(name, machine, err, wake);
     // The live path's sentence is held back until it is known whether the capture takes
     // over: a refusal it can get around is no error of the check.
     std::ostringstream live;
@@ -212,7 +215,7 @@ std::variant<ATALiveReading, int> readATADrive(std::string_view name, Machine& m
     if (refused && machine.capture && scsiDiskDrive(name, machine.sysfs).transport == Transport::usb) {
         err << "The enclosure of " << dev(name)
             << " doesn't pass health requests through Linux's driver; reading it directly.\n";
-        return readByCapture(name, machine, err);
+        return readByCapture(name, machine, err, wake);
     }
     err << live.str();
     return read;

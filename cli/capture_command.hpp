@@ -46,9 +46,10 @@ public:
 };
 
 /// Reads a USB drive by capture. Exit 4 for a drive that isn't on USB or can't be read
-/// that way, 5 without root, 6 when the sequence failed; the sentence on `err`.
+/// that way, 5 without root, 6 when the sequence failed, 7 when the drive was found
+/// asleep and `wake` isn't set; the sentence on `err`.
 std::variant<ATALiveReading, int> readByCapture(std::string_view name, Machine& machine,
-                                                std::ostream& err);
+                                                std::ostream& err, bool wake);
 
 /// The way `check` reads a SATA or USB disk: live through the kernel, and for a USB drive
 /// whose enclosure refuses that, by capture; by capture at once when `capture` is set.

@@ -1,5 +1,7 @@
 #include "drivekit/usb/checker.hpp"
 
+#include "drivekit/health/power_mode.hpp"
+
 #include <algorithm>
 #include <initializer_list>
 #include <set>
@@ -9,6 +11,7 @@
 #include "drivekit/discovery/bridge.hpp"
 #include "drivekit/discovery/discovery.hpp"
 #include "drivekit/health/ata_smart_lib.hpp"
+#include "drivekit/health/power_mode.hpp"
 #include "drivekit/health/report.hpp"
 #include "drivekit/health/sat_non_data.hpp"
 #include "drivekit/usb/usb_interface.hpp"
@@ -43,6 +46,9 @@ constexpr std::string_view enclosureRefusesSentence =
     "This enclosure doesn't pass health requests through to the drive.";
 constexpr std::string_view interruptedSentence = "Interrupted.";
 constexpr std::string_view stillMountedPrefix = "Still mounted after unmounting: ";
+constexpr std::string_view asleepSentence =
+    "The drive is asleep, and Vantrel doesn't wake a sleeping disk to read it. It was given "
+    "back without being woken.";
 
 // Progress lines.
 constexpr std::string_view unmountingLine = "Unmounting %s…";
@@ -213,6 +219,22 @@ std::optional<Bytes> readLog(SCSIDrive& drive, SAT::Variant variant, std::uint8_
 // hands the sense over with the command; on a captured Bulk-Only device the command ends
 // in a failed status and the sense must be asked for, in descriptor format, which is the
 // one that holds the registers.
+// Through a bridge, an answer that ends in CHECK CONDITION leaves its registers in the
+// sense data that REQUEST SENSE fetches next. A drive that answers neither form is read
+// as an awake one.
+std::optional<PowerMode> powerMode(SCSIDrive& drive) {
+    for (const auto variant : SAT::attemptOrder) {
+        auto answer = drive.command(SAT::checkPowerMode(variant), 0, commandTimeout);
+        if (!answer) answer = drive.command(requestSense, senseBytes, commandTimeout);
+        if (!answer) {
+            if (drive.stoppedAnswering()) return std::nullopt;
+            continue;
+        }
+        if (auto mode = PowerModes::fromAnswer(*answer)) return mode;
+    }
+    return std::nullopt;
+}
+
 SMARTStatus smartStatus(SCSIDrive& drive, SAT::Variant variant) {
     auto answer = drive.command(SAT::smartReturnStatus(variant), 0, commandTimeout);
     if (!answer) answer = drive.command(requestSense, senseBytes, commandTimeout);
@@ -263,6 +285,12 @@ Failure Failure::inUseBy(std::vector<std::string> sentences) {
     return failure;
 }
 
+Failure Failure::asleepDrive() {
+    Failure failure;
+    failure.kind = Kind::asleep;
+    return failure;
+}
+
 Failure Failure::captureFailed(CaptureFailure why) {
     Failure failure;
     failure.kind = Kind::capture;
@@ -286,6 +314,8 @@ std::string Failure::text() const {
             return capture.text();
         case Kind::inUse:
             return detail;
+        case Kind::asleep:
+            return std::string(asleepSentence);
     }
     return detail;
 }
@@ -382,7 +412,12 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
     } else {
         CapturedUSBDrive& capture = **captured;
         StopAware guarded(capture, steps.interrupted);
-        outcome = readHealth(guarded, drive, log);
+        // CHECK POWER MODE is the one ATA command that doesn't spin a disk up.
+        if (!steps.wake && powerMode(guarded) == PowerMode::standby) {
+            outcome = Unexpected(Failure::asleepDrive());
+        } else {
+            outcome = readHealth(guarded, drive, log);
+        }
         // A read cut short says why it ended, not what the missing answers would suggest.
         if (!*outcome && stopRequested(steps)) outcome = Unexpected(interruptedFailure());
         log(PlatformWords::forLinux(givingBackLine));

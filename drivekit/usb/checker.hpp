@@ -52,6 +52,7 @@ struct Failure {
         unmount,        // unmount: the volume layer's failure
         capture,        // capture: the capture's failure
         inUse,          // detail: one sentence per use that only its user can end
+        asleep,         // the drive was in standby and was given back without waking it
     };
     Kind kind = Kind::unsupported;
     std::vector<std::string> reasons;
@@ -66,6 +67,7 @@ struct Failure {
     static Failure unmountFailed(platform::UnmountFailure failure);
     static Failure captureFailed(CaptureFailure failure);
     static Failure inUseBy(std::vector<std::string> sentences);
+    static Failure asleepDrive();
 
     std::string text() const;
 };
@@ -137,6 +139,9 @@ struct USBSteps {
     /// given back and the sequence ends. Before the capture, nothing more is taken and
     /// what was unmounted is mounted again. Never, when absent.
     std::function<bool()> interrupted;
+    /// Read a drive found in standby all the same. Without it, a sleeping drive is asked
+    /// nothing that would spin it up, and the check ends `asleep`.
+    bool wake = false;
 };
 
 /// The clauses against taking the drive over, in their fixed order; empty for a drive

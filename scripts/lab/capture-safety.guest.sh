@@ -1,8 +1,9 @@
 #!/bin/sh
 # Guest side of the capture's safety checks, on a Bulk-Only reader with two LUNs (QEMU's
 # usb-bot with two scsi-hd, 32 MB on LUN 0 and 16 MB on LUN 1): checking one LUN while the
-# other is mounted, swap on a LUN, a SIGHUP and a closed pipe mid-capture, a link put in
-# place of a mount folder while the drive is held, and vfat options kept on mount-back.
+# other is mounted, swap or an unlocked encrypted volume on a LUN, a SIGHUP and a closed
+# pipe mid-capture, a link put in place of a mount folder while the drive is held, and vfat
+# options kept on mount-back.
 . /hwlab/lib.sh
 
 d0=$(hwlab_disk_of usb-bot)
@@ -55,6 +56,20 @@ vantrel check --capture "$d0" 2>&1; echo "rc=$?"
 echo "driver=$(driver)"
 swapoff "/dev/$d1"
 mkdosfs -n CARDB "/dev/$d1" >/dev/null
+mount "/dev/$d1" /media/lab/CARDB
+echo "LAB-END rc=0"
+
+# An unlocked encrypted volume with nothing mounted on it: the mapping is made the way
+# cryptsetup makes a LUKS2 one (a dm-crypt table under a CRYPT-LUKS2 uuid), since the
+# guest has dmsetup but no cryptsetup.
+echo "LAB-BEGIN safety-luks"
+umount /media/lab/CARDB
+key=$(head -c 32 /dev/urandom | od -An -tx1 | tr -d ' \n')
+dmsetup create --noudevsync -u "CRYPT-LUKS2-5c1e0000000000000000000000000000-luks-lab" luks-lab \
+  --table "0 $(cat /sys/block/$d1/size) crypt aes-xts-plain64 $key 0 /dev/$d1 0" && echo "mapped=yes"
+vantrel check --capture "$d0" 2>&1; echo "rc=$?"
+echo "driver=$(driver)"
+dmsetup remove --noudevsync luks-lab
 mount "/dev/$d1" /media/lab/CARDB
 echo "LAB-END rc=0"
 

@@ -673,6 +673,10 @@ def capture_safety_checks(name, found, tap):
     text = found.get("safety-swap", ("", 0))[0]
     tap.check(re.search(r"is in use as swap\. Turn it off first \(`swapoff /dev/\S+`\)", text) is not None
               and "Taking over" not in text, f"{name}: active swap on the other LUN refuses the check", text[-400:])
+    text = found.get("safety-luks", ("", 0))[0]
+    tap.check("mapped=yes" in text and "holds the unlocked encrypted volume luks-lab" in text
+              and "Taking over" not in text and "driver=usb-storage" in text,
+              f"{name}: an unlocked encrypted volume on the other LUN refuses the check", text[-400:])
     text = found.get("safety-pipe", ("", 0))[0]
     tap.check("driver=usb-storage" in text, f"{name}: `check 2>&1 | head -n 2` leaves the disk with its driver", text[-300:])
     text = found.get("safety-hup", ("", 0))[0]

@@ -95,6 +95,7 @@ fi
 # SIGHUP, a link swapped in for the mount folder, vfat options on mount-back.
 truncate -s 16M "$work/lun1.img"
 scenario capture-safety capture-safety.guest.sh -d usb-bot -M vfat -M nls_cp437 -M nls_ascii \
+  -M dm_crypt -M xts -f "$(command -v dmsetup)" \
   -q -drive -q "file=$work/lun1.img,if=none,id=lun1,format=raw" \
   -q -device -q "scsi-hd,bus=ubot.0,lun=1,drive=lun1,vendor=HWLAB,product=BOT LUN1"
 

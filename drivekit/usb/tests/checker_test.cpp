@@ -102,6 +102,23 @@ TEST_F(Sequence, ReadsTheDriveAndGivesEverythingBack) {
     EXPECT_EQ(enclosure.disk.writeAttempts, 0);
 }
 
+TEST_F(Sequence, ASleepingDriveIsGivenBackUnwokenUnlessAskedToWake) {
+    enclosure.disk.standby = true;
+    const auto asleep = run(usbDrive());
+    ASSERT_FALSE(asleep);
+    EXPECT_EQ(asleep.error().kind, Checker::Failure::Kind::asleep);
+    EXPECT_EQ(enclosure.disk.wakeUps, 0);
+    // Given back and waited for, the volumes mounted again, as after a reading.
+    EXPECT_EQ(calls.back(), "wait " + std::to_string(location) + " 3");
+    EXPECT_TRUE(enclosure.driverAttached);
+
+    Checker::USBSteps waking = steps();
+    waking.wake = true;
+    const auto read = Checker::check(usbDrive(), waking, [](const std::string&) {});
+    ASSERT_TRUE(read) << read.error().text();
+    EXPECT_EQ(enclosure.disk.wakeUps, 1);
+}
+
 TEST_F(Sequence, RefusesWhatItMustNotTouchBeforeTouchingAnything) {
     Drive unsafe = usbDrive();
     unsafe.isRAIDMember = true;

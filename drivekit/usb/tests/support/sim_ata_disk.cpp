@@ -164,6 +164,16 @@ SimATADisk::Reply SimATADisk::ataPassThrough(ByteView cdb) {
         lastSense_ = reply.sense;
         return reply;
     };
+    if (command == 0xE5) {  // CHECK POWER MODE: the count register tells
+        Bytes sense = ataRegisterSense(0x01, 0x1D, 0x00, 0x50, 0x00, 0x00);
+        sense[13] = standby ? 0x00 : 0xFF;
+        lastSense_ = sense;
+        return Reply{checkCondition, {}, sense};
+    }
+    if (standby) {
+        standby = false;
+        ++wakeUps;
+    }
     if (command == 0xEC) return good(identifyPage());
     if (command != 0xB0) return aborted();
     if (lbaMid != 0x4F || lbaHigh != 0xC2) return aborted();

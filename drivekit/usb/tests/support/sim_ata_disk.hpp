@@ -60,6 +60,9 @@ public:
     std::set<std::uint64_t> unreadable;
     /// SMART RETURN STATUS says a threshold is exceeded.
     bool thresholdExceeded = false;
+    /// Spun down: CHECK POWER MODE says so, and any other ATA command wakes the drive.
+    bool standby = false;
+    int wakeUps = 0;
 
     Reply execute(ByteView cdb);
 
