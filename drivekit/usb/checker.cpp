@@ -47,8 +47,8 @@ constexpr std::string_view enclosureRefusesSentence =
 constexpr std::string_view interruptedSentence = "Interrupted.";
 constexpr std::string_view stillMountedPrefix = "Still mounted after unmounting: ";
 constexpr std::string_view asleepSentence =
-    "The drive is asleep, and Vantrel doesn't wake a sleeping disk to read it. It was given "
-    "back without being woken.";
+    "The drive is asleep, and Vantrel doesn't wake a sleeping disk to read it: it was given "
+    "back unread.";
 
 // Progress lines.
 constexpr std::string_view unmountingLine = "Unmounting %s…";

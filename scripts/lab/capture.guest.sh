@@ -71,6 +71,21 @@ if [ -n "$bridge" ]; then
   echo "LAB-BEGIN bridge-fallback-json"; vantrel check "$bridge" --json=report 2>/tmp/fallback.err; rc=$?
   echo "LAB-END rc=$rc"; with_stderr bridge-fallback-progress cat /tmp/fallback.err
   bridge=$(disk_back usbredir0)
+  # Asleep behind a bridge the kernel won't pass requests through: the capture asks the
+  # drive whether it sleeps and nothing else, and gives it back. Once given back, the
+  # kernel's own scan of the partition table reads the disk (after usb-storage's 1 s
+  # delay), which wakes it as it would any drive: the count is taken before that.
+  hwlab_host satbridge-standby on >/dev/null
+  echo "LAB-WOKEN capture-before $(hwlab_host satbridge-woken)"
+  vantrel check "$bridge" >/tmp/asleep.out 2>&1 &
+  pid=$!
+  i=0
+  while [ $i -lt 240 ] && ! grep -q "Giving the device back" /tmp/asleep.out; do sleep 0.25; i=$((i + 1)); done
+  echo "LAB-WOKEN capture-given-back $(hwlab_host satbridge-woken)"
+  wait $pid; rc=$?
+  echo "LAB-BEGIN bridge-asleep"; cat /tmp/asleep.out; echo "LAB-END rc=$rc"
+  hwlab_host satbridge-standby off >/dev/null
+  bridge=$(disk_back usbredir0)
   # Now without the quirk: the kernel passes the requests on, and the live path reads the
   # same drive.
   echo "" >/sys/module/usb_storage/parameters/quirks

@@ -603,6 +603,14 @@ def capture_checks(name, found, tap):
         tap.check("disk=none" not in back_text and bool(drivers) and all(drivers),
                   f"{name}/kill: the next vantrel start gives the driver back and the disk returns",
                   back_text[:300])
+    if "bridge-asleep" in found:
+        text, rc = found["bridge-asleep"]
+        woken = dict(re.findall(r"^LAB-WOKEN (capture-\S+) (\d+)", LOG, re.M))
+        tap.check(rc == 7 and "asleep" in text and "Giving the device back" in text
+                  and woken.get("capture-before") is not None
+                  and woken.get("capture-before") == woken.get("capture-given-back"),
+                  f"{name}/bridge: a sleeping drive is given back by the capture without waking it",
+                  f"rc={rc} woken {woken} {text[-300:]}")
     if "bridge-fallback-json" in found:
         tap.check(found.get("bridge-smartctl-refused", ("", 0))[1] != 0,
                   f"{name}/bridge: the kernel refuses pass-through (smartctl -d sat fails)")
