@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -104,6 +105,28 @@ std::vector<std::string> mappedFiles(const std::filesystem::path& maps) {
     return files;
 }
 
+// The entries of a folder of /proc, which may vanish under the walk (a process that
+// ends): never an exception, only the entries that could be read.
+std::vector<std::filesystem::path> entriesOf(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::path> entries;
+    std::error_code error;
+    std::filesystem::directory_iterator it(folder, error);
+    for (; !error && it != std::filesystem::directory_iterator(); it.increment(error)) {
+        entries.push_back(it->path());
+    }
+    return entries;
+}
+
+// A process's number from its folder's name; nothing for "self", "sys" or a number no
+// pid can be.
+std::optional<int> pidOf(const std::string& name) {
+    int pid = 0;
+    const char* end = name.data() + name.size();
+    const auto [stop, error] = std::from_chars(name.data(), end, pid);
+    if (error != std::errc() || stop != end || pid <= 0) return std::nullopt;
+    return pid;
+}
+
 std::optional<FileHolder> holderOf(const std::filesystem::path& process, int pid,
                                    const std::vector<std::string>& points) {
     // The whole line: a name may hold blanks ("Web Content").
@@ -113,9 +136,8 @@ std::optional<FileHolder> holderOf(const std::filesystem::path& process, int pid
     if (auto cwd = linkTarget(process / "cwd"); cwd && underAny(*cwd, points)) {
         return FileHolder{pid, command, *cwd, true};
     }
-    std::error_code error;
-    for (const auto& fd : std::filesystem::directory_iterator(process / "fd", error)) {
-        if (auto file = linkTarget(fd.path()); file && underAny(*file, points)) {
+    for (const auto& fd : entriesOf(process / "fd")) {
+        if (auto file = linkTarget(fd); file && underAny(*file, points)) {
             return FileHolder{pid, command, *file, false};
         }
     }
@@ -350,11 +372,10 @@ LinuxFileHolders::LinuxFileHolders(std::filesystem::path proc) : proc_(std::move
 std::vector<FileHolder> LinuxFileHolders::holding(const std::vector<std::string>& mountPoints) const {
     std::vector<FileHolder> holders;
     if (mountPoints.empty()) return holders;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(proc_, error)) {
-        const std::string name = entry.path().filename().string();
-        if (name.empty() || !std::all_of(name.begin(), name.end(), ::isdigit)) continue;
-        if (auto holder = holderOf(entry.path(), std::stoi(name), mountPoints)) {
+    for (const auto& entry : entriesOf(proc_)) {
+        const auto pid = pidOf(entry.filename().string());
+        if (!pid) continue;
+        if (auto holder = holderOf(entry, *pid, mountPoints)) {
             holders.push_back(std::move(*holder));
         }
     }

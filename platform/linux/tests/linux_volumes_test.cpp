@@ -214,6 +214,9 @@ TEST(FileHolders, NamesEachProcessByItsFirstHoldOnTheVolume) {
         << "7f20-7f30 r--p 00000000 08:11 13 /media/lab/song.flac (deleted)\n";
     fs::create_symlink("/media/laboratory/x", process(500, "other") / "cwd");
     fs::create_directories(proc / "self");
+    // Names no pid can be: skipped, never an exception out of the scan.
+    fs::create_directories(proc / "99999999999999999999");
+    fs::create_directories(proc / "0");
 
     const LinuxFileHolders holders(proc);
     const auto held = holders.holding({"/media/lab"});
