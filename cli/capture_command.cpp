@@ -53,7 +53,6 @@ int exitFor(const Checker::Failure& failure) {
             return exitReadFailed;
         case Kind::busy:
         case Kind::inUse:
-        case Kind::backupRunning:
         case Kind::unmount:
             break;
     }

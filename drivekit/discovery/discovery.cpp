@@ -43,7 +43,6 @@ constexpr std::array<std::string_view, 20> genericNameWords{
     "disk box",      "mass storage", "generic",     "jmicron",     "asmedia",
     "realtek",       "via labs",     "ugreen",      "orico",       "sabrent",
     "unknown drive", "sata bridge",  "sdxc reader", "card reader", "reader"};
-constexpr std::array<std::string_view, 3> plainRoles{"Data", "User", "Backup"};
 constexpr std::array<std::string_view, 4> defaultCardNames{"NO NAME", "UNTITLED", "Untitled",
                                                            "NONAME"};
 // Where desktops and users mount removable volumes; they stand for the other platform's
@@ -897,11 +896,7 @@ DisplayName displayName(const Drive& drive) {
 
     std::vector<const Volume*> plain;
     for (const auto& volume : drive.volumes) {
-        if (!volume.name || volume.name->empty()) continue;
-        if (std::all_of(volume.roles.begin(), volume.roles.end(),
-                        [](const std::string& role) { return contains(plainRoles, role); })) {
-            plain.push_back(&volume);
-        }
+        if (volume.name && !volume.name->empty()) plain.push_back(&volume);
     }
     for (const auto* volume : plain) {
         if (isUserMountPoint(volume->mountPoint)) return {*volume->name, false};
