@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <vector>
 
-#include "drivekit/core/platform_words.hpp"
 #include "drivekit/core/text.hpp"
 #include "drivekit/health/bridge_words.hpp"
 #include "drivekit/health/placeholders.hpp"
 #include "drivekit/health/report.hpp"
+#include "drivekit/health/sentences.hpp"
 #include "drivekit/health/wording.hpp"
 
 namespace app {
@@ -16,63 +16,7 @@ using namespace drivekit;
 
 namespace {
 
-struct OwnTitle {
-    static constexpr std::string_view healthy = "Your SSD is healthy.";
-    static constexpr std::string_view warning = "Your SSD needs care.";
-    static constexpr std::string_view failing = "Your SSD needs attention.";
-    static constexpr std::string_view failed = "Your SSD has failed.";
-    static constexpr std::string_view readOnly = "Your SSD is read-only.";
-};
-
-struct LineWords {
-    static constexpr std::string_view keepBackups = "Keep your backups current.";
-    static constexpr std::string_view lifeUsed = "It has used %@ of its rated life.";
-    static constexpr std::string_view lifeLeft = "It has %@ of its rated life left.";
-    static constexpr std::string_view atCurrentUsage = "%@ at your current usage.";
-    static constexpr std::string_view nothingToDo = "Nothing to do.";
-    static constexpr std::string_view unreadable =
-        "Vantrel couldn't read this drive's health data.";
-};
-
-struct LimitedWords {
-    static constexpr std::string_view usbNVMeBridge =
-        "Its enclosure has an NVMe bridge, and Vantrel reads health over USB from SATA drives "
-        "only.";
-    static constexpr std::string_view usbCheck =
-        "Check health reads it over USB: Vantrel borrows the drive for a few seconds.";
-    static constexpr std::string_view notReported = "macOS doesn't report this drive's health.";
-    static constexpr std::string_view stillTracks =
-        "Vantrel still tracks its read and write errors.";
-    static constexpr std::string_view asleep =
-        "The drive is asleep, and Vantrel doesn't wake a sleeping disk to read it.";
-    static constexpr std::string_view sdCard =
-        "Vantrel tracks its read and write errors, its speed and its free space.";
-};
-
-struct SourceWords {
-    static constexpr std::string_view connectedThrough = "Connected over USB through its %@.";
-    static constexpr std::string_view connected = "Connected over USB.";
-    static constexpr std::string_view untilYouRunIt =
-        "Until you run it, Vantrel watches macOS's error counters for this drive, along with its "
-        "speed and free space.";
-    static constexpr std::string_view instead =
-        "Instead, Vantrel watches macOS's error counters for this drive, along with its speed and "
-        "free space.";
-    static constexpr std::string_view watches =
-        "Vantrel watches macOS's error counters for this drive, along with its speed and free "
-        "space.";
-    static constexpr std::string_view sdCard =
-        "The card in the Mac's built-in SD reader. SD cards don't share health data with the Mac, "
-        "so Vantrel watches macOS's error counters for it, along with its speed and free space.";
-    static constexpr std::string_view hiddenUSB =
-        "This enclosure doesn’t report the drive’s model, so Vantrel names it after its volume.";
-    static constexpr std::string_view hidden =
-        "This drive doesn’t report its model, so Vantrel names it after its volume.";
-};
-
-std::string onLinux(std::string_view sentence) {
-    return PlatformWords::forLinux(sentence);
-}
+using namespace drivekit::Sentences;
 
 std::string joined(const std::vector<std::string>& sentences) {
     std::string text;
@@ -87,15 +31,15 @@ std::string limitedUSBSource(const Drive& drive, bool usbCheckAvailable) {
     const auto bridge = enclosureBridge(drive);
     std::string text =
         bridge && bridge->sentenceName
-            ? fillPlaceholders(SourceWords::connectedThrough, {*bridge->sentenceName})
-            : std::string(SourceWords::connected);
+            ? fillPlaceholders(ReadSource::pageConnectedThrough, {*bridge->sentenceName})
+            : std::string(ReadSource::pageConnected);
     text += ' ';
     if (bridge && bridge->isNVMe) {
-        text += onLinux(SourceWords::instead);
+        text += ReadSource::pageInstead;
     } else if (usbCheckAvailable) {
-        text += onLinux(SourceWords::untilYouRunIt);
+        text += ReadSource::pageUntilYouRunIt;
     } else {
-        text += onLinux(SourceWords::watches);
+        text += ReadSource::pageWatches;
     }
     return text;
 }
@@ -114,9 +58,9 @@ std::string sourceSentence(const Drive& drive, ReadMethod method, bool usbCheckA
         case Transport::usb:
             return limitedUSBSource(drive, usbCheckAvailable);
         case Transport::sdCard:
-            return onLinux(SourceWords::sdCard);
+            return std::string(ReadSource::pageSDCard);
         default:
-            return onLinux(SourceWords::watches);
+            return std::string(ReadSource::pageWatches);
     }
 }
 
@@ -158,13 +102,13 @@ std::string title(Tier tier, DriveKind kind, bool readOnly) {
     if (kind == DriveKind::internalSSD) {
         switch (tier) {
             case Tier::healthy:
-                return std::string(OwnTitle::healthy);
+                return std::string(Title::ownHealthy);
             case Tier::warning:
-                return std::string(OwnTitle::warning);
+                return std::string(Title::ownWarning);
             case Tier::failing:
-                return std::string(OwnTitle::failing);
+                return std::string(Title::ownFailing);
             case Tier::failed:
-                return std::string(readOnly ? OwnTitle::readOnly : OwnTitle::failed);
+                return std::string(readOnly ? Title::ownReadOnly : Title::ownFailed);
             case Tier::watch:
             case Tier::limited:
                 break;
@@ -178,50 +122,50 @@ std::string line(Tier tier, std::optional<int> lifeUsed, std::optional<int> life
                  const Locale& locale) {
     if (const auto worst = worstFinding(findings)) {
         if (tier == Tier::watch)
-            return joined({worst->message, std::string(LineWords::keepBackups)});
+            return joined({worst->message, std::string(Line::keepBackups)});
         if (tier != Tier::healthy) return worst->message;
     }
     std::vector<std::string> sentences;
     if (lifeUsed) {
         sentences.push_back(
-            fillPlaceholders(LineWords::lifeUsed, {LocalFormat::percent(*lifeUsed, locale)}));
+            fillPlaceholders(Line::lifeUsed, {LocalFormat::percent(*lifeUsed, locale)}));
     } else if (lifeLeft) {
         sentences.push_back(
-            fillPlaceholders(LineWords::lifeLeft, {LocalFormat::percent(*lifeLeft, locale)}));
+            fillPlaceholders(Line::lifeLeft, {LocalFormat::percent(*lifeLeft, locale)}));
     }
     if (forecast) {
-        sentences.push_back(fillPlaceholders(LineWords::atCurrentUsage,
+        sentences.push_back(fillPlaceholders(Line::atCurrentUsage,
                                              {LifeForecast::headline(*forecast, locale)}));
     }
-    if (tier == Tier::healthy) sentences.emplace_back(LineWords::nothingToDo);
+    if (tier == Tier::healthy) sentences.emplace_back(Line::nothingToDo);
     if (!sentences.empty()) return joined(sentences);
 
     for (const auto& finding : findings) {
         if (finding.verdict == Verdict::unknown) return finding.message;
     }
-    return std::string(LineWords::unreadable);
+    return std::string(Line::unreadable);
 }
 
 std::string limitedLine(DriveKind kind, bool usbNVMeBridge, bool asleep) {
-    if (kind == DriveKind::sdCard) return std::string(LimitedWords::sdCard);
-    if (asleep) return joined({std::string(LimitedWords::asleep), std::string(LimitedWords::stillTracks)});
+    if (kind == DriveKind::sdCard) return std::string(Limited::pageSDCard);
+    if (asleep) return joined({std::string(Limited::pageAsleep), std::string(Limited::pageStillTracks)});
     std::string reason;
     if (kind == DriveKind::usb) {
         // A system without the hand-over can't arise here: the USB check goes straight from
         // unmounting to the capture.
-        reason = usbNVMeBridge ? LimitedWords::usbNVMeBridge : LimitedWords::usbCheck;
+        reason = usbNVMeBridge ? Limited::pageNVMeBridge : Limited::pageUSBCheck;
     } else {
-        reason = onLinux(LimitedWords::notReported);
+        reason = Limited::pageNotReported;
     }
-    return joined({reason, std::string(LimitedWords::stillTracks)});
+    return joined({reason, std::string(Limited::pageStillTracks)});
 }
 
 std::string readSource(const Drive& drive, ReadMethod method, bool modelHidden,
                        bool usbCheckAvailable) {
     std::vector<std::string> sentences;
     if (modelHidden) {
-        sentences.emplace_back(drive.transport == Transport::usb ? SourceWords::hiddenUSB
-                                                                 : SourceWords::hidden);
+        sentences.emplace_back(drive.transport == Transport::usb ? ReadSource::pageHiddenUSB
+                                                                 : ReadSource::pageHidden);
     }
     sentences.push_back(sourceSentence(drive, method, usbCheckAvailable));
     return joined(sentences);

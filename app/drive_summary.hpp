@@ -39,8 +39,6 @@ struct VolumeInfo {
     std::string name;
     std::string mountPoint;
     std::optional<std::string> fileSystem;
-    /// Always false on Linux, which has no such backup volumes.
-    bool isTimeMachine = false;
     std::optional<FreeSpace> space;
 
     drivekit::json::Object toJSON() const;

@@ -64,7 +64,6 @@ json::Object VolumeInfo::toJSON() const {
     object["name"] = name;
     object["mountPoint"] = mountPoint;
     json::putOptional(object, "fileSystem", fileSystem);
-    object["isTimeMachine"] = isTimeMachine;
     if (space) object["space"] = space->toJSON();
     return object;
 }
@@ -72,10 +71,9 @@ json::Object VolumeInfo::toJSON() const {
 std::optional<VolumeInfo> VolumeInfo::fromJSON(const json::Object& object) {
     auto name = field::text(object, "name");
     auto mountPoint = field::text(object, "mountPoint");
-    const auto isTimeMachine = field::boolean(object, "isTimeMachine");
-    if (!name || !mountPoint || !isTimeMachine) return std::nullopt;
+    // Files of earlier builds also hold "isTimeMachine", always false on Linux: ignored.
+    if (!name || !mountPoint) return std::nullopt;
     return VolumeInfo{std::move(*name), std::move(*mountPoint), field::text(object, "fileSystem"),
-                      *isTimeMachine,
                       optionalRecord<FreeSpace>(object, "space", &FreeSpace::fromJSON)};
 }
 

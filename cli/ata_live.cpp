@@ -9,7 +9,6 @@
 #include "cli/exit_codes.hpp"
 #include "cli/report_text.hpp"
 #include "cli/scsi_disks.hpp"
-#include "drivekit/core/platform_words.hpp"
 #include "drivekit/core/text.hpp"
 #include "drivekit/health/health_rules.hpp"
 #include "drivekit/health/report_json.hpp"

@@ -55,7 +55,6 @@ int exitFor(const Checker::Failure& failure) {
             return exitAsleep;
         case Kind::busy:
         case Kind::inUse:
-        case Kind::backupRunning:
         case Kind::unmount:
             break;
     }

@@ -75,7 +75,7 @@ TEST(SummaryWording, WatchWithoutARatedFindingEndsWithLifeAndNoAdvice) {
 TEST(SummaryWording, LimitedLineSaysWhyAndWhatIsStillTracked) {
     using SummaryWording::limitedLine;
     EXPECT_EQ(limitedLine(DriveKind::usb, false),
-              "Check health reads it over USB: Vantrel borrows the drive for a few seconds. "
+              "`vantrel check` reads it over USB: Vantrel borrows the drive for a few seconds. "
               "Vantrel still tracks its read and write errors.");
     EXPECT_EQ(
         limitedLine(DriveKind::usb, true),
@@ -194,9 +194,9 @@ TEST(DriveSummaryKeys, USBCheckIsOfferedOnlyToALimitedUSBDrive) {
 TEST(DriveSummaryKeys, NotMountedWhenNoVolumeHasAMountPoint) {
     DriveSummary summary;
     EXPECT_TRUE(summary.notMounted());
-    summary.volumes.push_back(VolumeInfo{"Backup", "", std::nullopt, false, std::nullopt});
+    summary.volumes.push_back(VolumeInfo{"Backup", "", std::nullopt, std::nullopt});
     EXPECT_TRUE(summary.notMounted());
-    summary.volumes.push_back(VolumeInfo{"Data", "/mnt/data", "ext4", false, std::nullopt});
+    summary.volumes.push_back(VolumeInfo{"Data", "/mnt/data", "ext4", std::nullopt});
     EXPECT_FALSE(summary.notMounted());
 }
 

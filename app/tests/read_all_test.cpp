@@ -124,7 +124,7 @@ TEST_F(ReadAll, EachTransportGoesToItsReaderAndTheRestAreLimited) {
               std::to_string(0x02100000) + "-" + std::to_string(stick.drive.sizeBytes));
     EXPECT_EQ(stick.summary.usbSignature, "46F4:0001:" + std::to_string(stick.drive.sizeBytes));
     EXPECT_EQ(stick.summary.line,
-              "Check health reads it over USB: Vantrel borrows the drive for a few seconds. "
+              "`vantrel check` reads it over USB: Vantrel borrows the drive for a few seconds. "
               "Vantrel still tracks its read and write errors.");
     EXPECT_TRUE(stick.summary.offersUSBCheck(true));
     EXPECT_TRUE(stick.summary.insight.indicators.empty());

@@ -155,7 +155,7 @@ TEST(SummaryBuilder, AnUncheckedUSBDriveNamedAfterItsVolume) {
     EXPECT_TRUE(summary.offersUSBCheck(true));
     EXPECT_EQ(summary.stableKey(), "usb:174C:235C:500107862016");
     EXPECT_EQ(summary.line,
-              "Check health reads it over USB: Vantrel borrows the drive for a few seconds. "
+              "`vantrel check` reads it over USB: Vantrel borrows the drive for a few seconds. "
               "Vantrel still tracks its read and write errors.");
     EXPECT_TRUE(summary.readSource.starts_with("This enclosure doesn’t report the drive’s model"));
     EXPECT_EQ(summary.volumeName, "Backup");

@@ -110,7 +110,7 @@ TEST_F(ListCommand, OneAlignedLinePerDriveUnderAHeader) {
     EXPECT_NE(lines[1].find("SD card"), std::string::npos);
     EXPECT_EQ(lines[6].rfind("BOT DISK", 0), 0u) << lines[6];
     EXPECT_NE(lines[6].find("USB"), std::string::npos);
-    EXPECT_NE(lines[6].find("Check health reads it over USB"), std::string::npos) << lines[6];
+    EXPECT_NE(lines[6].find("`vantrel check` reads it over USB"), std::string::npos) << lines[6];
     EXPECT_NE(lines[3].find("SATA"), std::string::npos) << lines[3];
     EXPECT_EQ(lines[3].find("limited"), std::string::npos) << "read live: " << lines[3];
 }

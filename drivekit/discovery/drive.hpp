@@ -30,7 +30,6 @@ struct Volume {
     std::optional<std::string> name;
     std::optional<std::string> mountPoint;
     std::optional<std::string> fileSystem;
-    std::vector<std::string> roles;
 
     bool operator==(const Volume&) const = default;
 };

@@ -1,6 +1,6 @@
 #include "drivekit/health/report.hpp"
 
-#include "drivekit/core/platform_words.hpp"
+#include "drivekit/health/sentences.hpp"
 
 namespace drivekit {
 
@@ -25,18 +25,11 @@ std::optional<Finding> worstFinding(std::span<const Finding> findings) {
 }
 
 namespace ReadingSource {
-std::string nvme() {
-    return "NVMe SMART";
-}
-std::string ataOverUSB() {
-    return "ATA SMART over USB";
-}
+std::string nvme() { return std::string(Sentences::ReadSource::nvmeShort); }
+std::string ataOverUSB() { return std::string(Sentences::ReadSource::ataOverUSBShort); }
 std::string ataLive(Transport transport) {
-    if (transport == Transport::usb) {
-        return "ATA SMART through Linux's own USB storage driver, read live without unmounting "
-               "anything.";
-    }
-    return "ATA SMART through Linux's own SATA driver, read live without unmounting anything.";
+    return std::string(transport == Transport::usb ? Sentences::ReadSource::ataLiveUSB
+                                                   : Sentences::ReadSource::ataLiveSATA);
 }
 }  // namespace ReadingSource
 

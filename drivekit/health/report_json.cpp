@@ -37,7 +37,6 @@ json::Object volume(const Volume& volume) {
     json::putOptional(object, "name", volume.name);
     json::putOptional(object, "mountPoint", volume.mountPoint);
     json::putOptional(object, "fileSystem", volume.fileSystem);
-    object["roles"] = valuesOf(volume.roles);
     return object;
 }
 

@@ -4,73 +4,19 @@
 #include <cctype>
 #include <utility>
 
-#include "drivekit/core/platform_words.hpp"
 #include "drivekit/health/placeholders.hpp"
 #include "drivekit/health/report.hpp"
+#include "drivekit/health/sentences.hpp"
 
 namespace drivekit {
 namespace {
 
-struct TitleWording {
-    static constexpr std::string_view healthy = "This drive is healthy.";
-    static constexpr std::string_view watch = "Worth watching.";
-    static constexpr std::string_view warning = "This drive needs care.";
-    static constexpr std::string_view failing = "This drive needs attention.";
-    static constexpr std::string_view readOnly = "This drive is read-only.";
-    static constexpr std::string_view failed = "This drive has failed.";
-    static constexpr std::string_view sdCard = "SD cards don't report health data.";
-    static constexpr std::string_view limited = "Limited health info for this drive.";
-};
-
-struct LineWording {
-    static constexpr std::string_view keepBackups = " Keep your backups current.";
-    static constexpr std::string_view lifeUsed = "It has used %lld% of its rated life.";
-    static constexpr std::string_view nothingToDo = "Nothing to do.";
-    static constexpr std::string_view unreadable =
-        "Vantrel couldn't read this drive's health data.";
-    static constexpr std::string_view atCurrentUsage = " at your current usage.";
-};
-
-struct LimitedWording {
-    static constexpr std::string_view sdCard =
-        "SD cards don’t report health data, so there’s no health score.";
-    static constexpr std::string_view usbNVMeBridge =
-        "Its USB enclosure has an NVMe bridge, which doesn’t pass the drive’s health data to the "
-        "Mac, so there’s no health score.";
-    static constexpr std::string_view usb =
-        "Vantrel hasn’t read this drive’s health data over USB, so there’s no health score.";
-    static constexpr std::string_view other =
-        "Vantrel couldn’t read this drive’s health data, so there’s no health score.";
-    static constexpr std::string_view shareSuffix = " Below is what macOS can see of it.";
-};
-
-struct SourceWording {
-    static constexpr std::string_view nvmeThunderbolt =
-        "NVMe SMART over Thunderbolt, read live without unmounting anything.";
-    static constexpr std::string_view nvmeInternal = "NVMe SMART, read live from the internal SSD.";
-    static constexpr std::string_view ataHandOver =
-        "ATA SMART over USB, read through the enclosure's bridge. Vantrel unmounts the drive for a "
-        "few seconds while it reads, then macOS mounts it again.";
-    static constexpr std::string_view connectedOverUSB = "Connected over USB";
-    static constexpr std::string_view throughIts = " through its ";
-    static constexpr std::string_view usbNVMeBridge =
-        "Its enclosure has an NVMe bridge, and Vantrel reads health over USB from SATA drives "
-        "only.";
-    static constexpr std::string_view usbNotRead =
-        "macOS doesn't read this drive's health itself. The Vantrel app's Check health can: it "
-        "borrows the drive for a few seconds.";
-    static constexpr std::string_view sdCard =
-        "The card in the Mac's built-in SD reader. SD cards don't share health data with the "
-        "Mac.";
-    static constexpr std::string_view other = "macOS doesn't report this drive's health.";
-};
+using namespace Sentences;
 
 constexpr std::string_view kRaidSentence = " One of %d drives in the %@ %@, which is %@.";
 
-// Volumes that the system keeps for itself, by role and by whole name.
-constexpr std::array<std::string_view, 9> kHiddenRoles{"Preboot",  "Recovery",  "VM",
-                                                       "Hardware", "xART",      "Update",
-                                                       "Prelogin", "Installer", "Enterprise"};
+// Helper volumes of a Mac's disk, by whole name, which a disk brought over from one still
+// carries and nobody would name as its volumes.
 constexpr std::array<std::string_view, 7> kHiddenNames{"iSCPreboot", "xART", "Hardware", "Recovery",
                                                        "Preboot",    "VM",   "Update"};
 
@@ -91,10 +37,6 @@ constexpr std::array<CriticalBit, 6> kCriticalBits{{
 }};
 
 constexpr std::string_view kBullets = "••••";
-
-std::string onLinux(std::string_view sentence) {
-    return PlatformWords::forLinux(sentence);
-}
 
 std::string capitalised(std::string text) {
     if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') {
@@ -209,25 +151,25 @@ namespace DocumentWording {
 std::string title(Tier tier, DriveKind kind, bool readOnly) {
     switch (tier) {
         case Tier::healthy:
-            return std::string(TitleWording::healthy);
+            return std::string(Title::healthy);
         case Tier::watch:
-            return std::string(TitleWording::watch);
+            return std::string(Title::watch);
         case Tier::warning:
-            return std::string(TitleWording::warning);
+            return std::string(Title::warning);
         case Tier::failing:
-            return std::string(TitleWording::failing);
+            return std::string(Title::failing);
         case Tier::failed:
-            return std::string(readOnly ? TitleWording::readOnly : TitleWording::failed);
+            return std::string(readOnly ? Title::readOnly : Title::failed);
         case Tier::limited:
-            return std::string(kind == DriveKind::sdCard ? TitleWording::sdCard
-                                                         : TitleWording::limited);
+            return std::string(kind == DriveKind::sdCard ? Title::sdCard
+                                                         : Title::limited);
     }
-    return std::string(TitleWording::limited);
+    return std::string(Title::limited);
 }
 
 std::string forecastSentence(const LifeForecast& forecast, const Locale& locale) {
-    return capitalised(LifeForecast::leftPhrase(forecast, locale)) +
-           std::string(LineWording::atCurrentUsage);
+    return fillPlaceholders(Line::atCurrentUsage,
+                            {capitalised(LifeForecast::leftPhrase(forecast, locale))});
 }
 
 std::string line(Tier tier, std::optional<int> lifeUsed,
@@ -235,22 +177,22 @@ std::string line(Tier tier, std::optional<int> lifeUsed,
                  const Locale& locale) {
     // The tier decides: a healthy drive is never told by a finding, whatever it says.
     if (const auto worst = worstFinding(findings); worst && tier != Tier::healthy) {
-        if (tier == Tier::watch) return worst->message + std::string(LineWording::keepBackups);
+        if (tier == Tier::watch) return worst->message + " " + std::string(Line::keepBackups);
         return worst->message;
     }
 
     std::vector<std::string> sentences;
     if (lifeUsed) {
-        sentences.push_back(fillPlaceholders(LineWording::lifeUsed, {std::to_string(*lifeUsed)}));
+        sentences.push_back(fillPlaceholders(Line::lifeUsedDigits, {std::to_string(*lifeUsed)}));
     }
     if (forecast) sentences.push_back(forecastSentence(*forecast, locale));
-    if (tier == Tier::healthy) sentences.emplace_back(LineWording::nothingToDo);
+    if (tier == Tier::healthy) sentences.emplace_back(Line::nothingToDo);
 
     if (sentences.empty()) {
         for (const auto& finding : findings) {
             if (finding.verdict == Verdict::unknown) return finding.message;
         }
-        return std::string(LineWording::unreadable);
+        return std::string(Line::unreadable);
     }
     std::string joined;
     for (const auto& sentence : sentences) {
@@ -263,19 +205,19 @@ std::string line(Tier tier, std::optional<int> lifeUsed,
 std::string limitedReason(DriveKind kind, bool nvmeBridge) {
     switch (kind) {
         case DriveKind::sdCard:
-            return onLinux(LimitedWording::sdCard);
+            return std::string(Limited::sdCard);
         case DriveKind::usb:
-            return onLinux(nvmeBridge ? LimitedWording::usbNVMeBridge : LimitedWording::usb);
+            return std::string(nvmeBridge ? Limited::usbNVMeBridge : Limited::usb);
         case DriveKind::internalSSD:
         case DriveKind::thunderbolt:
         case DriveKind::other:
-            return onLinux(LimitedWording::other);
+            return std::string(Limited::other);
     }
-    return onLinux(LimitedWording::other);
+    return std::string(Limited::other);
 }
 
 std::string limitedReasonForShare(DriveKind kind, bool nvmeBridge) {
-    return limitedReason(kind, nvmeBridge) + onLinux(LimitedWording::shareSuffix);
+    return limitedReason(kind, nvmeBridge) + std::string(Limited::shareSuffix);
 }
 
 std::string readSource(ReadMethod method, const Drive& drive,
@@ -283,25 +225,25 @@ std::string readSource(ReadMethod method, const Drive& drive,
     switch (method) {
         case ReadMethod::nvmeSMART:
             return std::string(drive.transport == Transport::externalNVMe
-                                   ? SourceWording::nvmeThunderbolt
-                                   : SourceWording::nvmeInternal);
+                                   ? ReadSource::nvmeThunderbolt
+                                   : ReadSource::nvmeInternal);
         // The same sentence as the report's own source of a live read.
         case ReadMethod::ataSMARTLive:
             return ReadingSource::ataLive(drive.transport);
         case ReadMethod::ataSMARTHandOver:
-            return onLinux(SourceWording::ataHandOver);
+            return std::string(ReadSource::ataHandOver);
         case ReadMethod::none:
             break;
     }
     if (drive.transport == Transport::usb) {
-        std::string text(SourceWording::connectedOverUSB);
-        if (bridgeName) text += std::string(SourceWording::throughIts) + *bridgeName;
+        std::string text(ReadSource::connectedOverUSB);
+        if (bridgeName) text += std::string(ReadSource::throughIts) + *bridgeName;
         text += ". ";
-        text += onLinux(nvmeBridge ? SourceWording::usbNVMeBridge : SourceWording::usbNotRead);
+        text += nvmeBridge ? ReadSource::usbNVMeBridge : ReadSource::usbNotRead;
         return text;
     }
-    if (drive.transport == Transport::sdCard) return onLinux(SourceWording::sdCard);
-    return onLinux(SourceWording::other);
+    if (drive.transport == Transport::sdCard) return std::string(ReadSource::sdCard);
+    return std::string(ReadSource::other);
 }
 
 std::string prettyName(std::string_view model) {
@@ -320,10 +262,7 @@ std::string raidSentence(const RAIDInfo& raid) {
 std::vector<Volume> volumeNames(std::span<const Volume> volumes) {
     std::vector<Volume> named;
     for (const auto& volume : volumes) {
-        bool hidden = false;
-        for (const auto& role : volume.roles) hidden = hidden || contains(kHiddenRoles, role);
-        if (volume.name) hidden = hidden || contains(kHiddenNames, *volume.name);
-        if (hidden || !volume.name || volume.name->empty()) continue;
+        if (!volume.name || volume.name->empty() || contains(kHiddenNames, *volume.name)) continue;
         named.push_back(volume);
     }
     return named;

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "drivekit/core/platform_words.hpp"
 #include "drivekit/core/text.hpp"
 #include "platform/scsi_command_policy.hpp"
 
@@ -29,7 +28,7 @@ CaptureFailure CaptureFailure::uas(std::string sentence, std::uint8_t status) {
 std::string CaptureFailure::text() const {
     switch (kind) {
         case Kind::captureFailed:
-            return PlatformWords::forLinux("macOS wouldn't hand over the device: ") + detail;
+            return "Linux wouldn't hand over the device: " + detail;
         case Kind::transport:
             return "USB transfer failed: " + detail;
         case Kind::commandFailed:
@@ -45,7 +44,7 @@ std::string CaptureFailure::text() const {
         case Kind::pipes:
             return "Couldn't open the enclosure's data pipes.";
         case Kind::notAllowed:
-            return PlatformWords::forLinux("macOS didn't allow Vantrel to read the drive.");
+            return "Linux didn't allow Vantrel to read the drive.";
         case Kind::commandRefused:
             return platform::CommandPolicy::refusedSentence;
         case Kind::uas:

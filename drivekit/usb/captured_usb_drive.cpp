@@ -7,7 +7,6 @@
 #include <utility>
 #include <variant>
 
-#include "drivekit/core/platform_words.hpp"
 #include "drivekit/core/text.hpp"
 #include "drivekit/usb/bot.hpp"
 #include "drivekit/usb/usb_descriptors.hpp"
@@ -181,9 +180,8 @@ std::optional<CaptureFailure> CapturedUSBDrive::setup() {
     }
     log.note(nub ? "interface nub: found" : "interface nub: none");
     if (lun_ != 0) log.note(text::format("LUN %d", lun_));
-    log.note(PlatformWords::forLinux(
-        text::format("captures kept open in this run (streams left for macOS to reset): %zu",
-                     keptOpenCount())));
+    log.note(text::format("captures kept open in this run (streams left for Linux to reset): %zu",
+                          keptOpenCount()));
     if (!nub) return CaptureFailure::of(Kind::noMassStorageInterface);
 
     if (auto failure = openInterface(*nub)) return failure;

@@ -6,7 +6,6 @@
 #include <initializer_list>
 #include <set>
 
-#include "drivekit/core/platform_words.hpp"
 #include "drivekit/core/text.hpp"
 #include "drivekit/discovery/bridge.hpp"
 #include "drivekit/discovery/discovery.hpp"
@@ -26,12 +25,10 @@ constexpr std::string_view unsafeSentence = "Vantrel won't take over this drive 
 // The Linux watcher reports arrivals but can't hold a mount back, so the busy sentence
 // stops before the advice to plug the drive in under `vantrel watch`.
 constexpr std::string_view busySentence =
-    "macOS couldn't unmount the drive because something is using it:\n  %s\nClose those files "
-    "or windows (or `cd` out of the drive in Terminal) and try again.";
-constexpr std::string_view backupSentence =
-    "A Time Machine backup is running. Try again when it finishes.";
+    "Linux couldn't unmount the drive because something is using it:\n  %s\nClose those files "
+    "or windows (or `cd` out of the drive in a terminal) and try again.";
 constexpr std::string_view refusedSentence =
-    "macOS couldn't unmount the drive: %s. Close any open files on it and try again.";
+    "Linux couldn't unmount the drive: %s. Close any open files on it and try again.";
 constexpr std::string_view noDiskSentence = "The disk wasn't found.";
 constexpr std::string_view timeoutSentence = "Timed out waiting for the drive.";
 constexpr std::string_view notUSBSentence =
@@ -53,7 +50,7 @@ constexpr std::string_view asleepSentence =
 // Progress lines.
 constexpr std::string_view unmountingLine = "Unmounting %s…";
 constexpr std::string_view takingOverLine = "Taking over the USB device…";
-constexpr std::string_view givingBackLine = "Giving the device back to macOS…";
+constexpr std::string_view givingBackLine = "Giving the device back to Linux…";
 constexpr std::string_view waitingLine = "Waiting for the drive to come back…";
 constexpr std::string_view enclosureLine = "Enclosure reports: %s %s";
 constexpr std::string_view driveLine = "Drive: %s (ATA PASS-THROUGH %s)";
@@ -62,11 +59,8 @@ constexpr std::string_view backWithVolumesLine = "Back as %s, %s of %s volumes m
 constexpr std::string_view stoppedWaitingLine =
     "Stopped waiting: the drive hasn't come back yet, and its volumes are not mounted again.";
 constexpr std::string_view notMountedLine =
-    "The drive is back, but macOS hadn't mounted it after %s s. If it doesn't appear, unplug "
+    "The drive is back, but Linux hadn't mounted it after %s s. If it doesn't appear, unplug "
     "it and plug it back in.";
-
-// Indexing services of the other platform; their handles close by themselves on unmount.
-constexpr std::string_view ignoredHolders[] = {"mds", "mdworker", "fseventsd"};
 
 constexpr double commandTimeout = 4.0;
 constexpr std::int64_t pageBytes = 512;
@@ -103,11 +97,6 @@ std::string fill(std::string_view pattern, std::initializer_list<std::string_vie
         }
     }
     return filled;
-}
-
-bool ignoredHolder(const std::string& line) {
-    return std::any_of(std::begin(ignoredHolders), std::end(ignoredHolders),
-                       [&](std::string_view prefix) { return line.starts_with(prefix); });
 }
 
 std::vector<std::string> mountPoints(const Drive& drive) {
@@ -265,12 +254,6 @@ Failure Failure::busyWith(std::string what) {
     return failure;
 }
 
-Failure Failure::backup() {
-    Failure failure;
-    failure.kind = Kind::backupRunning;
-    return failure;
-}
-
 Failure Failure::unmountFailed(platform::UnmountFailure why) {
     Failure failure;
     failure.kind = Kind::unmount;
@@ -305,9 +288,7 @@ std::string Failure::text() const {
         case Kind::unsupported:
             return detail;
         case Kind::busy:
-            return PlatformWords::forLinux(fill(busySentence, {detail}));
-        case Kind::backupRunning:
-            return std::string(backupSentence);
+            return fill(busySentence, {detail});
         case Kind::unmount:
             return unmountText(unmount);
         case Kind::capture:
@@ -323,7 +304,7 @@ std::string Failure::text() const {
 std::string unmountText(const platform::UnmountFailure& failure) {
     switch (failure.kind) {
         case platform::UnmountFailure::Kind::refused:
-            return PlatformWords::forLinux(fill(refusedSentence, {failure.reason}));
+            return fill(refusedSentence, {failure.reason});
         case platform::UnmountFailure::Kind::noDisk:
             return std::string(noDiskSentence);
         case platform::UnmountFailure::Kind::timeout:
@@ -349,7 +330,6 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
         return Unexpected(Failure::captureFailed(CaptureFailure::of(CaptureFailure::Kind::notRoot)));
     }
     if (!drive.usb) return Unexpected(Failure::unsupportedBy(std::string(noUSBDeviceSentence)));
-    if (steps.backupRunning && steps.backupRunning(drive)) return Unexpected(Failure::backup());
 
     // Everything behind the drive's USB interface goes away with it: each disk there is
     // unmounted by this sequence or the check is refused.
@@ -370,8 +350,7 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
     const std::vector<std::string> points = mountPoints(drives);
     const std::vector<std::string> disks = disksToUnmount(drives);
     if (!points.empty()) {
-        std::vector<std::string> holders = steps.openFileHolders(points);
-        std::erase_if(holders, ignoredHolder);
+        const std::vector<std::string> holders = steps.openFileHolders(points);
         if (!holders.empty()) return Unexpected(Failure::busyWith(join(holders, "\n  ")));
         log(fill(unmountingLine, {drive.bsdName}));
         if (stopRequested(steps)) return Unexpected(interruptedFailure());
@@ -420,7 +399,7 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
         }
         // A read cut short says why it ended, not what the missing answers would suggest.
         if (!*outcome && stopRequested(steps)) outcome = Unexpected(interruptedFailure());
-        log(PlatformWords::forLinux(givingBackLine));
+        log(std::string(givingBackLine));
         capture.release();
         if (onRelease) onRelease();
     }
@@ -537,8 +516,7 @@ void waitForReturn(std::uint32_t locationID, int expected, double timeoutSeconds
         }
         watch.sleep(pollSeconds);
     }
-    log(PlatformWords::forLinux(
-        fill(notMountedLine, {std::to_string(static_cast<int>(timeoutSeconds))})));
+    log(fill(notMountedLine, {std::to_string(static_cast<int>(timeoutSeconds))}));
 }
 
 std::vector<std::string> holderLines(const std::vector<platform::FileHolder>& holders) {
@@ -577,8 +555,6 @@ std::optional<Drive> driveAt(const Machine& machine, std::uint32_t location, std
 USBSteps steps(const Machine& machine) {
     USBSteps s;
     s.isRoot = [&machine] { return machine.usb.privileged(); };
-    // No backup tool of this kind runs on Linux.
-    s.backupRunning = [](const Drive&) { return false; };
     s.openFileHolders = [&machine](const std::vector<std::string>& points) {
         return holderLines(machine.holders.holding(points));
     };

@@ -48,7 +48,6 @@ struct Failure {
         unsafe,         // reasons: the clauses against taking the drive over
         unsupported,    // detail: the sentence itself
         busy,           // detail: what holds the drive
-        backupRunning,
         unmount,        // unmount: the volume layer's failure
         capture,        // capture: the capture's failure
         inUse,          // detail: one sentence per use that only its user can end
@@ -63,7 +62,6 @@ struct Failure {
     static Failure unsafeDrive(std::vector<std::string> reasons);
     static Failure unsupportedBy(std::string text);
     static Failure busyWith(std::string detail);
-    static Failure backup();
     static Failure unmountFailed(platform::UnmountFailure failure);
     static Failure captureFailed(CaptureFailure failure);
     static Failure inUseBy(std::vector<std::string> sentences);
@@ -109,7 +107,6 @@ struct InterfaceUse {
 /// The machine, one function per step. Each can be replaced on its own.
 struct USBSteps {
     std::function<bool()> isRoot;
-    std::function<bool(const Drive&)> backupRunning;
     /// Lines naming who holds files under the mount points, one per process.
     std::function<std::vector<std::string>(const std::vector<std::string>& mountPoints)>
         openFileHolders;

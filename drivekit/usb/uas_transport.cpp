@@ -6,7 +6,6 @@
 #include <utility>
 #include <variant>
 
-#include "drivekit/core/platform_words.hpp"
 #include "drivekit/core/text.hpp"
 
 namespace drivekit {
@@ -255,9 +254,8 @@ void UASTransport::abortRead(std::uint8_t endpoint, const std::string& name) {
 
 void UASTransport::wedge(const std::string& reason) {
     wedged_ = true;
-    log_.note(PlatformWords::forLinux(
-        "UAS: " + reason +
-        "; no more commands, and the streams stay up until macOS resets the drive"));
+    log_.note("UAS: " + reason +
+              "; no more commands, and the streams stay up until Linux resets the drive");
 }
 
 Result<Bytes, UASFailure> UASTransport::send(ByteView cdb, std::int64_t dataIn,

@@ -52,7 +52,7 @@ std::vector<std::string> namesOf(const std::vector<Drive>& drives) {
 Volume volume(std::string bsdName, std::optional<std::string> name,
               std::optional<std::string> mountPoint, std::optional<std::string> fileSystem) {
     return Volume{
-        std::move(bsdName), std::move(name), std::move(mountPoint), std::move(fileSystem), {}};
+        std::move(bsdName), std::move(name), std::move(mountPoint), std::move(fileSystem)};
 }
 
 // "sdd1 'Backup Disk' at /media/lab/Backup Disk (ext2)", so that a failure reads well.
@@ -474,17 +474,14 @@ TEST(DiscoveryDisplayName, FallsFromModelToVolumeToEnclosure) {
     EXPECT_EQ(Discovery::displayName(externalDisk("Crucial X9 Pro")),
               (Discovery::DisplayName{"Crucial X9 Pro", true}));
 
-    // A mounted plain volume first, then an unmounted one; a role outside the plain ones,
-    // or a volume mounted elsewhere, doesn't name the drive.
-    auto roled = volume("sdb1", "Recovery", "/media/a/Recovery", "vfat");
-    roled.roles = {"Recovery"};
-    auto data = volume("sdb2", "Photos", "/media/a/Photos", "exfat");
-    data.roles = {"Data"};
-    const auto drive =
-        externalDisk("USB Storage", {roled, volume("sdb3", "Spare", std::nullopt, "ext4"), data});
-    EXPECT_EQ(Discovery::displayName(drive), (Discovery::DisplayName{"Photos", false}));
+    // A volume mounted where users mount first, then an unmounted one; a volume mounted
+    // elsewhere doesn't name the drive.
+    const auto spare = volume("sdb3", "Spare", std::nullopt, "ext4");
+    const auto data = volume("sdb2", "Photos", "/media/a/Photos", "exfat");
+    EXPECT_EQ(Discovery::displayName(externalDisk("USB Storage", {spare, data})),
+              (Discovery::DisplayName{"Photos", false}));
     EXPECT_EQ(Discovery::displayName(externalDisk(
-                  "USB Storage", {roled, volume("sdb3", "Spare", std::nullopt, "ext4")})),
+                  "USB Storage", {volume("sdb1", "srv", "/srv", "ext4"), spare})),
               (Discovery::DisplayName{"Spare", false}));
     EXPECT_EQ(Discovery::displayName(
                   externalDisk("USB Storage", {volume("sdb1", "srv", "/srv", "ext4")})),

@@ -121,7 +121,7 @@ TEST(Drive, NamedReplacesModelAndOnlyAGivenMedium) {
     drive.model = "USB Storage Device";
     drive.sizeBytes = 2'000'398'934'016;
     drive.isRAIDMember = true;
-    drive.volumes = {Volume{"sdb1", "Backup", "/media/backup", "ext4", {}}};
+    drive.volumes = {Volume{"sdb1", "Backup", "/media/backup", "ext4"}};
 
     const Drive renamed = drive.named("Samsung SSD 870 EVO 2TB");
     EXPECT_EQ(renamed.model, "Samsung SSD 870 EVO 2TB");

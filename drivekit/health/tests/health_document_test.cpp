@@ -33,8 +33,8 @@ HealthDocument::Source nvmeSource() {
 /// and an attribute past its threshold that no row names.
 HealthDocument::Source usbSource() {
     Drive drive = fixtures::usbDrive();
-    drive.volumes = {Volume{"sdb1", "Photos/2025", "/media/ana/Photos", "exfat", {}},
-                     Volume{"sdb2", std::nullopt, std::nullopt, std::nullopt, {}}};
+    drive.volumes = {Volume{"sdb1", "Photos/2025", "/media/ana/Photos", "exfat"},
+                     Volume{"sdb2", std::nullopt, std::nullopt, std::nullopt}};
     const std::vector<Finding> findings{
         {Verdict::failing,
          "The drive's last self-test failed on a read error. First bad sector: "

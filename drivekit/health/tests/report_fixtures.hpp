@@ -40,8 +40,8 @@ inline Drive nvmeDrive() {
     drive.transport = Transport::internalNVMe;
     drive.isSolidState = true;
     drive.link = LinkInfo{"PCIe 4.0 ×4", std::nullopt, "PCIe 4.0 ×4", 7482};
-    drive.volumes = {Volume{"nvme0n1p1", std::nullopt, "/boot/efi", "vfat", {}},
-                     Volume{"nvme0n1p2", std::nullopt, "/", "ext4", {}}};
+    drive.volumes = {Volume{"nvme0n1p1", std::nullopt, "/boot/efi", "vfat"},
+                     Volume{"nvme0n1p2", std::nullopt, "/", "ext4"}};
     drive.hostsBootVolume = true;
     drive.blockSize = 512;
     return drive;
@@ -60,7 +60,7 @@ inline Drive usbDrive() {
     drive.transport = Transport::usb;
     drive.usb = USBInfo{0x174C, 0x235C, 0x02140000, "ASM235CM", "ASMedia", 7};
     drive.link = LinkInfo{"USB 10 Gb/s", std::nullopt, std::nullopt, 1000};
-    drive.volumes = {Volume{"sdb1", "Backup", "/media/ana/Backup", "exfat", {}}};
+    drive.volumes = {Volume{"sdb1", "Backup", "/media/ana/Backup", "exfat"}};
     return drive;
 }
 

@@ -1,0 +1,97 @@
+#include <cmath>
+
+#include "drivekit/discovery/discovery_pass.hpp"
+
+namespace drivekit::Discovery::Internal {
+
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool isLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+char lowerASCII(char c) {
+    return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c;
+}
+
+std::string lowered(std::string_view text) {
+    std::string out(text);
+    std::transform(out.begin(), out.end(), out.begin(), lowerASCII);
+    return out;
+}
+
+bool allDigits(std::string_view text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
+}
+
+bool isNumbered(std::string_view name, std::string_view prefix) {
+    return name.starts_with(prefix) && allDigits(name.substr(prefix.size()));
+}
+
+bool isPlainName(std::string_view name) {
+    return !name.empty() && name != "." && name != ".." &&
+           name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+}
+
+std::string parentOf(std::string_view path) {
+    const auto slash = path.rfind('/');
+    if (slash == std::string_view::npos || slash == 0) return "/";
+    return std::string(path.substr(0, slash));
+}
+
+std::string_view baseName(std::string_view path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string_view::npos ? path : path.substr(slash + 1);
+}
+
+std::optional<double> parseDecimal(std::string_view text) {
+    const auto dot = text.find('.');
+    const auto whole = parseNumber<std::uint64_t>(text.substr(0, dot));
+    if (!whole) return std::nullopt;
+    double value = static_cast<double>(*whole);
+    if (dot != std::string_view::npos) {
+        const auto fraction = text.substr(dot + 1);
+        if (!allDigits(fraction) || fraction.size() > 9) return std::nullopt;
+        value += static_cast<double>(*parseNumber<std::uint64_t>(fraction)) /
+                 std::pow(10.0, static_cast<double>(fraction.size()));
+    }
+    return value;
+}
+
+bool isPCIAddress(std::string_view name) {
+    // dddd:bb:dd.f
+    return name.size() == 12 && name[4] == ':' && name[7] == ':' && name[10] == '.';
+}
+
+std::vector<std::string> holdersOf(const platform::Sysfs& sysfs, std::string_view name) {
+    auto holders = sysfs.list(std::string(classBlock) + std::string(name) + "/holders");
+    std::sort(holders.begin(), holders.end(),
+              [](const auto& a, const auto& b) { return naturalLess(a, b); });
+    return holders;
+}
+
+std::vector<std::string> partitionsOf(const platform::Sysfs& sysfs, const std::string& diskPath,
+                                      std::string_view disk) {
+    std::vector<std::string> partitions;
+    for (const auto& entry : sysfs.list(diskPath)) {
+        if (entry.starts_with(disk) && entry.size() > disk.size() &&
+            sysfs.exists(diskPath + "/" + entry + "/partition")) {
+            partitions.push_back(entry);
+        }
+    }
+    std::sort(partitions.begin(), partitions.end(),
+              [](const auto& a, const auto& b) { return naturalLess(a, b); });
+    return partitions;
+}
+
+std::vector<std::string> ancestorsOf(const std::string& path, bool includeSelf) {
+    std::vector<std::string> chain;
+    std::string at = includeSelf ? path : parentOf(path);
+    while (at.size() > devicesRoot.size() && at.starts_with(devicesRoot)) {
+        chain.push_back(at);
+        at = parentOf(at);
+    }
+    return chain;
+}
+
+}  // namespace drivekit::Discovery::Internal

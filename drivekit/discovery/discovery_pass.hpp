@@ -1,0 +1,199 @@
+#pragma once
+// What the files of discovery share inside one pass, and the steps each of them takes:
+// the block pass (discovery.cpp) asks the USB ancestry (usb_ancestry.cpp), the PCI Express
+// and Thunderbolt/USB4 link (thunderbolt.cpp), the md RAID facts (md_raid.cpp) and the
+// volume walk (volumes.cpp) about one disk. Not part of DriveKit's interface.
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "drivekit/discovery/discovery.hpp"
+
+namespace drivekit::Discovery::Internal {
+
+inline constexpr std::string_view classBlockFolder = "/sys/class/block";
+inline constexpr std::string_view classBlock = "/sys/class/block/";
+inline constexpr std::string_view devicesRoot = "/sys/devices";
+
+bool isDigit(char c);
+bool isLetter(char c);
+char lowerASCII(char c);
+std::string lowered(std::string_view text);
+bool allDigits(std::string_view text);
+/// "loop0", "md127", "dm-3": the prefix and nothing but a number after it.
+bool isNumbered(std::string_view name, std::string_view prefix);
+/// A name that can't climb out of its folder.
+bool isPlainName(std::string_view name);
+std::string parentOf(std::string_view path);
+std::string_view baseName(std::string_view path);
+/// "5000", "480", "1.5": USB speeds in Mb/s, one of them with a fraction.
+std::optional<double> parseDecimal(std::string_view text);
+/// dddd:bb:dd.f
+bool isPCIAddress(std::string_view name);
+
+template <typename Number>
+std::optional<Number> parseNumber(std::string_view text, int base = 10) {
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\n')) text.remove_suffix(1);
+    if (text.empty()) return std::nullopt;
+    Number value{};
+    const auto* end = text.data() + text.size();
+    const auto [ptr, ec] = std::from_chars(text.data(), end, value, base);
+    if (ec != std::errc{} || ptr != end) return std::nullopt;
+    return value;
+}
+
+template <std::size_t N>
+bool contains(const std::array<std::string_view, N>& set, std::string_view word) {
+    return std::find(set.begin(), set.end(), word) != set.end();
+}
+
+// The facts of one block device that the volume walk needs.
+struct BlockDevice {
+    std::string name;
+    unsigned major = 0;
+    unsigned minor = 0;
+    bool hasNumbers = false;
+};
+
+// State of one pass: the mount table and the device numbers are read once, and each
+// device is probed once.
+class Pass {
+  public:
+    explicit Pass(const Sources& sources) : sources_(sources), mounts_(sources.mounts.list()) {}
+
+    const Sources& sources() const { return sources_; }
+    const platform::Sysfs& sysfs() const { return sources_.sysfs; }
+    const std::vector<platform::Mount>& mounts() const { return mounts_; }
+
+    std::optional<std::string> attribute(std::string_view path) const {
+        return sources_.sysfs.read(path);
+    }
+
+    BlockDevice device(const std::string& name) const {
+        BlockDevice device{name};
+        if (const auto dev = attribute(std::string(classBlock) + name + "/dev")) {
+            const auto colon = dev->find(':');
+            const auto major = parseNumber<unsigned>(std::string_view(*dev).substr(0, colon));
+            const auto minor =
+                colon == std::string::npos
+                    ? std::nullopt
+                    : parseNumber<unsigned>(std::string_view(*dev).substr(colon + 1));
+            if (major && minor) {
+                device.major = *major;
+                device.minor = *minor;
+                device.hasNumbers = true;
+            }
+        }
+        return device;
+    }
+
+    const platform::BlockContent& content(const BlockDevice& device) const {
+        auto it = probed_.find(device.name);
+        if (it == probed_.end()) {
+            platform::BlockContent content;
+            if (device.hasNumbers) {
+                content = sources_.probe.probe(device.name, device.major, device.minor);
+            }
+            it = probed_.emplace(device.name, std::move(content)).first;
+        }
+        return it->second;
+    }
+
+    /// The first mount of the device, by its numbers or, for file systems that report
+    /// their own numbers (btrfs), by the device named as the source.
+    const platform::Mount* firstMount(const BlockDevice& device) const {
+        std::optional<std::string> mapperName;
+        if (device.name.starts_with("dm-")) {
+            mapperName = attribute(std::string(classBlock) + device.name + "/dm/name");
+        }
+        for (const auto& mount : mounts_) {
+            if (device.hasNumbers && mount.major == device.major && mount.minor == device.minor) {
+                return &mount;
+            }
+            if (mount.source == "/dev/" + device.name) return &mount;
+            if (mapperName && mount.source == "/dev/mapper/" + *mapperName) return &mount;
+        }
+        return nullptr;
+    }
+
+    /// The kernel name of the block device with these numbers; nothing for file systems
+    /// without one (tmpfs, proc).
+    std::optional<std::string> nameOf(unsigned major, unsigned minor) const {
+        if (!numbersRead_) {
+            for (const auto& name : sources_.sysfs.list(classBlockFolder)) {
+                const auto device = this->device(name);
+                if (device.hasNumbers) names_[{device.major, device.minor}] = name;
+            }
+            numbersRead_ = true;
+        }
+        const auto it = names_.find({major, minor});
+        if (it == names_.end()) return std::nullopt;
+        return it->second;
+    }
+
+  private:
+    const Sources& sources_;
+    std::vector<platform::Mount> mounts_;
+    mutable std::map<std::string, platform::BlockContent, std::less<>> probed_;
+    mutable std::map<std::pair<unsigned, unsigned>, std::string> names_;
+    mutable bool numbersRead_ = false;
+};
+
+/// The devices stacked on a block device, in their natural order.
+std::vector<std::string> holdersOf(const platform::Sysfs& sysfs, std::string_view name);
+/// The partitions of a disk folder, in their natural order.
+std::vector<std::string> partitionsOf(const platform::Sysfs& sysfs, const std::string& diskPath,
+                                      std::string_view disk);
+/// The folders above a device, nearest first, up to but not including /sys/devices.
+std::vector<std::string> ancestorsOf(const std::string& path, bool includeSelf);
+
+// USB ancestry (usb_ancestry.cpp).
+
+struct USBDevice {
+    std::string path;
+    USBInfo info;
+    std::optional<double> megabitsPerSecond;
+};
+/// The nearest USB device among the folders above a disk; nothing for a disk not on USB.
+std::optional<USBDevice> usbDeviceAbove(const Pass& pass, const std::vector<std::string>& chain);
+
+// PCI Express and Thunderbolt/USB4 (thunderbolt.cpp).
+
+/// Whether the disk's PCI path leaves the computer: through a Thunderbolt/USB4 router or
+/// domain, or below a port the kernel marks as facing the outside.
+bool crossesThunderbolt(const Pass& pass, const std::vector<std::string>& chain);
+/// The PCI Express link of the nearest folder that has one, with the tunnel it crosses
+/// when `tunnelled`; nothing when no folder has a readable link.
+std::optional<LinkInfo> pciExpressLink(const Pass& pass, const std::vector<std::string>& chain,
+                                       bool tunnelled);
+
+// md RAID (md_raid.cpp).
+
+/// A partition type that marks an md member: the GPT type or the MBR byte 0xfd.
+bool isRAIDPartitionType(std::string_view type);
+/// The set an md device forms, as the member with this kernel name sees it.
+RAIDInfo raidInfo(const Pass& pass, const std::string& md, const std::string& member,
+                  const std::optional<std::string>& memberLabel);
+/// Whether the working folder lies on an md set; not knowing counts as yes.
+bool currentDirectoryIsOnRAID(const Pass& pass);
+
+// Volumes (volumes.cpp).
+
+struct MediaWalk {
+    std::vector<Volume> volumes;
+    bool isRAIDMember = false;
+    std::optional<RAIDInfo> raid;
+};
+/// The volumes of a disk (the disk itself, its partitions and what is stacked on them)
+/// and whether any of them makes it an md member.
+MediaWalk walkMedia(const Pass& pass, const std::string& disk, const std::string& path);
+
+}  // namespace drivekit::Discovery::Internal
