@@ -12,6 +12,9 @@
 
 namespace drivekit {
 
+/// A process that has written nothing yet is read no further than its counter: `started`
+/// 0, `path` and `cgroup` empty. Its owner is never asked, and the ledger counts whatever
+/// it writes later whole, so the other files of most processes are left unread.
 struct ProcessWrites {
     std::int32_t pid = 0;
     /// Start time in microseconds since 1970; 0 when the system gave none.
@@ -21,12 +24,9 @@ struct ProcessWrites {
     /// Bytes written since the process started ("write_bytes" of its io file).
     std::uint64_t written = 0;
     /// The process's cgroup on the unified hierarchy ("/user.slice/…/app-….scope"), where
-    /// a desktop launch, a flatpak or a snap says which application it belongs to. Read
-    /// only for a process that has written something: the owner of one that hasn't is
-    /// never asked, and skipping it keeps a snapshot within a few milliseconds.
+    /// a desktop launch, a flatpak or a snap says which application it belongs to.
     std::string cgroup;
-    /// A browser's renderer or content process, by its command line; read on the same
-    /// terms as `cgroup`.
+    /// A browser's renderer or content process, by its command line.
     bool webContent = false;
 
     bool operator==(const ProcessWrites&) const = default;

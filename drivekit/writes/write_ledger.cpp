@@ -39,7 +39,10 @@ std::optional<WriteInterval> WriteLedger::take(const WriteSample& sample) {
     for (const auto& process : sample.processes) {
         std::uint64_t delta = 0;
         const auto known = last_.find(process.pid);
-        if (known != last_.end() && known->second.started == process.started) {
+        // A pid remembered with nothing written counts by its whole count, whether it is
+        // the same process or a new one: everything it shows came since then. (The reader
+        // doesn't read the start time of processes that haven't written.)
+        if (known != last_.end() && (known->second.started == process.started || known->second.written == 0)) {
             if (process.written < known->second.written) continue;  // a counter can't fall
             delta = process.written - known->second.written;
         } else {

@@ -40,7 +40,8 @@ class WriteLedger {
     /// that isn't later than the previous one, or one after too long a gap. The sample is
     /// remembered in every case. A process that ended between two samples adds nothing
     /// for that time (its last count went with it); when the drive's counter is known,
-    /// whatever the drive wrote beyond what processes account for goes to the system.
+    /// whatever the drive wrote beyond what processes account for goes to the system. A
+    /// pid remembered with nothing written counts whole, start time or not.
     std::optional<WriteInterval> take(const WriteSample& sample);
 
     std::optional<WriteTime> lastAt() const { return lastAt_; }

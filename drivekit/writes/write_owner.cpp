@@ -171,6 +171,11 @@ bool isWebContent(std::string_view path, std::string_view cmdline) {
     return false;
 }
 
+bool mayShowWebContent(std::string_view path) {
+    const std::string_view file = fileOf(path);
+    return file == "WebKitWebProcess" || among(file, kChromiumBrowsers) || among(file, kFirefoxBrowsers);
+}
+
 WriteOwner of(const ProcessWrites& process) {
     for (const Rule rule : kRules) {
         if (auto owner = rule(process)) return std::move(*owner);

@@ -51,6 +51,9 @@ std::optional<std::string> appOfCgroup(std::string_view cgroup);
 /// browsers with "--type=renderer", Firefox with "-contentproc" and "tab" as its last
 /// argument, WebKitGTK's web process. `cmdline` is /proc's form, arguments ended by NUL.
 bool isWebContent(std::string_view path, std::string_view cmdline);
+/// Whether the executable is one whose command line can make it web content: only those
+/// processes' command lines are read.
+bool mayShowWebContent(std::string_view path);
 
 /// The short name for a list: an application's last dotted part of its id ("Nautilus"),
 /// a snap's name, a tool's file name. Nothing for web pages and the system, whose names

@@ -62,16 +62,19 @@ std::optional<std::size_t> LinuxProcFiles::read(std::string_view relative, std::
     if (folder_ < 0 || !terminated(relative, name)) return std::nullopt;
     const int fd = ::openat(folder_, name, O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
     if (fd < 0) return std::nullopt;
-    // Files under /proc are made whole on the first read; a second read is needed only
-    // when the buffer was larger than one read gives (fixture trees, large cmdlines).
+    // A short read is the end of the file: /proc makes a small file whole on the first
+    // read, and asking again for the 0 that ends it would be a third more system calls
+    // per process. Only a full buffer (a long cmdline) reads on.
     std::size_t filled = 0;
     bool failed = false;
     while (filled < buffer.size()) {
-        const ssize_t got = ::read(fd, buffer.data() + filled, buffer.size() - filled);
+        const std::size_t wanted = buffer.size() - filled;
+        const ssize_t got = ::read(fd, buffer.data() + filled, wanted);
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) failed = true;
         if (got <= 0) break;
         filled += static_cast<std::size_t>(got);
+        if (static_cast<std::size_t>(got) < wanted) break;
     }
     ::close(fd);
     if (failed) return std::nullopt;

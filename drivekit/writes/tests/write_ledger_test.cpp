@@ -61,6 +61,12 @@ TEST(WriteLedger, countsDeltasAcrossPidReuseAndShortLivedProcesses) {
     EXPECT_EQ(keyed(t.sample({t.process(12, boot, 80, "/opt/unseen")}, 30)),
               (std::map<std::string, std::uint64_t>{{"tool:/opt/unseen", 30}}));
 
+    // A process first seen idle, read no further than its counter, counts whole when it
+    // writes, though its start time is only known now.
+    t.sample({ProcessWrites{20, 0, "", 0, "", false}}, 30);
+    EXPECT_EQ(keyed(t.sample({t.process(20, boot, 64, "/opt/late")}, 30)),
+              (std::map<std::string, std::uint64_t>{{"tool:/opt/late", 64}}));
+
     // A process born and gone between two samples, and nothing else: an empty interval.
     interval = t.sample({}, 30);
     EXPECT_TRUE(interval && interval->byOwner.empty());
