@@ -17,6 +17,7 @@
 #include "cli/scan_command.hpp"
 #include "cli/selftest_command.hpp"
 #include "cli/watch_command.hpp"
+#include "cli/writes_command.hpp"
 #include "drivekit/core/text.hpp"
 #include "drivekit/core/version.hpp"
 
@@ -67,7 +68,8 @@ int outputChecked(int code) {
 }  // namespace
 
 int run(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out, std::ostream& err) {
-    const bool scan = !args.empty() && args.front() == "scan";
+    // scan and writes parse their own arguments.
+    const bool scan = !args.empty() && (args.front() == "scan" || args.front() == "writes");
     const ParseResult parsed = scan ? ParseResult{} : parseArguments(args);
     // Everything but a JSON document passes through the terminal filter: strings from
     // drives, file systems and processes are printed in many places, and this is the one
@@ -76,6 +78,9 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
                            : parsed.arguments && parsed.arguments->json;
     PrintableStream printableOut(out, !json);
     PrintableStream printableErr(err, true);
+    if (scan && args.front() == "writes") {
+        return runWritesCommand({args.begin() + 1, args.end()}, machine, printableOut, printableErr);
+    }
     if (scan) return runScanCommand({args.begin() + 1, args.end()}, machine, printableOut, printableErr);
     return runParsed(parsed, machine, printableOut, printableErr);
 }

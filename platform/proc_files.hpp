@@ -1,0 +1,43 @@
+#pragma once
+// Read access to the kernel's process table under /proc: the per-process counters, start
+// times, executables and cgroups that write accounting reads. Paths are relative to the
+// /proc folder ("stat", "1234/io"); an implementation may map them onto a fixture tree.
+//
+// Nothing here raises: a process can end between listing it and reading its files, and
+// that is an ordinary answer (nothing), never an error.
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace platform {
+
+class ProcFiles {
+  public:
+    virtual ~ProcFiles() = default;
+
+    /// The pids of the numeric entries of /proc, in no particular order.
+    virtual std::vector<std::int32_t> pids() const = 0;
+
+    /// Reads up to `buffer.size()` bytes from the start of the file into `buffer`: the
+    /// number of bytes read, which may be 0 (a kernel thread's cmdline). Nothing when
+    /// the file is missing, the process is gone, or reading it isn't allowed.
+    virtual std::optional<std::size_t> read(std::string_view relative, std::span<char> buffer) const = 0;
+
+    /// The target of a link such as "1234/exe"; nothing when it has none (a kernel
+    /// thread, a zombie) or the process is gone.
+    virtual std::optional<std::string> readLink(std::string_view relative) const = 0;
+
+    /// Clock ticks per second, the unit of the start time in "<pid>/stat".
+    virtual long ticksPerSecond() const = 0;
+
+  protected:
+    ProcFiles() = default;
+    ProcFiles(const ProcFiles&) = default;
+    ProcFiles& operator=(const ProcFiles&) = default;
+};
+
+}  // namespace platform
