@@ -1,0 +1,298 @@
+#include "app/store/drive_store.hpp"
+
+#include <QMetaObject>
+#include <QPointer>
+#include <QThreadPool>
+#include <algorithm>
+
+#include "app/store/history.hpp"
+#include "drivekit/core/text.hpp"
+
+namespace app {
+
+namespace json = drivekit::json;
+
+Background qtBackground(QObject* context) {
+    return [context = QPointer<QObject>(context)](std::function<std::vector<DriveSummary>()> read,
+                                                  std::function<void(std::vector<DriveSummary>)> back) {
+        QThreadPool::globalInstance()->start([context, read = std::move(read), back = std::move(back)] {
+            auto drives = std::make_shared<std::vector<DriveSummary>>(read());
+            if (context.isNull()) return;
+            QMetaObject::invokeMethod(
+                context.data(), [back, drives] { back(std::move(*drives)); }, Qt::QueuedConnection);
+        });
+    };
+}
+
+void SpeedHistory::push(Speed speed) noexcept {
+    samples_[start_] = speed;
+    start_ = (start_ + 1) % kLength;
+}
+
+DriveStore::DriveStore(Services services, Prefs prefs, QObject* parent)
+    : QObject(parent), services_(std::move(services)), timers_(*services_.timers), prefs_(std::move(prefs)),
+      launchedAt_(timers_.now()) {}
+
+DriveStore::~DriveStore() {
+    *alive_ = false;
+    for (const auto handle : {pending_, poller_, systemTicker_, sampler_}) timers_.cancel(handle);
+}
+
+void DriveStore::log(const std::string& line) const {
+    if (services_.log) services_.log(line);
+}
+
+void DriveStore::start() {
+    if (!services_.paths.data.empty()) StateFiles::removeLeftovers(services_.paths.data);
+    refresh();
+    armPoller();
+    updateSystem();
+    systemTicker_ = timers_.every(kSystemPeriod, [this] { updateSystem(); });
+}
+
+void DriveStore::armPoller() {
+    // Read anew before each wait: a change of the preference applies from the next wait.
+    const auto minutes = std::max(1, prefs_.checkMinutes);
+    poller_ = timers_.after(std::chrono::minutes(minutes), [this] {
+        poller_ = 0;
+        refresh([this, alive = std::weak_ptr<bool>(alive_)] {
+            if (!alive.expired() && poller_ == 0) armPoller();
+        });
+    });
+}
+
+void DriveStore::setPrefs(Prefs prefs) {
+    prefs_ = std::move(prefs);
+    rememberVisible();
+}
+
+void DriveStore::scheduleRefresh() {
+    timers_.cancel(pending_);
+    const auto generation = ++pendingGeneration_;
+    pending_ = timers_.after(kDebounce, [this, generation] {
+        pending_ = 0;
+        refresh([this, generation, alive = std::weak_ptr<bool>(alive_)] {
+            // A newer burst took over while this pass read: its own settling pass follows.
+            if (alive.expired() || generation != pendingGeneration_) return;
+            pending_ = timers_.after(kSettle, [this, generation] {
+                pending_ = 0;
+                if (generation == pendingGeneration_) refresh();
+            });
+        });
+    });
+}
+
+void DriveStore::refresh(std::function<void()> done) {
+    const auto started = timers_.now();
+    const auto steadyStarted = timers_.steadyNow();
+    const auto ticket = ++refreshOrder_.issued;
+    PassRequest request{usbReports_, true};
+    auto read = [source = services_.read, request = std::move(request)] { return source(request); };
+    services_.background(std::move(read), [this, alive = std::weak_ptr<bool>(alive_), ticket, started, steadyStarted,
+                                           done = std::move(done)](std::vector<DriveSummary> drives) {
+        if (alive.expired()) return;
+        apply(ticket, started, steadyStarted, std::move(drives));
+        if (done) done();
+    });
+}
+
+void DriveStore::apply(std::uint64_t ticket, json::SystemTime started,
+                       std::chrono::steady_clock::time_point steadyStarted, std::vector<DriveSummary> drives) {
+    const double elapsed = std::chrono::duration<double>(timers_.steadyNow() - steadyStarted).count();
+    const bool shown = refreshOrder_.applied < ticket;
+    if (shown) refreshOrder_.applied = ticket;
+    if (elapsed > kSlowPassSeconds) {
+        log(drivekit::text::format("refresh %llu took %.1f s; %s", static_cast<unsigned long long>(ticket), elapsed,
+                                   shown ? "shown" : "dropped, a later one was shown"));
+    }
+    if (!shown) {
+        if (onPass) onPass(PassReport{ticket, elapsed, false, allDrives_, std::move(drives)});
+        return;
+    }
+    const auto now = timers_.now();
+
+    if (readings_.empty()) readings_ = StateFiles::readReadings(services_.paths.readings());
+    enrich(drives, readings_, now, services_.locale);
+    logMountChanges(drives);
+
+    RefreshPlan::Inputs inputs;
+    inputs.previous = allDrives_;
+    inputs.drives = drives;
+    inputs.selectedID = selectedID_;
+    inputs.selectionKey = selectionKey_;
+    inputs.knownUSB = previousUSBKeys_;
+    inputs.reading = usbReads_;
+    inputs.recentReads = recentUSBReads_;
+    inputs.arrival = arrival_;
+    inputs.isFirstRead = !lastRefresh_.has_value();
+    for (const auto& [key, report] : usbReports_) inputs.reports.insert(key);
+    inputs.scans = usbScans_;
+    inputs.readStarted = started;
+    inputs.now = now;
+    inputs.checksOnArrival = [this, now](const DriveSummary& drive) {
+        return drive.offersUSBCheck(services_.usbCheckAvailable) && prefs_.autoCheckUSB && drive.usbSignature &&
+               prefs_.approvedUSB.contains(*drive.usbSignature) &&
+               std::chrono::duration<double>(now - launchedAt_).count() > 120.0 &&
+               drive.tier == drivekit::Tier::limited;
+    };
+    const RefreshPlan plan = RefreshPlan::make(inputs);
+
+    selectionKey_ = plan.selectionKey;
+    selectedID_ = plan.selectedID;
+    std::vector<DriveSummary> previous = std::move(allDrives_);
+    allDrives_ = std::move(drives);
+    rememberVisible();
+    previousUSBKeys_ = std::set<std::string>(plan.knownUSB.begin(), plan.knownUSB.end());
+    if (plan.arriving) arrival_ = plan.arriving->card;
+    if (plan.closesArrival) arrival_.reset();
+    recentUSBReads_ = plan.recentReads;
+    for (const auto& key : plan.droppedReports) usbReports_.erase(key);
+    for (const auto& key : plan.droppedScans) usbScans_.erase(key);
+
+    lastRefresh_ = now;
+    updateSystem();
+    auto updated = Readings::updated(readings_, allDrives_, prefs_.keepDays, system_, now);
+    if (updated != readings_) {
+        readings_ = std::move(updated);
+        if (!StateFiles::writeReadings(services_.paths.readings(), readings_)) {
+            log("couldn't write " + services_.paths.readings().string() + "; the next pass tries again");
+        }
+    }
+    publishShared();
+
+    // A selection that left the list stays while its drive is under a USB read: it comes
+    // back in a moment and must come back selected.
+    const auto visible = visibleDrives();
+    const bool selectionVisible = selectedID_ && std::any_of(visible.begin(), visible.end(), [&](const DriveSummary& d) {
+                                      return d.id == *selectedID_;
+                                  });
+    const bool underRead = selectionKey_ && selectionKey_->usb && usbReads_.contains(*selectionKey_->usb);
+    if (!selectionVisible && !underRead) {
+        selectedID_ = visible.empty() ? std::nullopt : std::optional<std::string>(visible.front().id);
+    }
+
+    emit drivesChanged();
+    if (onPass) onPass(PassReport{ticket, elapsed, true, std::move(previous), allDrives_});
+}
+
+void DriveStore::logMountChanges(const std::vector<DriveSummary>& drives) const {
+    const auto state = [](const DriveSummary& d) {
+        if (d.notMounted()) return "not mounted";
+        return d.mountPoint ? "mounted" : "no volumes";
+    };
+    for (const auto& drive : drives) {
+        if (drive.kind == drivekit::DriveKind::internalSSD) continue;
+        const auto old = std::find_if(allDrives_.begin(), allDrives_.end(),
+                                      [&](const DriveSummary& d) { return d.id == drive.id; });
+        if (old == allDrives_.end() || old->notMounted() == drive.notMounted()) continue;
+        log(drive.name + ": " + state(*old) + " \u2192 " + state(drive));
+    }
+}
+
+void DriveStore::updateSystem() {
+    if (services_.system) system_ = services_.system();
+}
+
+std::vector<DriveSummary> DriveStore::visibleDrives() const {
+    std::vector<DriveSummary> out;
+    for (const auto& drive : allDrives_) {
+        if (!isHidden(drive, prefs_.hiddenDrives)) out.push_back(drive);
+    }
+    return out;
+}
+
+void DriveStore::rememberVisible() {
+    visibleNames_.clear();
+    for (const auto& drive : allDrives_) {
+        if (!isHidden(drive, prefs_.hiddenDrives)) visibleNames_.push_back(drive.bsdName);
+    }
+}
+
+void DriveStore::select(std::optional<std::string> id) {
+    selectedID_ = std::move(id);
+    selectionKey_.reset();
+    for (const auto& drive : allDrives_) {
+        if (selectedID_ && drive.id == *selectedID_) selectionKey_ = RefreshPlan::SelectionKey{drive.usbKey, drive.bsdName};
+    }
+}
+
+void DriveStore::publishShared() {
+    const auto now = timers_.now();
+    const auto visible = visibleDrives();
+    StateFiles::writeSharedState(services_.paths.sharedState(), visible, now);
+    KnownDrives known = StateFiles::readKnownDrives(services_.paths.knownDrives());
+    known.merge(visible, now);
+    StateFiles::writeKnownDrives(services_.paths.knownDrives(), known);
+    const auto keys = hiddenKeys(prefs_.hiddenDrives, allDrives_);
+    if (StateFiles::readHiddenDrives(services_.paths.hiddenDrives()) != keys) {
+        StateFiles::writeHiddenDrives(services_.paths.hiddenDrives(), keys);
+    }
+}
+
+void DriveStore::withdrawShared() {
+    std::error_code ignored;
+    std::filesystem::remove(services_.paths.sharedState(), ignored);
+}
+
+void DriveStore::beginLive() {
+    ++liveViewers_;
+    if (sampler_ == 0) {
+        sampler_ = timers_.every(kSamplePeriod, [this] {
+            if (!services_.windowVisible || services_.windowVisible()) sampleSpeeds();
+        });
+    }
+}
+
+void DriveStore::endLive() {
+    if (liveViewers_ == 0) return;
+    if (--liveViewers_ > 0) return;
+    timers_.cancel(sampler_);
+    sampler_ = 0;
+    // A later viewer's first tick only stores counters: no sample across the stale gap.
+    lastStats_.clear();
+}
+
+void DriveStore::sampleSpeeds() {
+    if (++sampleCount_ % 5 == 0) updateSystem();
+    if (!services_.ioStats) return;
+    const auto now = timers_.steadyNow();
+    for (const auto& name : visibleNames_) {
+        const auto stats = services_.ioStats(name);
+        if (!stats) continue;
+        auto last = lastStats_.find(name);
+        if (last != lastStats_.end()) {
+            const double seconds = std::chrono::duration<double>(now - last->second.at).count();
+            if (seconds > 0) {
+                const auto delta = [&](std::uint64_t to, std::uint64_t from) {
+                    return to >= from ? static_cast<double>(to - from) / seconds : 0.0;
+                };
+                const Speed speed{delta(stats->readBytes, last->second.stats.readBytes),
+                                  delta(stats->writtenBytes, last->second.stats.writtenBytes)};
+                auto at = speeds_.find(name);
+                if (at == speeds_.end()) at = speeds_.emplace(name, Speed{}).first;
+                at->second = speed;
+                auto ring = history_.find(name);
+                if (ring == history_.end()) ring = history_.emplace(name, SpeedHistory{}).first;
+                ring->second.push(speed);
+                auto peak = peaks_.find(name);
+                if (peak == peaks_.end()) peak = peaks_.emplace(name, Speed{}).first;
+                peak->second = Speed{std::max(peak->second.read, speed.read), std::max(peak->second.write, speed.write)};
+            }
+            last->second = Counters{*stats, now};
+        } else {
+            lastStats_.emplace(name, Counters{*stats, now});
+        }
+    }
+}
+
+std::optional<Speed> DriveStore::speed(const std::string& bsdName) const {
+    const auto it = speeds_.find(bsdName);
+    return it == speeds_.end() ? std::nullopt : std::optional<Speed>(it->second);
+}
+
+const SpeedHistory* DriveStore::history(const std::string& bsdName) const {
+    const auto it = history_.find(bsdName);
+    return it == history_.end() ? nullptr : &it->second;
+}
+
+}  // namespace app

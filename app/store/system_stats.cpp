@@ -1,0 +1,129 @@
+#include "app/store/system_stats.hpp"
+
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+namespace app {
+
+std::optional<std::string> LinuxProcFiles::read(const std::string& path) const {
+    std::ifstream in(path);
+    if (!in) return std::nullopt;
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+std::uint64_t LinuxProcFiles::pageSize() const {
+    const long size = ::sysconf(_SC_PAGESIZE);
+    return size > 0 ? static_cast<std::uint64_t>(size) : 4096;
+}
+
+double LinuxProcFiles::ticksPerSecond() const {
+    const long ticks = ::sysconf(_SC_CLK_TCK);
+    return ticks > 0 ? static_cast<double>(ticks) : 100.0;
+}
+
+namespace {
+
+/// The number after `key` on the line that starts with it ("SwapTotal:   1024 kB").
+std::optional<double> field(const std::string& text, std::string_view key) {
+    std::size_t at = 0;
+    while ((at = text.find(key, at)) != std::string::npos) {
+        if (at == 0 || text[at - 1] == '\n') {
+            std::istringstream line(text.substr(at + key.size(), text.find('\n', at) - at - key.size()));
+            double value = 0;
+            if (line >> value) return value;
+            return std::nullopt;
+        }
+        at += key.size();
+    }
+    return std::nullopt;
+}
+
+std::vector<std::string> words(const std::string& text) {
+    std::istringstream in(text);
+    std::vector<std::string> out;
+    for (std::string word; in >> word;) out.push_back(word);
+    return out;
+}
+
+std::uint64_t whole(double value) { return value > 0 ? static_cast<std::uint64_t>(value) : 0; }
+
+}  // namespace
+
+namespace SystemStatsReader {
+
+SystemStats read(const ProcFiles& files, const std::optional<std::string>& bootDrive) {
+    SystemStats stats;
+    if (const auto meminfo = files.read("/proc/meminfo")) {
+        const auto total = field(*meminfo, "SwapTotal:");
+        const auto free = field(*meminfo, "SwapFree:");
+        if (total && free && *total >= *free) {
+            stats.swapTotalBytes = whole(*total * 1024);
+            stats.swapUsedBytes = whole((*total - *free) * 1024);
+        }
+    }
+    if (const auto vmstat = files.read("/proc/vmstat")) {
+        if (const auto out = field(*vmstat, "pswpout ")) stats.swapOutBytesSinceBoot = whole(*out) * files.pageSize();
+    }
+    if (const auto pressure = files.read("/proc/pressure/memory")) {
+        if (const auto some = field(*pressure, "some avg10=")) {
+            stats.pressure = *some >= 40   ? SystemStats::Pressure::high
+                             : *some >= 10 ? SystemStats::Pressure::elevated
+                                           : SystemStats::Pressure::normal;
+        }
+    }
+    if (const auto stat = files.read("/proc/stat")) {
+        if (const auto btime = field(*stat, "btime ")) {
+            stats.bootDate = drivekit::json::SystemTime{} + std::chrono::seconds(whole(*btime));
+        }
+    }
+    if (bootDrive) {
+        // Field 7 of the block layer's stat: sectors of 512 bytes written.
+        if (const auto blockStat = files.read("/sys/class/block/" + *bootDrive + "/stat")) {
+            const auto w = words(*blockStat);
+            if (w.size() > 6) stats.writtenSinceBootBytes = std::strtoull(w[6].c_str(), nullptr, 10) * 512;
+        }
+    }
+    if (const auto io = files.read("/proc/self/io")) {
+        if (const auto written = field(*io, "write_bytes:")) stats.selfWrittenBytes = whole(*written);
+    }
+    // utime and stime are fields 14 and 15, the start time field 22, after the name in
+    // parentheses, which may itself hold spaces.
+    const auto self = files.read("/proc/self/stat");
+    const auto uptime = files.read("/proc/uptime");
+    if (self && self->rfind(')') != std::string::npos) {
+        const auto w = words(self->substr(self->rfind(')') + 1));
+        const double ticks = files.ticksPerSecond();
+        if (w.size() > 19) {
+            stats.selfCPUSeconds = (std::strtod(w[11].c_str(), nullptr) + std::strtod(w[12].c_str(), nullptr)) / ticks;
+            const double started = std::strtod(w[19].c_str(), nullptr) / ticks;
+            if (uptime) {
+                const auto up = words(*uptime);
+                if (!up.empty()) stats.selfAliveSeconds = std::max(0.0, std::strtod(up[0].c_str(), nullptr) - started);
+            }
+        }
+    }
+    stats.selfCPUPercent = stats.selfAliveSeconds > 1.0 ? stats.selfCPUSeconds / stats.selfAliveSeconds * 100.0 : 0;
+    return stats;
+}
+
+SystemStats updated(const std::optional<SystemStats>& old, SystemStats fresh) {
+    if (!old || old->selfAliveSeconds <= 0) return fresh;
+    const double span = fresh.selfAliveSeconds - old->selfAliveSeconds;
+    if (span >= 1.0) {
+        fresh.selfCPUPercent = std::max(0.0, (fresh.selfCPUSeconds - old->selfCPUSeconds) / span * 100.0);
+    } else {
+        fresh.selfCPUPercent = old->selfCPUPercent;
+        fresh.selfCPUSeconds = old->selfCPUSeconds;
+        fresh.selfAliveSeconds = old->selfAliveSeconds;
+    }
+    return fresh;
+}
+
+}  // namespace SystemStatsReader
+
+}  // namespace app

@@ -1,0 +1,226 @@
+#include "app/store/drive_store.hpp"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <deque>
+
+#include "app/store/tests/fake_timers.hpp"
+
+namespace app {
+namespace {
+
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+DriveSummary drive(std::string id, drivekit::DriveKind kind = drivekit::DriveKind::usb) {
+    DriveSummary d;
+    d.id = d.bsdName = d.name = std::move(id);
+    d.kind = kind;
+    d.tier = drivekit::Tier::healthy;
+    d.score = 90;
+    return d;
+}
+
+// Reads finish when the test says, in any order.
+struct HeldReads {
+    struct Read {
+        std::vector<DriveSummary> drives;
+        std::function<void(std::vector<DriveSummary>)> back;
+    };
+    std::deque<Read> waiting;
+    bool immediate = false;
+
+    Background background() {
+        return [this](auto read, auto back) {
+            if (immediate) {
+                back(read());
+            } else {
+                waiting.push_back({read(), std::move(back)});
+            }
+        };
+    }
+    void finish(std::size_t index) {
+        Read read = std::move(waiting.at(index));
+        waiting.erase(waiting.begin() + static_cast<std::ptrdiff_t>(index));
+        read.back(std::move(read.drives));
+    }
+};
+
+class DriveStoreTest : public ::testing::Test {
+  protected:
+    testing::FakeTimers timers;
+    HeldReads reads;
+    std::vector<std::vector<DriveSummary>> machine{{drive("sdb")}};
+    int passesRead = 0;
+    std::vector<std::string> lines;
+    std::vector<PassReport> passes;
+    fs::path folder = fs::path(::testing::TempDir()) /
+                      ("store-" + std::to_string(::getpid()) + "-" +
+                       ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::unique_ptr<DriveStore> store;
+
+    void SetUp() override { make(Prefs{}); }
+    void TearDown() override {
+        store.reset();
+        fs::remove_all(folder);
+    }
+    void make(Prefs prefs, std::function<std::optional<IOStats>(const std::string&)> io = {},
+              std::function<bool()> windowVisible = {}) {
+        DriveStore::Services services;
+        services.read = [this](const PassRequest&) {
+            const auto index = static_cast<std::size_t>(passesRead++);
+            return machine[std::min(index, machine.size() - 1)];
+        };
+        services.background = reads.background();
+        services.timers = &timers;
+        services.paths = StatePaths{folder / "data", folder / "config"};
+        services.log = [this](const std::string& line) { lines.push_back(line); };
+        services.ioStats = std::move(io);
+        services.windowVisible = std::move(windowVisible);
+        store = std::make_unique<DriveStore>(std::move(services), std::move(prefs));
+        store->onPass = [this](const PassReport& report) { passes.push_back(report); };
+    }
+};
+
+TEST_F(DriveStoreTest, APassOvertakenByALaterOneIsDroppedWhole) {
+    machine = {{drive("old")}, {drive("new")}};
+    store->refresh();
+    timers.advance(1s);
+    store->refresh();
+    timers.advance(6s);
+    reads.finish(1);
+    reads.finish(0);
+    ASSERT_EQ(store->allDrives().size(), 1u);
+    EXPECT_EQ(store->allDrives()[0].id, "new");
+    ASSERT_EQ(passes.size(), 2u);
+    EXPECT_TRUE(passes[0].shown);
+    EXPECT_FALSE(passes[1].shown);
+    EXPECT_EQ(lines, (std::vector<std::string>{"refresh 2 took 6.0 s; shown",
+                                               "refresh 1 took 7.0 s; dropped, a later one was shown"}));
+    // The dropped pass wrote nothing: only the new drive has a reading.
+    const auto readings = StateFiles::readReadings(folder / "data" / "readings.json");
+    ASSERT_EQ(readings.size(), 1u);
+    EXPECT_EQ(readings[0].driveID, "new");
+}
+
+TEST_F(DriveStoreTest, ABurstOfEventsCostsOnePassAndOneSettlingPass) {
+    reads.immediate = true;
+    for (int i = 0; i < 10; ++i) {
+        store->scheduleRefresh();
+        timers.advance(50ms);
+    }
+    // The last event came at 0.45 s; its pass is due at 1.15 s.
+    timers.advance(649ms);
+    EXPECT_EQ(passesRead, 0);
+    timers.advance(1ms);
+    EXPECT_EQ(passesRead, 1);
+    timers.advance(2999ms);
+    EXPECT_EQ(passesRead, 1);
+    timers.advance(1ms);
+    EXPECT_EQ(passesRead, 2);
+    timers.advance(1h);
+    EXPECT_EQ(passesRead, 2);
+
+    // An event while a debounced pass reads: that pass still shows, but only the newer
+    // burst gets a settling pass.
+    reads.immediate = false;
+    store->scheduleRefresh();
+    timers.advance(700ms);
+    store->scheduleRefresh();
+    reads.finish(0);
+    timers.advance(700ms);
+    reads.finish(0);
+    timers.advance(3s);
+    EXPECT_EQ(reads.waiting.size(), 1u);
+    reads.finish(0);
+    timers.advance(1h);
+    EXPECT_EQ(passesRead, 5);
+}
+
+TEST_F(DriveStoreTest, ThePollerWaitsAMinuteWhenCheckMinutesIsZero) {
+    reads.immediate = true;
+    Prefs prefs;
+    prefs.checkMinutes = 0;
+    make(prefs);
+    store->start();
+    EXPECT_EQ(passesRead, 1);
+    timers.advance(59s);
+    EXPECT_EQ(passesRead, 1);
+    timers.advance(1s);
+    EXPECT_EQ(passesRead, 2);
+    // A new period applies from the next wait.
+    prefs.checkMinutes = 10;
+    store->setPrefs(prefs);
+    timers.advance(60s);
+    EXPECT_EQ(passesRead, 3);
+    timers.advance(9min + 59s);
+    EXPECT_EQ(passesRead, 3);
+    timers.advance(1s);
+    EXPECT_EQ(passesRead, 4);
+}
+
+TEST_F(DriveStoreTest, TheSamplerMeasuresOnlyWhileWatchedAndNeverAcrossAStaleGap) {
+    reads.immediate = true;
+    std::uint64_t bytes = 0;
+    make(Prefs{}, [&](const std::string&) { return std::optional<IOStats>(IOStats{bytes, 0}); });
+    store->refresh();
+    store->beginLive();
+    EXPECT_TRUE(store->sampling());
+    for (int i = 0; i < 3; ++i) {
+        bytes += 1'000'000;
+        timers.advance(1s);
+    }
+    ASSERT_TRUE(store->speed("sdb"));
+    EXPECT_DOUBLE_EQ(store->speed("sdb")->read, 1'000'000);
+    EXPECT_EQ(store->history("sdb")->at(59), (Speed{1'000'000, 0}));
+    EXPECT_EQ(store->history("sdb")->at(57), Speed{});
+
+    // No viewer: the sampler stops; a new viewer's first tick makes no sample.
+    store->endLive();
+    EXPECT_FALSE(store->sampling());
+    bytes += 50'000'000;
+    timers.advance(1h);
+    store->beginLive();
+    bytes += 2'000'000;
+    timers.advance(1s);
+    EXPECT_DOUBLE_EQ(store->speed("sdb")->read, 1'000'000);
+    bytes += 2'000'000;
+    timers.advance(1s);
+    EXPECT_DOUBLE_EQ(store->speed("sdb")->read, 2'000'000);
+}
+
+TEST_F(DriveStoreTest, AHiddenWindowWithAViewerResumesWithTheMeanOverTheGap) {
+    reads.immediate = true;
+    std::uint64_t bytes = 0;
+    bool visible = true;
+    make(Prefs{}, [&](const std::string&) { return std::optional<IOStats>(IOStats{0, bytes}); },
+         [&] { return visible; });
+    store->refresh();
+    store->beginLive();
+    timers.advance(1s);
+    visible = false;
+    bytes += 3'600'000'000;
+    timers.advance(1h);
+    EXPECT_FALSE(store->speed("sdb"));
+    visible = true;
+    timers.advance(1s);
+    ASSERT_TRUE(store->speed("sdb"));
+    EXPECT_DOUBLE_EQ(store->speed("sdb")->write, 3'600'000'000.0 / 3601);
+}
+
+TEST_F(DriveStoreTest, TheFirstPassMakesNoArrivalTheNextOneDoes) {
+    reads.immediate = true;
+    machine = {{drive("sdb")}, {drive("sdb"), drive("sdc"), drive("sdd")}};
+    store->refresh();
+    EXPECT_FALSE(store->arrival());
+    EXPECT_EQ(store->selectedID(), "sdb");
+    store->refresh();
+    ASSERT_TRUE(store->arrival());
+    EXPECT_EQ(store->arrival()->driveID, "sdc");
+    EXPECT_TRUE(fs::exists(folder / "data" / "shared" / "shared-state.json"));
+    EXPECT_EQ(StateFiles::readKnownDrives(folder / "data" / "shared" / "known-drives.json").entries.size(), 3u);
+}
+
+}  // namespace
+}  // namespace app

@@ -1,0 +1,64 @@
+#include "app/store/system_stats.hpp"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+namespace app {
+namespace {
+
+struct Files final : ProcFiles {
+    std::map<std::string, std::string> text;
+    std::optional<std::string> read(const std::string& path) const override {
+        const auto it = text.find(path);
+        return it == text.end() ? std::nullopt : std::optional(it->second);
+    }
+    std::uint64_t pageSize() const override { return 4096; }
+    double ticksPerSecond() const override { return 100; }
+};
+
+TEST(SystemStats, ReadsEachSourceAloneAndLeavesTheRestAtZero) {
+    Files files;
+    EXPECT_EQ(SystemStatsReader::read(files, "nvme0n1"), SystemStats{});
+
+    files.text["/proc/meminfo"] = "MemTotal: 8000 kB\nSwapTotal:     2048 kB\nSwapFree:      1024 kB\n";
+    files.text["/proc/vmstat"] = "pswpin 7\npswpout 10\n";
+    files.text["/proc/pressure/memory"] = "some avg10=12.50 avg60=3.00 avg300=1.00 total=5\nfull avg10=0.00\n";
+    files.text["/proc/stat"] = "cpu  1 2 3\nbtime 1763884800\n";
+    files.text["/sys/class/block/nvme0n1/stat"] = "  100 0 800 5 200 0 4000 9 0 10 14\n";
+    files.text["/proc/self/io"] = "rchar: 5\nwrite_bytes: 8192\n";
+    files.text["/proc/self/stat"] = "42 (vantrel (a b)) S 1 42 42 0 -1 0 0 0 0 0 150 50 0 0 20 0 1 0 1000 0 0\n";
+    files.text["/proc/uptime"] = "50.00 90.00\n";
+    const auto stats = SystemStatsReader::read(files, "nvme0n1");
+    EXPECT_EQ(stats.swapTotalBytes, 2048u * 1024);
+    EXPECT_EQ(stats.swapUsedBytes, 1024u * 1024);
+    EXPECT_EQ(stats.swapOutBytesSinceBoot, 10u * 4096);
+    EXPECT_EQ(stats.pressure, SystemStats::Pressure::elevated);
+    EXPECT_EQ(stats.writtenSinceBootBytes, 4000u * 512);
+    EXPECT_EQ(stats.selfWrittenBytes, 8192u);
+    EXPECT_DOUBLE_EQ(stats.selfCPUSeconds, 2.0);
+    EXPECT_DOUBLE_EQ(stats.selfAliveSeconds, 40.0);
+    EXPECT_DOUBLE_EQ(stats.selfCPUPercent, 5.0);
+    ASSERT_TRUE(stats.bootDate);
+    EXPECT_EQ(drivekit::json::isoDate(*stats.bootDate), "2025-11-23T08:00:00Z");
+}
+
+TEST(SystemStats, TheCPUShareIsMeasuredOverAtLeastASecond) {
+    SystemStats first;
+    first.selfCPUSeconds = 10;
+    first.selfAliveSeconds = 100;
+    first.selfCPUPercent = 10;
+    SystemStats soon = first;
+    soon.selfCPUSeconds = 10.4;
+    soon.selfAliveSeconds = 100.5;
+    const auto kept = SystemStatsReader::updated(first, soon);
+    EXPECT_DOUBLE_EQ(kept.selfAliveSeconds, 100);
+    EXPECT_DOUBLE_EQ(kept.selfCPUPercent, 10);
+    SystemStats later = first;
+    later.selfCPUSeconds = 10.5;
+    later.selfAliveSeconds = 101;
+    EXPECT_DOUBLE_EQ(SystemStatsReader::updated(kept, later).selfCPUPercent, 50);
+}
+
+}  // namespace
+}  // namespace app
