@@ -24,16 +24,6 @@ struct OwnTitle {
     static constexpr std::string_view readOnly = "Your SSD is read-only.";
 };
 
-struct LineWords {
-    static constexpr std::string_view keepBackups = "Keep your backups current.";
-    static constexpr std::string_view lifeUsed = "It has used %@ of its rated life.";
-    static constexpr std::string_view lifeLeft = "It has %@ of its rated life left.";
-    static constexpr std::string_view atCurrentUsage = "%@ at your current usage.";
-    static constexpr std::string_view nothingToDo = "Nothing to do.";
-    static constexpr std::string_view unreadable =
-        "Vantrel couldn't read this drive's health data.";
-};
-
 struct LimitedWords {
     static constexpr std::string_view usbNVMeBridge =
         "Its enclosure has an NVMe bridge, and Vantrel reads health over USB from SATA drives "
@@ -171,35 +161,6 @@ std::string title(Tier tier, DriveKind kind, bool readOnly) {
         }
     }
     return DocumentWording::title(tier, kind, readOnly);
-}
-
-std::string line(Tier tier, std::optional<int> lifeUsed, std::optional<int> lifeLeft,
-                 const std::optional<LifeForecast>& forecast, std::span<const Finding> findings,
-                 const Locale& locale) {
-    if (const auto worst = worstFinding(findings)) {
-        if (tier == Tier::watch)
-            return joined({worst->message, std::string(LineWords::keepBackups)});
-        if (tier != Tier::healthy) return worst->message;
-    }
-    std::vector<std::string> sentences;
-    if (lifeUsed) {
-        sentences.push_back(
-            fillPlaceholders(LineWords::lifeUsed, {LocalFormat::percent(*lifeUsed, locale)}));
-    } else if (lifeLeft) {
-        sentences.push_back(
-            fillPlaceholders(LineWords::lifeLeft, {LocalFormat::percent(*lifeLeft, locale)}));
-    }
-    if (forecast) {
-        sentences.push_back(fillPlaceholders(LineWords::atCurrentUsage,
-                                             {LifeForecast::headline(*forecast, locale)}));
-    }
-    if (tier == Tier::healthy) sentences.emplace_back(LineWords::nothingToDo);
-    if (!sentences.empty()) return joined(sentences);
-
-    for (const auto& finding : findings) {
-        if (finding.verdict == Verdict::unknown) return finding.message;
-    }
-    return std::string(LineWords::unreadable);
 }
 
 std::string limitedLine(DriveKind kind, bool usbNVMeBridge, bool asleep) {

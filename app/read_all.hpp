@@ -17,6 +17,7 @@
 #include "drivekit/discovery/discovery.hpp"
 #include "drivekit/health/ata_smart_lib.hpp"
 #include "drivekit/health/health_document.hpp"
+#include "drivekit/health/nvme_reader.hpp"
 #include "platform/nvme_admin.hpp"
 
 namespace app {
@@ -52,6 +53,17 @@ struct DriveRead {
     SummaryBuilder::Reading reading;
     DriveSummary summary;
 };
+
+/// The NVMe read of one drive, rated.
+drivekit::Result<SummaryBuilder::Reading, drivekit::NVMeReader::Failure> readNVMe(
+    const drivekit::Drive& drive, platform::NVMeAdmin& nvme, const drivekit::Locale& locale);
+
+/// The live ATA read of one disk on its open connection, rated: asked first whether the
+/// disk sleeps (a sleeping disk is left so unless `wake`: the reading says `asleep`),
+/// then one session that sends IDENTIFY once and reads every page after it.
+drivekit::Result<SummaryBuilder::Reading, drivekit::ATASMARTLib::IdentifyFailure> readATA(
+    std::unique_ptr<drivekit::SCSIDrive> connection, const drivekit::Drive& drive, bool wake,
+    const drivekit::Locale& locale);
 
 /// Reads one drive and summarizes it; nothing for a drive that isn't shown. `live` allows
 /// the live ATA read of USB drives that have no kept reading.

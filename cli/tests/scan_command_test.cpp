@@ -35,8 +35,14 @@ private:
     drivekit::DiagnosticsLog log_;
 };
 
+struct StillClock final : platform::Clock {
+    std::chrono::system_clock::time_point now() const override { return {}; }
+    std::chrono::steady_clock::time_point steadyNow() const override { return {}; }
+};
+
 class ScanCommandTest : public ::testing::Test {
 protected:
+    StillClock clock;
     platform::LinuxSysfs sysfs{std::string(VANTREL_TEST_DATA) + "/sysfs"};
     NoNVMe nvme;
     int openError = 0;
@@ -56,7 +62,8 @@ protected:
             if (openError != 0) return drivekit::Unexpected(openError);
             return std::unique_ptr<drivekit::SCSIDrive>(std::make_unique<OneBadBlock>());
         };
-        cli::Machine machine{sysfs, nvme, drivekit::Locale{"en_US"}, open};
+        cli::Machine machine{sysfs, nvme, drivekit::Locale{"en_US"}, open, nullptr, nullptr, nullptr, &clock};
+        machine.openBlockReads = open;
         std::ostringstream o, e;
         args.insert(args.begin(), "scan");
         const int code = cli::run(args, machine, o, e);
@@ -85,7 +92,7 @@ TEST_F(ScanCommandTest, RefusesWhatIsNotAWholeDiskOrNotAllowed) {
     EXPECT_EQ(scan({"sda1"}, out, err), cli::exitNoDevice);
     openError = EACCES;
     EXPECT_EQ(scan({"sda"}, out, err), cli::exitNoPermission);
-    EXPECT_EQ(err, "vantrel: Reading /dev/sda needs root.\n");
+    EXPECT_EQ(err, "vantrel: Reading /dev/sda needs root: run it with sudo.\n");
 }
 
 }  // namespace

@@ -25,6 +25,7 @@ struct TitleWording {
 struct LineWording {
     static constexpr std::string_view keepBackups = " Keep your backups current.";
     static constexpr std::string_view lifeUsed = "It has used %lld% of its rated life.";
+    static constexpr std::string_view lifeLeft = "It has %lld% of its rated life left.";
     static constexpr std::string_view nothingToDo = "Nothing to do.";
     static constexpr std::string_view unreadable =
         "Vantrel couldn't read this drive's health data.";
@@ -230,7 +231,7 @@ std::string forecastSentence(const LifeForecast& forecast, const Locale& locale)
            std::string(LineWording::atCurrentUsage);
 }
 
-std::string line(Tier tier, std::optional<int> lifeUsed,
+std::string line(Tier tier, std::optional<int> lifeUsed, std::optional<int> lifeLeft,
                  const std::optional<LifeForecast>& forecast, std::span<const Finding> findings,
                  const Locale& locale) {
     // The tier decides: a healthy drive is never told by a finding, whatever it says.
@@ -242,6 +243,8 @@ std::string line(Tier tier, std::optional<int> lifeUsed,
     std::vector<std::string> sentences;
     if (lifeUsed) {
         sentences.push_back(fillPlaceholders(LineWording::lifeUsed, {std::to_string(*lifeUsed)}));
+    } else if (lifeLeft) {
+        sentences.push_back(fillPlaceholders(LineWording::lifeLeft, {std::to_string(*lifeLeft)}));
     }
     if (forecast) sentences.push_back(forecastSentence(*forecast, locale));
     if (tier == Tier::healthy) sentences.emplace_back(LineWording::nothingToDo);

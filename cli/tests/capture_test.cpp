@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/capture_command.hpp"
 #include "cli/cli.hpp"
 #include "cli/exit_codes.hpp"
 #include "drivekit/discovery/discovery.hpp"
@@ -180,7 +179,7 @@ TEST_F(CaptureCommand, AReadingByCaptureIsNamedAsOne) {
 
 TEST_F(CaptureCommand, WithoutRootOneSentenceAndExitFiveAndNothingIsTaken) {
     host.isPrivileged = false;
-    const std::string sentence = "vantrel: Reading SMART over USB needs administrator rights. Run with sudo.\n";
+    const std::string sentence = "vantrel: Reading /dev/sdb needs root: run it with sudo.\n";
 
     Outcome r = run({"check", "sdb", "--capture"});
     EXPECT_EQ(r.code, cli::exitNoPermission);
