@@ -99,6 +99,7 @@ std::optional<DriveRead> summarized(const Drive& drive, SummaryBuilder::Reading 
 
 std::vector<DriveRead> readDrives(const USBReports& reports, bool live,
                                   const ReadContext& context) {
+    const auto mountedBefore = context.discovery.mounts.list();
     const auto drives = Discovery::allDrives(context.discovery);
     // Each drive's result has its own slot, so discovery's order stays whatever finishes first.
     std::vector<std::optional<DriveRead>> slots(drives.size());
@@ -118,6 +119,8 @@ std::vector<DriveRead> readDrives(const USBReports& reports, bool live,
     for (auto& slot : slots) {
         if (slot) reads.push_back(std::move(*slot));
     }
+    // Only a mount table that changed during the reads asks for a second pass.
+    if (context.discovery.mounts.list() == mountedBefore) return reads;
     const auto fresh = Discovery::allDrives(context.discovery);
     for (auto& read : reads) {
         const auto same = std::find_if(fresh.begin(), fresh.end(), [&](const Drive& drive) {

@@ -75,9 +75,10 @@ std::optional<DriveRead> readDrive(const drivekit::Drive& drive, const USBReport
 std::optional<DriveRead> summarized(const drivekit::Drive& drive, SummaryBuilder::Reading reading,
                                     const ReadContext& context);
 
-/// Every shown drive, in discovery's order. Discovery is asked again after the reads and
-/// each drive takes up its fresh mount facts: a read can take seconds, and a drive may
-/// have been mounted or unmounted meanwhile. A drive gone by then keeps what it had.
+/// Every shown drive, in discovery's order. When the mount table changed during the reads
+/// (a read can take seconds, and a drive may have been mounted or unmounted meanwhile),
+/// discovery is asked again and each drive takes up its fresh mount facts; a drive gone
+/// by then keeps what it had.
 std::vector<DriveRead> readDrives(const USBReports& reports, bool live, const ReadContext& context);
 
 /// The summaries of `readDrives`.
