@@ -20,8 +20,10 @@ Result<Opened, Failure> open(const Machine& machine, const std::string& name) {
     if (auto refused = refuseName(machine, name)) return Unexpected(*refused);
     Failure f;
     f.device = name;
-    // Self-tests are an ATA command set: only disks the kernel's SCSI layer carries.
-    if (ScanRun::routeFor(name) != ScanRun::Route::scsi) {
+    // Self-tests are an ATA command set: for the disks a SATA port or a USB bridge carries.
+    const auto drive = Discovery::drive(name, sourcesOf(machine));
+    if (!drive || (drive->transport != Transport::sata && drive->transport != Transport::usb &&
+                   ScanRun::routeFor(name) != ScanRun::Route::scsi)) {
         f.kind = Failure::Kind::noSelfTests;
         return Unexpected(f);
     }
@@ -32,11 +34,7 @@ Result<Opened, Failure> open(const Machine& machine, const std::string& name) {
     auto opened = machine.openSCSI(name);
     if (!opened) return Unexpected(openFailure(opened.error(), name));
     auto session = ATASMARTLib::Session::begin(std::move(opened).value());
-    if (!session) {
-        Drive drive = Discovery::drive(name, sourcesOf(machine)).value_or(Drive{});
-        drive.bsdName = name;
-        return Unexpected(identifyFailure(session.error(), drive));
-    }
+    if (!session) return Unexpected(identifyFailure(session.error(), *drive));
     Opened result{std::move(session).value(), std::nullopt};
     if (const auto& page = result.session.smartData()) result.progress = SelfTest::Progress::fromSmartData(*page);
     return result;
