@@ -117,35 +117,6 @@ std::string title(Tier tier, DriveKind kind, bool readOnly) {
     return DocumentWording::title(tier, kind, readOnly);
 }
 
-std::string line(Tier tier, std::optional<int> lifeUsed, std::optional<int> lifeLeft,
-                 const std::optional<LifeForecast>& forecast, std::span<const Finding> findings,
-                 const Locale& locale) {
-    if (const auto worst = worstFinding(findings)) {
-        if (tier == Tier::watch)
-            return joined({worst->message, std::string(Line::keepBackups)});
-        if (tier != Tier::healthy) return worst->message;
-    }
-    std::vector<std::string> sentences;
-    if (lifeUsed) {
-        sentences.push_back(
-            fillPlaceholders(Line::lifeUsed, {LocalFormat::percent(*lifeUsed, locale)}));
-    } else if (lifeLeft) {
-        sentences.push_back(
-            fillPlaceholders(Line::lifeLeft, {LocalFormat::percent(*lifeLeft, locale)}));
-    }
-    if (forecast) {
-        sentences.push_back(fillPlaceholders(Line::atCurrentUsage,
-                                             {LifeForecast::headline(*forecast, locale)}));
-    }
-    if (tier == Tier::healthy) sentences.emplace_back(Line::nothingToDo);
-    if (!sentences.empty()) return joined(sentences);
-
-    for (const auto& finding : findings) {
-        if (finding.verdict == Verdict::unknown) return finding.message;
-    }
-    return std::string(Line::unreadable);
-}
-
 std::string limitedLine(DriveKind kind, bool usbNVMeBridge, bool asleep) {
     if (kind == DriveKind::sdCard) return std::string(Limited::pageSDCard);
     if (asleep) return joined({std::string(Limited::pageAsleep), std::string(Limited::pageStillTracks)});

@@ -159,14 +159,6 @@ namespace SummaryWording {
 /// The sentence at the head of the page; the internal SSD is "your SSD".
 std::string title(drivekit::Tier tier, drivekit::DriveKind kind, bool readOnly);
 
-/// The sentence under the title for a drive that was read: the worst finding for a tier
-/// above healthy (with "Keep your backups current." for `watch`); otherwise the life
-/// used, or else the life left, the forecast and, when healthy, "Nothing to do.";
-/// failing all that, the first `unknown` finding, or that the drive couldn't be read.
-std::string line(drivekit::Tier tier, std::optional<int> lifeUsed, std::optional<int> lifeLeft,
-                 const std::optional<drivekit::LifeForecast>& forecast,
-                 std::span<const drivekit::Finding> findings, const drivekit::Locale& locale);
-
 /// The line of a drive whose health couldn't be read: why, then what is still tracked.
 /// `usbNVMeBridge` matters only for USB drives; `asleep`, a disk left asleep, for any.
 std::string limitedLine(drivekit::DriveKind kind, bool usbNVMeBridge, bool asleep = false);

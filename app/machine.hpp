@@ -17,6 +17,7 @@
 #include "platform/block_probe.hpp"
 #include "platform/block_use.hpp"
 #include "platform/clock.hpp"
+#include "platform/disk_events.hpp"
 #include "platform/mounts.hpp"
 #include "platform/nvme_admin.hpp"
 #include "platform/sysfs.hpp"
@@ -44,6 +45,9 @@ struct CapturePlatform {
     std::string holdAfter = {};
     /// Swap and exclusive opens of the disks a capture would take; not looked at without.
     const platform::BlockUse* blockUse = nullptr;
+    /// Gives every claimed interface back to the kernel at once. Async-signal-safe: a
+    /// front end's handler of a second signal calls it and ends the process.
+    void (*giveBackNow)() noexcept = nullptr;
 };
 
 
@@ -70,6 +74,12 @@ struct Machine {
     /// Every platform operation may be called from several threads at once, so a pass
     /// reads its drives concurrently.
     bool concurrentReads = false;
+    /// Direct reads of a disk that isn't a kernel SCSI disk (NVMe, SD cards), for the
+    /// surface scan; absent where there is none.
+    OpenSCSI openBlockReads = nullptr;
+    /// The machine's stream of disks coming and going; nothing, with why, when it can't be
+    /// had.
+    std::function<std::unique_ptr<platform::DiskEvents>(std::string& why)> openDiskEvents = nullptr;
     /// Taking USB drives from their kernel driver; absent, a USB
     /// enclosure is read only through the driver.
     CapturePlatform* capture = nullptr;

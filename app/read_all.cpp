@@ -29,41 +29,38 @@ SummaryBuilder::Surroundings surroundings(const Drive& drive, const ReadContext&
                                         context.usbCheckAvailable, context.discovery.locale};
 }
 
-SummaryBuilder::Reading readNVMe(const Drive& drive, const ReadContext& context) {
-    auto health = NVMeReader::read(drive.bsdName, context.nvme);
-    // Why it failed matters to a command that reads one drive, not to the pass.
-    if (!health) return {};
+}  // namespace
+
+Result<SummaryBuilder::Reading, NVMeReader::Failure> readNVMe(const Drive& drive,
+                                                              platform::NVMeAdmin& nvme,
+                                                              const Locale& locale) {
+    auto health = NVMeReader::read(drive.bsdName, nvme);
+    if (!health) return Unexpected(health.error());
     SummaryBuilder::Reading reading;
     reading.method = ReadMethod::nvmeSMART;
-    reading.report = HealthRules::evaluate(*health, drive, context.discovery.locale);
+    reading.report = HealthRules::evaluate(*health, drive, locale);
     reading.smartStatus = SMARTStatusRules::nvme(health->criticalWarning);
     reading.nvme = std::move(health).value();
     return reading;
 }
 
-SummaryBuilder::Reading readATALive(const Drive& drive, const ReadContext& context) {
-    if (!context.connect) return {};
-    if (!context.wake &&
-        ATASMARTLib::powerMode(context.connect, drive.bsdName) == PowerMode::standby) {
-        SummaryBuilder::Reading asleep;
-        asleep.asleep = true;
-        return asleep;
-    }
-    auto identity = ATASMARTLib::identify(context.connect, drive.bsdName);
-    if (!identity) return {};
-    const auto attributes = ATASMARTLib::attributes(context.connect, drive.bsdName)
-                                .value_or(std::vector<ATAAttribute>{});
-    const auto selfTests = ATASMARTLib::selfTestLog(context.connect, drive.bsdName);
+Result<SummaryBuilder::Reading, ATASMARTLib::IdentifyFailure> readATA(
+    std::unique_ptr<SCSIDrive> connection, const Drive& drive, bool wake, const Locale& locale) {
     SummaryBuilder::Reading reading;
+    if (!wake && PowerModes::query(*connection) == PowerMode::standby) {
+        reading.asleep = true;
+        return reading;
+    }
+    auto session = ATASMARTLib::Session::begin(std::move(connection));
+    if (!session) return Unexpected(session.error());
+    const auto attributes = session.value().attributes().value_or(std::vector<ATAAttribute>{});
+    const auto selfTests = session.value().selfTestLog();
     reading.method = ReadMethod::ataSMARTLive;
-    reading.smartStatus = SMARTStatusRules::ata(context.connect, drive.bsdName);
-    reading.report =
-        HealthRules::evaluate(std::optional<ATAIdentity>(std::move(identity).value()), attributes,
-                              drive, ReadingSource::ataLive(drive.transport), selfTests, context.discovery.locale);
+    reading.smartStatus = session.value().smartStatus();
+    reading.report = HealthRules::evaluate(session->identity(), attributes, drive,
+                                           ReadingSource::ataLive(drive.transport), selfTests, locale);
     return reading;
 }
-
-}  // namespace
 
 std::optional<DriveRead> readDrive(const Drive& drive, const USBReports& reports, bool live,
                                    const ReadContext& context) {
@@ -72,13 +69,16 @@ std::optional<DriveRead> readDrive(const Drive& drive, const USBReports& reports
     SummaryBuilder::Reading reading;
     switch (SummaryBuilder::readStep(drive, kept != reports.end(), live)) {
         case SummaryBuilder::ReadStep::nvme:
-            reading = readNVMe(drive, context);
+            if (auto nvme = readNVMe(drive, context.nvme, context.discovery.locale)) reading = std::move(nvme).value();
             break;
         case SummaryBuilder::ReadStep::storedUSBReport:
             reading = kept->second;
             break;
         case SummaryBuilder::ReadStep::liveATA:
-            reading = readATALive(drive, context);
+            if (auto connection = context.connect ? context.connect(drive.bsdName) : nullptr) {
+                auto ata = readATA(std::move(connection), drive, context.wake, context.discovery.locale);
+                if (ata) reading = std::move(ata).value();
+            }
             break;
         case SummaryBuilder::ReadStep::none:
             break;
@@ -99,6 +99,7 @@ std::optional<DriveRead> summarized(const Drive& drive, SummaryBuilder::Reading 
 
 std::vector<DriveRead> readDrives(const USBReports& reports, bool live,
                                   const ReadContext& context) {
+    const auto mountedBefore = context.discovery.mounts.list();
     const auto drives = Discovery::allDrives(context.discovery);
     // Each drive's result has its own slot, so discovery's order stays whatever finishes first.
     std::vector<std::optional<DriveRead>> slots(drives.size());
@@ -118,6 +119,8 @@ std::vector<DriveRead> readDrives(const USBReports& reports, bool live,
     for (auto& slot : slots) {
         if (slot) reads.push_back(std::move(*slot));
     }
+    // Only a mount table that changed during the reads asks for a second pass.
+    if (context.discovery.mounts.list() == mountedBefore) return reads;
     const auto fresh = Discovery::allDrives(context.discovery);
     for (auto& read : reads) {
         const auto same = std::find_if(fresh.begin(), fresh.end(), [&](const Drive& drive) {

@@ -17,6 +17,7 @@
 #include "drivekit/discovery/discovery.hpp"
 #include "drivekit/health/ata_smart_lib.hpp"
 #include "drivekit/health/health_document.hpp"
+#include "drivekit/health/nvme_reader.hpp"
 #include "platform/nvme_admin.hpp"
 
 namespace app {
@@ -53,6 +54,17 @@ struct DriveRead {
     DriveSummary summary;
 };
 
+/// The NVMe read of one drive, rated.
+drivekit::Result<SummaryBuilder::Reading, drivekit::NVMeReader::Failure> readNVMe(
+    const drivekit::Drive& drive, platform::NVMeAdmin& nvme, const drivekit::Locale& locale);
+
+/// The live ATA read of one disk on its open connection, rated: asked first whether the
+/// disk sleeps (a sleeping disk is left so unless `wake`: the reading says `asleep`),
+/// then one session that sends IDENTIFY once and reads every page after it.
+drivekit::Result<SummaryBuilder::Reading, drivekit::ATASMARTLib::IdentifyFailure> readATA(
+    std::unique_ptr<drivekit::SCSIDrive> connection, const drivekit::Drive& drive, bool wake,
+    const drivekit::Locale& locale);
+
 /// Reads one drive and summarizes it; nothing for a drive that isn't shown. `live` allows
 /// the live ATA read of USB drives that have no kept reading.
 std::optional<DriveRead> readDrive(const drivekit::Drive& drive, const USBReports& reports,
@@ -63,9 +75,10 @@ std::optional<DriveRead> readDrive(const drivekit::Drive& drive, const USBReport
 std::optional<DriveRead> summarized(const drivekit::Drive& drive, SummaryBuilder::Reading reading,
                                     const ReadContext& context);
 
-/// Every shown drive, in discovery's order. Discovery is asked again after the reads and
-/// each drive takes up its fresh mount facts: a read can take seconds, and a drive may
-/// have been mounted or unmounted meanwhile. A drive gone by then keeps what it had.
+/// Every shown drive, in discovery's order. When the mount table changed during the reads
+/// (a read can take seconds, and a drive may have been mounted or unmounted meanwhile),
+/// discovery is asked again and each drive takes up its fresh mount facts; a drive gone
+/// by then keeps what it had.
 std::vector<DriveRead> readDrives(const USBReports& reports, bool live, const ReadContext& context);
 
 /// The summaries of `readDrives`.

@@ -168,7 +168,7 @@ void fillFromReport(DriveSummary& summary, const Drive& drive, const Reading& re
         reading.method == ReadMethod::ataSMARTLive && drive.transport == Transport::usb;
 
     summary.title = SummaryWording::title(summary.tier, summary.kind, report.isReadOnly);
-    summary.line = SummaryWording::line(summary.tier, summary.lifeUsed, summary.lifeLeft,
+    summary.line = DocumentWording::line(summary.tier, summary.lifeUsed, summary.lifeLeft,
                                         summary.forecast, report.findings, around.locale);
     for (const auto& detail : report.details) {
         summary.healthLog.push_back(DriveField{detail.label, detail.value, "", detail.key});

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "drivekit/health/self_test.hpp"
+#include "app/shown.hpp"
 
 namespace cli {
 

@@ -7,10 +7,10 @@
 #include <iostream>
 
 #include "app/linux/linux_machine.hpp"
+#include "app/demo/demo_files.hpp"
+#include "app/shown.hpp"
 #include "cli/arguments.hpp"
-#include "cli/capture_command.hpp"
 #include "cli/check_command.hpp"
-#include "cli/demo_mode.hpp"
 #include "cli/exit_codes.hpp"
 #include "cli/list_command.hpp"
 #include "cli/printable_stream.hpp"
@@ -18,8 +18,6 @@
 #include "cli/selftest_command.hpp"
 #include "cli/watch_command.hpp"
 #include "cli/writes_command.hpp"
-#include "drivekit/core/text.hpp"
-#include "drivekit/core/version.hpp"
 
 namespace cli {
 
@@ -66,6 +64,17 @@ int outputChecked(int code) {
 }
 
 }  // namespace
+
+int runDemo(const std::vector<std::string_view>& args, const std::string& file, std::ostream& out,
+            std::ostream& err) {
+    auto loaded = platform::DemoMachine::load(file.empty() ? app::defaultDemoFile() : std::filesystem::path(file));
+    if (!loaded) {
+        err << "vantrel: " << drivekit::text::printable(loaded.error()) << '\n';
+        return exitUsage;
+    }
+    Machine machine = app::demoMachine(*loaded.value(), drivekit::Locale::current());
+    return run(args, machine, out, err);
+}
 
 int run(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out, std::ostream& err) {
     // scan and writes parse their own arguments.

@@ -1,9 +1,10 @@
 #include "cli/list_command.hpp"
 
-#include "cli/drive_reads.hpp"
+#include "app/drive_check.hpp"
+#include "app/shown.hpp"
 #include "cli/exit_codes.hpp"
+#include "cli/failure_text.hpp"
 #include "cli/summary_text.hpp"
-#include "drivekit/core/json.hpp"
 
 namespace cli {
 
@@ -12,14 +13,15 @@ int runList(const Arguments& arguments, Machine& machine, std::ostream& out, std
         out << listUsageText();
         return exitOK;
     }
-    const auto reads = readMachineDrives(machine, arguments.wake);
+    const auto reads = app::readEveryDrive(machine, arguments.wake);
     if (reads.empty() && !arguments.json) {
-        err << "vantrel: this computer has no drives to list.\n";
-        return exitNoDevice;
+        const Said says = said(app::Failure{app::Failure::Kind::noDrives});
+        err << "vantrel: " << says.sentence << '\n';
+        return says.exitCode;
     }
     if (arguments.json) {
         drivekit::json::Object documents = drivekit::json::Object::array();
-        for (const auto& read : reads) documents.push_back(documentOf(read, machine).toJSON());
+        for (const auto& read : reads) documents.push_back(app::documentOf(read, machine).toJSON());
         out << drivekit::json::dump(documents, drivekit::json::Layout::prettySorted) << '\n';
     } else {
         printDriveList(reads, arguments.wide, out);

@@ -1,6 +1,6 @@
 #include "cli/printable_stream.hpp"
 
-#include "drivekit/core/text.hpp"
+#include "app/shown.hpp"
 
 namespace cli {
 

@@ -1,11 +1,9 @@
 #include "cli/report_text.hpp"
 
+#include <algorithm>
+#include <cstdint>
 #include <iomanip>
-
-#include "drivekit/core/local_format.hpp"
-#include "drivekit/health/tier.hpp"
-#include "drivekit/health/verdict.hpp"
-#include "drivekit/health/wording.hpp"
+#include <limits>
 
 namespace cli {
 
@@ -26,7 +24,7 @@ std::string driveLine(const HealthReport& report, const Locale& locale) {
     return line + ")";
 }
 
-void printSummary(const HealthReport& report, const Locale& locale, std::ostream& out) {
+void printHead(const HealthReport& report, const std::string& line, const Locale& locale, std::ostream& out) {
     const Tier tier = tierFor(report.verdict());
     const DriveKind kind = driveKindFor(report.drive.transport);
     out << driveLine(report, locale) << '\n';
@@ -35,9 +33,7 @@ void printSummary(const HealthReport& report, const Locale& locale, std::ostream
     out << "Health: " << tierText;
     if (report.score) out << ", score " << *report.score << " of 100";
     out << '\n' << DocumentWording::title(tier, kind, report.isReadOnly) << '\n';
-    const std::optional<int> lifeUsed =
-        report.lifeRemainingPercent ? std::optional<int>(100 - *report.lifeRemainingPercent) : std::nullopt;
-    out << DocumentWording::line(tier, lifeUsed, report.forecast, report.findings, locale) << '\n';
+    out << line << '\n';
     if (report.serial) row(out, "Serial number", *report.serial);
     if (report.firmware) row(out, "Firmware", *report.firmware);
     out << "  Read from: " << report.source << '\n';
@@ -69,13 +65,65 @@ void printDetails(const HealthReport& report, std::ostream& out) {
     for (const auto& detail : report.details) row(out, detail.label, detail.value);
 }
 
+// Where a failing row's mark starts: after the widest raw value, 48 bits in decimal.
+constexpr std::size_t rawColumnEnd = 2 + 3 + 2 + 27 + 1 + 6 + 2 + 5 + 2 + 5 + 2 + 9 + 2 + 15 + 2;
+
+void printAttributes(const std::vector<ATAAttribute>& attributes, std::ostream& out) {
+    out << "\nSMART attributes\n";
+    if (attributes.empty()) {
+        out << "  The drive returned no SMART attributes.\n";
+        return;
+    }
+    out << text::format("  %3s  %-27s %-6s  %5s  %5s  %9s  %s\n", "ID", "Name", "Flags", "Value", "Worst",
+                        "Threshold", "Raw");
+    for (const auto& a : attributes) {
+        std::string line = text::format("  %3u  %-27s 0x%04X  %5u  %5u  %9u  %llu", a.id, a.name().c_str(), a.flags,
+                                        a.value, a.worst, a.threshold, static_cast<unsigned long long>(a.raw));
+        if (a.isFailingNow())
+            line += std::string(rawColumnEnd > line.size() ? rawColumnEnd - line.size() : 1, ' ') + "failing now";
+        out << line << '\n';
+    }
+}
+
+void printFigures(const HealthReport& report, SMARTStatus smartStatus, const Locale& locale, std::ostream& out) {
+    out << "\nFigures\n";
+    row(out, "S.M.A.R.T. status", SMARTStatusText::label(smartStatus));
+    if (report.powerOnHours) row(out, "Power-on hours", LocalFormat::count(*report.powerOnHours, locale));
+    if (report.temperatureC) row(out, "Temperature", LocalFormat::celsius(*report.temperatureC, locale));
+    if (report.lifeRemainingPercent) row(out, "Life left", LocalFormat::percent(*report.lifeRemainingPercent, locale));
+    if (report.dataWrittenBytes) {
+        constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+        row(out, "Data written", ByteSize::decimal(static_cast<std::int64_t>(std::min(*report.dataWrittenBytes, most)), locale));
+    }
+}
+
 }  // namespace
 
-void printReport(const HealthReport& report, const Locale& locale, std::ostream& out) {
-    printSummary(report, locale, out);
+void printReport(const HealthReport& report, const std::string& line, SMARTStatus smartStatus, const Locale& locale,
+                 std::ostream& out) {
+    printHead(report, line, locale, out);
     printFindings(report, out);
     printForecast(report, locale, out);
     printDetails(report, out);
+    if (!report.ata) return;
+    printFigures(report, smartStatus, locale, out);
+    printAttributes(report.attributes, out);
+    out << "\nSelf-test log\n";
+    printSelfTestLog(report.selfTests, locale, out);
+}
+
+void printSelfTestLog(const std::vector<SelfTest::Entry>& entries, const Locale& locale, std::ostream& out) {
+    if (entries.empty()) {
+        out << "  None logged.\n";
+        return;
+    }
+    for (const auto& entry : entries) {
+        std::string line =
+            text::format("  %-17s %-35s", entry.testName().c_str(), SelfTest::label(entry.outcome).c_str());
+        line += LocalFormat::count(entry.powerOnHours, locale) + " hours";
+        if (entry.failingLBA) line += ", first bad sector " + LocalFormat::count(*entry.failingLBA, locale);
+        out << line << '\n';
+    }
 }
 
 }  // namespace cli

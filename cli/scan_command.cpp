@@ -1,6 +1,5 @@
 #include "cli/scan_command.hpp"
 
-#include <malloc.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,13 +8,10 @@
 #include <string>
 
 #include "app/scan/scan_run.hpp"
-#include "cli/capture_command.hpp"
+#include "app/shown.hpp"
 #include "cli/exit_codes.hpp"
-#include "drivekit/core/json.hpp"
-#include "drivekit/core/local_format.hpp"
-#include "drivekit/core/text.hpp"
-#include "platform/linux/linux_block_read_drive.hpp"
-#include "platform/linux/linux_clock.hpp"
+#include "cli/failure_text.hpp"
+#include "cli/signals.hpp"
 
 namespace cli {
 namespace {
@@ -88,26 +84,16 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
         return exitUsage;
     }
 
-    const platform::LinuxClock linuxClock;
-    const platform::Clock& clock = machine.clock ? *machine.clock : linuxClock;
-    const OpenSCSI openBlockReads = [](std::string_view name)
-        -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
-        auto opened = platform::LinuxBlockReadDrive::open("/dev/" + std::string(name));
-        if (!opened) return drivekit::Unexpected(opened.error());
-        return std::unique_ptr<drivekit::SCSIDrive>(std::move(opened).value());
-    };
+    if (!machine.clock) {
+        err << "vantrel: this computer has no clock to time a scan by.\n";
+        return exitReadFailed;
+    }
     const auto environment = [](const char* key) -> std::optional<std::string> {
         const char* value = std::getenv(key);
         return value ? std::optional<std::string>(value) : std::nullopt;
     };
-    const app::ScanRun::Platform platform{machine.sysfs, clock, machine.openSCSI, openBlockReads,
+    const app::ScanRun::Platform platform{machine.sysfs, *machine.clock, machine.openSCSI, machine.openBlockReads,
                                           app::ScanStore::dataFolder(environment)};
-
-    // Each read's answer is a fresh 512 KB buffer. glibc serves blocks that large with
-    // mmap and gives them back on free, so every read would fault in and zero 128 new
-    // pages; kept on the heap, the same memory serves read after read.
-    ::mallopt(M_MMAP_THRESHOLD, 64 << 20);
-    ::mallopt(M_TRIM_THRESHOLD, 128 << 20);
     const bool live = ::isatty(STDERR_FILENO) == 1;
     const StopOnSignals signals;
     const auto outcome = app::ScanRun::run(
@@ -117,22 +103,10 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
         });
     if (live) err << '\n';
 
-    using Failure = app::ScanRun::Outcome::Failure;
-    if (outcome.failure == Failure::notADisk) {
-        err << "vantrel: " << *device << " isn't a whole disk on this computer.\n";
-        return exitNoDevice;
-    }
-    if (outcome.failure == Failure::cannotOpen) {
-        if (outcome.openError == EACCES || outcome.openError == EPERM) {
-            err << "vantrel: Reading /dev/" << outcome.kernelName << " needs root.\n";
-            return exitNoPermission;
-        }
-        if (outcome.openError == EINVAL) {
-            err << "vantrel: /dev/" << outcome.kernelName << " can't be read past the system's cache.\n";
-            return exitReadFailed;
-        }
-        err << "vantrel: /dev/" << outcome.kernelName << " couldn't be opened.\n";
-        return exitReadFailed;
+    if (const auto failure = app::ScanRun::failureOf(outcome)) {
+        const Said says = said(*failure);
+        err << "vantrel: " << says.sentence << '\n';
+        return says.exitCode;
     }
     const Result& r = *outcome.result;
     if (json) {

@@ -5,8 +5,7 @@
 #include <iomanip>
 #include <string>
 
-#include "drivekit/core/text.hpp"
-#include "drivekit/health/tier.hpp"
+#include "app/shown.hpp"
 
 namespace cli {
 

@@ -1,16 +1,17 @@
 #pragma once
 // `vantrel watch [--json]`: one line for each drive plugged in or removed, as text or as a
 // JSON object per line, until Ctrl-C or SIGTERM ends it with exit 0.
+#include <functional>
 #include <ostream>
 
-#include "cli/arguments.hpp"
 #include "cli/app_names.hpp"
+#include "cli/arguments.hpp"
 #include "platform/disk_events.hpp"
 
 namespace cli {
 
-/// Watches `events` until `stop` says so (looked at every half second and after each
-/// interrupted wait). Lines go to `out` and are flushed one by one, for a pipe.
+/// Watches `events` until `stop` says so. Lines go to `out` and are flushed one by one,
+/// for a pipe.
 int watchDrives(const Arguments& arguments, Machine& machine, platform::DiskEvents& events,
                 const std::function<bool()>& stop, std::ostream& out);
 

@@ -17,6 +17,10 @@ public:
     /// its own failures; the technical detail goes to `log()`.
     struct Failure {
         std::string message;
+        /// The command was turned down as one the layer or the drive doesn't take (ILLEGAL
+        /// REQUEST, or refused before it was sent), as opposed to lost on the way, timed
+        /// out or failed at the drive. A refused pass-through form means "try another".
+        bool refused = false;
 
         bool operator==(const Failure&) const = default;
     };

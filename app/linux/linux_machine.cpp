@@ -7,6 +7,8 @@
 
 #include "drivekit/usb/uas_transport.hpp"
 #include "platform/linux/linux_block_probe.hpp"
+#include "platform/linux/linux_block_read_drive.hpp"
+#include "platform/linux/linux_udev_monitor.hpp"
 #include "platform/linux/linux_block_use.hpp"
 #include "platform/linux/linux_clock.hpp"
 #include "platform/linux/linux_mounts.hpp"
@@ -69,7 +71,8 @@ struct LinuxMachine::Parts {
                             captureOptions(),
                             recoverOrphans,
                             {},
-                            &blockUse};
+                            &blockUse,
+                            platform::giveBackClaimedInterfacesNow};
     Machine machine{sysfs,
                     nvme,
                     drivekit::Locale::current(),
@@ -85,6 +88,15 @@ struct LinuxMachine::Parts {
                     &clock,
                     workingDirectory(),
                     true,
+                    [](std::string_view name)
+                        -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
+                        auto opened = platform::LinuxBlockReadDrive::open("/dev/" + std::string(name));
+                        if (!opened) return drivekit::Unexpected(opened.error());
+                        return std::unique_ptr<drivekit::SCSIDrive>(std::move(opened).value());
+                    },
+                    [](std::string& why) -> std::unique_ptr<platform::DiskEvents> {
+                        return platform::LinuxUdevMonitor::open(why);
+                    },
                     &capture};
 };
 

@@ -1,5 +1,7 @@
 #include "app/scan/scan_run.hpp"
 
+#include <malloc.h>
+
 #include <cerrno>
 
 #include "drivekit/core/text.hpp"
@@ -56,6 +58,11 @@ Outcome run(const Platform& platform, std::string_view device, drivekit::surface
     // fit, and larger reads are then only faster.
     const auto maxBytes = outcome.route == Route::scsi ? drivekit::ReadLimit::maxBytes(name, platform.sysfs)
                                                        : std::nullopt;
+    // Each read's answer is a fresh 512 KB buffer. glibc serves blocks that large with mmap
+    // and gives them back on free, so every read would fault in and zero 128 new pages;
+    // kept on the heap, the same memory serves read after read.
+    ::mallopt(M_MMAP_THRESHOLD, 64 << 20);
+    ::mallopt(M_TRIM_THRESHOLD, 128 << 20);
     outcome.result = drivekit::surface_scan::run(drive, mode, maxBytes, platform.clock, shouldStop, progress);
 
     const std::string model = attribute(platform.sysfs, base + "/device/model").value_or(outcome.kernelName);
@@ -71,6 +78,25 @@ Outcome run(const Platform& platform, std::string_view device, drivekit::surface
         outcome.saveFailure = ScanStore::save(saved, std::move(scan), file);
     }
     return outcome;
+}
+
+std::optional<app::Failure> failureOf(const Outcome& outcome) {
+    Failure f;
+    f.device = outcome.kernelName;
+    switch (outcome.failure) {
+        case Outcome::Failure::none:
+            return std::nullopt;
+        case Outcome::Failure::notADisk:
+            f.kind = Failure::Kind::noSuchDevice;
+            return f;
+        case Outcome::Failure::cannotOpen:
+            break;
+    }
+    f.error = outcome.openError;
+    f.kind = outcome.openError == EACCES || outcome.openError == EPERM ? Failure::Kind::needsRoot
+             : outcome.openError == EINVAL                            ? Failure::Kind::noDirectReads
+                                                                       : Failure::Kind::cantOpen;
+    return f;
 }
 
 }  // namespace app::ScanRun

@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "app/failure.hpp"
 #include "app/machine.hpp"
 #include "app/scan/saved_scans.hpp"
 #include "drivekit/scan/surface_scan.hpp"
@@ -53,5 +54,8 @@ struct Outcome {
 Outcome run(const Platform& platform, std::string_view device, drivekit::surface_scan::Mode mode,
             const drivekit::surface_scan::ShouldStop& shouldStop,
             const drivekit::surface_scan::Progress& progress);
+
+/// The failure of a scan that couldn't start, for the front end to word; nothing when it ran.
+std::optional<Failure> failureOf(const Outcome& outcome);
 
 }  // namespace app::ScanRun

@@ -32,46 +32,6 @@ TEST(SummaryWording, TitleSpeaksOfYourSSDOnlyForTheInternalOne) {
     EXPECT_EQ(title(Tier::limited, DriveKind::sdCard, false), "SD cards don't report health data.");
 }
 
-TEST(SummaryWording, LineTellsTheWorstFindingAboveHealthy) {
-    using SummaryWording::line;
-    const std::vector<Finding> two{warningA, warningB};
-    EXPECT_EQ(line(Tier::warning, 3, 97, std::nullopt, two, en), "First warning.");
-    EXPECT_EQ(line(Tier::watch, 3, 97, std::nullopt, std::vector{watchFinding}, en),
-              "12 commands timed out. Keep your backups current.");
-    // A healthy tier never shows a finding, whatever it says.
-    EXPECT_EQ(line(Tier::healthy, std::nullopt, std::nullopt, std::nullopt,
-                   std::vector{watchFinding}, en),
-              "Nothing to do.");
-}
-
-TEST(SummaryWording, LineOfAGoodDriveTellsItsLifeAndForecast) {
-    using SummaryWording::line;
-    const LifeForecast forecast{5.2, 9.1, LifeForecast::Confidence::low, false};
-    EXPECT_EQ(line(Tier::healthy, 12, 88, forecast, {}, en),
-              "It has used 12% of its rated life. 5–9 years at your current usage. Nothing to do.");
-    // Past its rated life the figure is told as it is.
-    EXPECT_EQ(line(Tier::healthy, 104, 0, std::nullopt, {}, en),
-              "It has used 104% of its rated life. Nothing to do.");
-    // A drive that tells only the life left.
-    EXPECT_EQ(line(Tier::healthy, std::nullopt, 93, std::nullopt, {}, en),
-              "It has 93% of its rated life left. Nothing to do.");
-    const LifeForecast about{4.1, 4.4, LifeForecast::Confidence::low, false};
-    EXPECT_EQ(line(Tier::healthy, std::nullopt, std::nullopt, about, {}, en),
-              "About 4 years at your current usage. Nothing to do.");
-}
-
-TEST(SummaryWording, WatchWithoutARatedFindingEndsWithLifeAndNoAdvice) {
-    using SummaryWording::line;
-    EXPECT_EQ(line(Tier::watch, 40, 60, std::nullopt, std::vector{unknownFinding}, en),
-              "It has used 40% of its rated life.");
-    // Nothing to tell at all: the first unknown finding, else the drive wasn't read.
-    EXPECT_EQ(line(Tier::limited, std::nullopt, std::nullopt, std::nullopt,
-                   std::vector{unknownFinding}, en),
-              "SMART is turned off on this drive.");
-    EXPECT_EQ(line(Tier::limited, std::nullopt, std::nullopt, std::nullopt, {}, en),
-              "Vantrel couldn't read this drive's health data.");
-}
-
 TEST(SummaryWording, LimitedLineSaysWhyAndWhatIsStillTracked) {
     using SummaryWording::limitedLine;
     EXPECT_EQ(limitedLine(DriveKind::usb, false),

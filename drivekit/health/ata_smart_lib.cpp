@@ -13,50 +13,28 @@ constexpr std::int64_t blockBytes = 512;
 constexpr std::uint8_t selfTestLogAddress = 6;
 constexpr double timeout = ATACommands::commandTimeout;
 
-// The SMART path of one operation: its own connection, and the pass-through form under
-// which the drive gave a usable identity.
-struct Node {
-    std::unique_ptr<SCSIDrive> drive;
-    SAT::Variant variant = SAT::Variant::sixteen;
-    ATAIdentity identity;
-};
+// A page that came back short is the start of the page: the rest is what a zeroed
+// buffer would hold, so a bridge that cuts the transfer still gives its attributes.
+Bytes zeroFilled(Bytes page) {
+    if (page.size() < static_cast<std::size_t>(blockBytes)) page.resize(static_cast<std::size_t>(blockBytes), 0);
+    return page;
+}
 
-struct Search {
-    std::optional<Node> node;
-    // Bytes of the last answer that reached the drive but didn't decode, if any did.
-    std::optional<std::size_t> unusableBytes;
-};
+// An answer of a data-in command that is the drive's registers with the error bit set:
+// the drive aborted the command (some layers hand the registers over as the answer).
+bool abortedByDrive(const Bytes& answer) {
+    if (answer.size() >= static_cast<std::size_t>(blockBytes)) return false;
+    const auto registers = Sense::ataRegisters(answer);
+    return registers && registers->failed();
+}
 
-Search search(const Connect& connect, std::string_view bsdName) {
-    Search result;
+// The session of one per-name operation: its own connection, opened and dropped by it.
+std::optional<Session> findNode(const Connect& connect, std::string_view bsdName) {
     std::unique_ptr<SCSIDrive> drive = connect ? connect(bsdName) : nullptr;
-    if (!drive) return result;
-    for (const SAT::Variant variant : SAT::attemptOrder) {
-        if (drive->stoppedAnswering()) break;
-        const auto answer = drive->command(SAT::identify(variant), blockBytes, timeout);
-        if (!answer) continue;
-        if (auto identity = ATAIdentity::decode(*answer)) {
-            drive->log().noteSuccess([&] {
-                return text::format("Drive: %s (ATA PASS-THROUGH %d)", identity->model.c_str(),
-                                    SAT::length(variant));
-            });
-            result.node = Node{std::move(drive), variant, std::move(*identity)};
-            result.unusableBytes.reset();
-            return result;
-        }
-        result.unusableBytes = answer->size();
-    }
-    return result;
-}
-
-std::optional<Node> findNode(const Connect& connect, std::string_view bsdName) {
-    return std::move(search(connect, bsdName).node);
-}
-
-std::optional<Bytes> readPage(Node& node, const Bytes& cdb) {
-    auto answer = node.drive->command(cdb, blockBytes, timeout);
-    if (!answer) return std::nullopt;
-    return std::move(answer).value();
+    if (!drive) return std::nullopt;
+    auto session = Session::begin(std::move(drive));
+    if (!session) return std::nullopt;
+    return std::move(session).value();
 }
 
 }  // namespace
@@ -64,6 +42,7 @@ std::optional<Bytes> readPage(Node& node, const Bytes& cdb) {
 std::string IdentifyFailure::text() const {
     switch (kind) {
         case Kind::failed:
+            if (!reason.empty()) return "IDENTIFY DEVICE failed: " + reason;
             return text::format("GetATAIdentifyData returned 0x%X", static_cast<std::uint32_t>(status));
         case Kind::unusable:
             return "unusable IDENTIFY data (" + std::to_string(bytes) + " bytes)";
@@ -73,6 +52,90 @@ std::string IdentifyFailure::text() const {
     return "no SMART Capable node";
 }
 
+Result<Session, IdentifyFailure> Session::begin(std::unique_ptr<SCSIDrive> drive) {
+    std::optional<std::size_t> unusableBytes;
+    // The form whose IDENTIFY reached the drive and failed there, and why.
+    std::optional<SAT::Variant> failedUnder;
+    std::string reason;
+    for (const SAT::Variant variant : SAT::attemptOrder) {
+        if (drive->stoppedAnswering()) break;
+        const auto answer = drive->command(SAT::identify(variant), blockBytes, timeout);
+        if (!answer) {
+            if (answer.error().refused) continue;
+            // Carried, and lost at the drive: the other form would only fail the same way.
+            failedUnder = variant;
+            reason = answer.error().message;
+            break;
+        }
+        if (abortedByDrive(*answer)) {
+            failedUnder = variant;
+            reason = "The drive reported an error.";
+            break;
+        }
+        if (auto identity = ATAIdentity::decode(*answer)) {
+            drive->log().noteSuccess([&] {
+                return text::format("Drive: %s (ATA PASS-THROUGH %d)", identity->model.c_str(),
+                                    SAT::length(variant));
+            });
+            Session session(std::move(drive), variant);
+            session.identity_ = std::move(*identity);
+            return session;
+        }
+        unusableBytes = answer->size();
+    }
+    if (failedUnder) {
+        // A dying disk may fail IDENTIFY and still give its SMART pages, which say more
+        // about its health than its name does.
+        Session session(std::move(drive), *failedUnder);
+        if (session.smartData()) return session;
+        return Unexpected(IdentifyFailure{IdentifyFailure::Kind::failed, 0, 0, reason});
+    }
+    if (unusableBytes) {
+        return Unexpected(IdentifyFailure{IdentifyFailure::Kind::unusable, 0, static_cast<int>(*unusableBytes)});
+    }
+    return Unexpected(IdentifyFailure{IdentifyFailure::Kind::notCapable, 0, 0});
+}
+
+std::optional<Bytes> Session::page(const Bytes& cdb) {
+    if (drive_->stoppedAnswering()) return std::nullopt;
+    auto answer = drive_->command(cdb, blockBytes, timeout);
+    if (!answer || abortedByDrive(*answer)) return std::nullopt;
+    return zeroFilled(std::move(answer).value());
+}
+
+const std::optional<Bytes>& Session::smartData() {
+    if (!dataRead_) {
+        data_ = page(SAT::smartReadData(variant_));
+        dataRead_ = true;
+    }
+    return data_;
+}
+
+std::optional<std::vector<ATAAttribute>> Session::attributes() {
+    if (!smartData()) return std::nullopt;
+    const auto thresholds = page(SAT::smartReadThresholds(variant_));
+    return ATAAttribute::parse(*data_, thresholds ? ByteView(*thresholds) : ByteView{});
+}
+
+std::vector<SelfTest::Entry> Session::selfTestLog() {
+    const auto log = page(SAT::smartReadLog(variant_, selfTestLogAddress));
+    if (!log) return {};
+    return SelfTest::parseLog(*log);
+}
+
+SMARTStatus Session::smartStatus() {
+    if (drive_->stoppedAnswering()) return SMARTStatus::notSupported;
+    const auto answer = drive_->command(SAT::smartReturnStatus(variant_), 0, timeout);
+    if (!answer) return SMARTStatus::notSupported;
+    return statusFromAnswer(*answer).value_or(SMARTStatus::notSupported);
+}
+
+bool Session::startSelfTest(SelfTest::Kind kind) {
+    const std::uint8_t subcommand = kind == SelfTest::Kind::extended ? SAT::ata::extendedSelfTestOffLine
+                                                                     : SAT::ata::shortSelfTestOffLine;
+    return drive_->command(SAT::smartExecuteOffLineImmediate(variant_, subcommand), 0, timeout).ok();
+}
+
 bool isCapable(const Connect& connect, std::string_view bsdName) {
     return findNode(connect, bsdName).has_value();
 }
@@ -80,28 +143,23 @@ bool isCapable(const Connect& connect, std::string_view bsdName) {
 std::optional<Bytes> data(const Connect& connect, std::string_view bsdName) {
     auto node = findNode(connect, bsdName);
     if (!node) return std::nullopt;
-    return readPage(*node, SAT::smartReadData(node->variant));
+    return node->smartData();
 }
 
 std::optional<std::vector<ATAAttribute>> attributes(const Connect& connect,
                                                     std::string_view bsdName) {
-    // One node for both pages: the thresholds go to the same drive under the same form.
     auto node = findNode(connect, bsdName);
     if (!node) return std::nullopt;
-    const auto values = readPage(*node, SAT::smartReadData(node->variant));
-    if (!values) return std::nullopt;
-    const auto thresholds = readPage(*node, SAT::smartReadThresholds(node->variant));
-    return ATAAttribute::parse(*values, thresholds ? ByteView(*thresholds) : ByteView{});
+    return node->attributes();
 }
 
 Result<ATAIdentity, IdentifyFailure> identify(const Connect& connect, std::string_view bsdName) {
-    Search found = search(connect, bsdName);
-    if (found.node) return std::move(found.node->identity);
-    if (found.unusableBytes) {
-        return Unexpected(IdentifyFailure{IdentifyFailure::Kind::unusable, 0,
-                                          static_cast<int>(*found.unusableBytes)});
-    }
-    return Unexpected(IdentifyFailure{IdentifyFailure::Kind::notCapable, 0, 0});
+    std::unique_ptr<SCSIDrive> drive = connect ? connect(bsdName) : nullptr;
+    if (!drive) return Unexpected(IdentifyFailure{IdentifyFailure::Kind::notCapable, 0, 0});
+    auto session = Session::begin(std::move(drive));
+    if (!session) return Unexpected(session.error());
+    if (!session->identity()) return Unexpected(IdentifyFailure{IdentifyFailure::Kind::failed, 0, 0});
+    return *session->identity();
 }
 
 std::optional<SelfTest::Progress> selfTestProgress(const Connect& connect,
@@ -113,21 +171,13 @@ std::optional<SelfTest::Progress> selfTestProgress(const Connect& connect,
 
 bool startSelfTest(SelfTest::Kind kind, const Connect& connect, std::string_view bsdName) {
     auto node = findNode(connect, bsdName);
-    if (!node) return false;
-    const std::uint8_t subcommand = kind == SelfTest::Kind::extended
-                                        ? SAT::ata::extendedSelfTestOffLine
-                                        : SAT::ata::shortSelfTestOffLine;
-    return node->drive
-        ->command(SAT::smartExecuteOffLineImmediate(node->variant, subcommand), 0, timeout)
-        .ok();
+    return node && node->startSelfTest(kind);
 }
 
 std::vector<SelfTest::Entry> selfTestLog(const Connect& connect, std::string_view bsdName) {
     auto node = findNode(connect, bsdName);
     if (!node) return {};
-    const auto page = readPage(*node, SAT::smartReadLog(node->variant, selfTestLogAddress));
-    if (!page) return {};
-    return SelfTest::parseLog(*page);
+    return node->selfTestLog();
 }
 
 std::optional<PowerMode> powerMode(const Connect& connect, std::string_view bsdName) {
@@ -155,11 +205,7 @@ namespace drivekit::SMARTStatusRules {
 
 SMARTStatus ata(const ATASMARTLib::Connect& connect, std::string_view bsdName) {
     auto node = ATASMARTLib::findNode(connect, bsdName);
-    if (!node) return SMARTStatus::notSupported;
-    const auto answer = node->drive->command(SAT::smartReturnStatus(node->variant), 0,
-                                             ATASMARTLib::timeout);
-    if (!answer) return SMARTStatus::notSupported;
-    return ATASMARTLib::statusFromAnswer(*answer).value_or(SMARTStatus::notSupported);
+    return node ? node->smartStatus() : SMARTStatus::notSupported;
 }
 
 }  // namespace drivekit::SMARTStatusRules

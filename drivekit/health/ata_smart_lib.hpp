@@ -28,6 +28,7 @@
 #include "drivekit/health/ata_attribute.hpp"
 #include "drivekit/health/ata_identity.hpp"
 #include "drivekit/health/power_mode.hpp"
+#include "drivekit/health/sat.hpp"
 #include "drivekit/health/self_test.hpp"
 #include "platform/scsi_drive.hpp"
 
@@ -49,12 +50,49 @@ struct IdentifyFailure {
     Kind kind = Kind::notCapable;
     std::int32_t status = 0;
     int bytes = 0;
+    /// With `failed` on a pass-through connection: why IDENTIFY didn't come back (an I/O
+    /// error, a time-out), as the connection words it.
+    std::string reason = {};
 
     /// "GetATAIdentifyData returned 0xE00002C0", "unusable IDENTIFY data (200 bytes)",
     /// "no SMART Capable node".
     std::string text() const;
 
     bool operator==(const IdentifyFailure&) const = default;
+};
+
+/// One conversation with a drive on one connection, as a check needs it: IDENTIFY DEVICE
+/// is sent once (the 12-byte form only when the layer refused the 16-byte one), and every
+/// later command uses the form that reached the drive. Pages that come back short are
+/// filled up with zeros to their 512 bytes, as a drive's own buffer would be.
+class Session {
+public:
+    /// Starts a session on an open connection. `notCapable` when the layer refuses both
+    /// forms; `unusable` when what came back can't be IDENTIFY data; `failed` when IDENTIFY
+    /// reached the drive and failed (an I/O error or a time-out of a dying disk) and SMART
+    /// READ DATA doesn't read either. When only IDENTIFY fails, the session goes on
+    /// without an identity: the SMART pages still tell the drive's health.
+    static Result<Session, IdentifyFailure> begin(std::unique_ptr<SCSIDrive> drive);
+
+    /// Absent when IDENTIFY failed but SMART READ DATA read.
+    const std::optional<ATAIdentity>& identity() const { return identity_; }
+    /// The SMART READ DATA page, read once and kept.
+    const std::optional<Bytes>& smartData();
+    /// As `attributes` below, on this session.
+    std::optional<std::vector<ATAAttribute>> attributes();
+    std::vector<SelfTest::Entry> selfTestLog();
+    SMARTStatus smartStatus();
+    bool startSelfTest(SelfTest::Kind kind);
+
+private:
+    Session(std::unique_ptr<SCSIDrive> drive, SAT::Variant variant) : drive_(std::move(drive)), variant_(variant) {}
+    std::optional<Bytes> page(const Bytes& cdb);
+
+    std::unique_ptr<SCSIDrive> drive_;
+    SAT::Variant variant_;
+    std::optional<ATAIdentity> identity_;
+    bool dataRead_ = false;
+    std::optional<Bytes> data_;
 };
 
 /// The drive has a SMART path.

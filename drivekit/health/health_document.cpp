@@ -172,7 +172,8 @@ HealthDocument::Health healthOf(const HealthDocument::Source& source, DriveKind 
         health.title = DocumentWording::title(health.tier, kind, report.isReadOnly);
         const std::optional<int> lifeUsed =
             source.nvme ? std::optional<int>(source.nvme->percentageUsed) : std::nullopt;
-        health.line = DocumentWording::line(health.tier, lifeUsed, report.forecast, report.findings,
+        health.line = DocumentWording::line(health.tier, lifeUsed, report.lifeRemainingPercent,
+                                            report.forecast, report.findings,
                                             kEnglish);
         for (const auto& finding : report.findings) health.findings.push_back(finding.message);
         if (report.forecast) health.forecast = documentForecast(*report.forecast);

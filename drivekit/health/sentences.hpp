@@ -40,13 +40,14 @@ struct Line {
     static constexpr std::string_view lifeUsedDigits = "It has used %lld% of its rated life.";
     static constexpr std::string_view lifeUsed = "It has used %@ of its rated life.";
     static constexpr std::string_view lifeLeft = "It has %@ of its rated life left.";
+    static constexpr std::string_view lifeLeftDigits = "It has %lld% of its rated life left.";
     static constexpr std::string_view atCurrentUsage = "%@ at your current usage.";
     static constexpr std::string_view nothingToDo = "Nothing to do.";
     static constexpr std::string_view unreadable =
         "Vantrel couldn't read this drive's health data.";
 
-    static constexpr std::array all{keepBackups, lifeUsedDigits, lifeUsed,  lifeLeft,
-                                    atCurrentUsage, nothingToDo, unreadable};
+    static constexpr std::array all{keepBackups, lifeUsedDigits, lifeUsed,     lifeLeft,
+                                    lifeLeftDigits, atCurrentUsage, nothingToDo, unreadable};
 };
 
 /// Why a drive has no rating. The document's reasons end in "no health score"; the drive

@@ -172,7 +172,7 @@ std::string forecastSentence(const LifeForecast& forecast, const Locale& locale)
                             {capitalised(LifeForecast::leftPhrase(forecast, locale))});
 }
 
-std::string line(Tier tier, std::optional<int> lifeUsed,
+std::string line(Tier tier, std::optional<int> lifeUsed, std::optional<int> lifeLeft,
                  const std::optional<LifeForecast>& forecast, std::span<const Finding> findings,
                  const Locale& locale) {
     // The tier decides: a healthy drive is never told by a finding, whatever it says.
@@ -184,6 +184,8 @@ std::string line(Tier tier, std::optional<int> lifeUsed,
     std::vector<std::string> sentences;
     if (lifeUsed) {
         sentences.push_back(fillPlaceholders(Line::lifeUsedDigits, {std::to_string(*lifeUsed)}));
+    } else if (lifeLeft) {
+        sentences.push_back(fillPlaceholders(Line::lifeLeftDigits, {std::to_string(*lifeLeft)}));
     }
     if (forecast) sentences.push_back(forecastSentence(*forecast, locale));
     if (tier == Tier::healthy) sentences.emplace_back(Line::nothingToDo);

@@ -34,10 +34,12 @@ namespace DocumentWording {
 /// The sentence at the head of a drive's report, by tier.
 std::string title(Tier tier, DriveKind kind, bool readOnly);
 
-/// The sentence under the title: the worst finding for a tier above healthy ("Keep your
-/// backups current." follows it for `watch`), else the life used, the forecast and, when
-/// healthy, "Nothing to do."; a drive with nothing to say couldn't be read.
-std::string line(Tier tier, std::optional<int> lifeUsed,
+/// The one line of a read drive, under the title, for every view of one reading (the
+/// report, the summary, the health document): the worst finding for a tier above healthy
+/// ("Keep your backups current." follows it for `watch`), else the life used (NVMe's
+/// figure) or else the life left, the forecast and, when healthy, "Nothing to do."; a
+/// drive with nothing to say couldn't be read.
+std::string line(Tier tier, std::optional<int> lifeUsed, std::optional<int> lifeLeft,
                  const std::optional<LifeForecast>& forecast, std::span<const Finding> findings,
                  const Locale& locale);
 

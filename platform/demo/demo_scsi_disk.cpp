@@ -118,7 +118,8 @@ DemoSCSIDrive::Answer DemoSCSIDrive::command(ByteView cdb, std::int64_t dataIn, 
         }
         log_.note(what + ": CHECK CONDITION, " +
                   (sense ? Sense::describe(*sense) : "no sense data"));
-        return drivekit::Unexpected(Failure{"The drive refused the command."});
+        return drivekit::Unexpected(
+            Failure{"The drive refused the command.", !sense || sense->key == Sense::Key::illegalRequest});
     }
     const auto wanted = static_cast<std::uint64_t>(dataIn);
     if (reply.data.size() > wanted) reply.data.resize(static_cast<std::size_t>(wanted));

@@ -187,7 +187,7 @@ LinuxSGDrive::Answer LinuxSGDrive::command(drivekit::ByteView cdb, std::int64_t 
     }
     if (const auto decision = CommandPolicy::judge(cdb); !decision.allowed) {
         log_.note(what + ": refused, not sent (" + decision.what + ")");
-        return drivekit::Unexpected(Failure{CommandPolicy::refusedSentence});
+        return drivekit::Unexpected(Failure{CommandPolicy::refusedSentence, true});
     }
 
     std::array<unsigned char, 16> command{};
@@ -241,9 +241,15 @@ LinuxSGDrive::Answer LinuxSGDrive::command(drivekit::ByteView cdb, std::int64_t 
         case SGOutcome::Kind::gone:
             gone_ = true;
             [[fallthrough]];
-        default:
+        default: {
             log_.note(what + ": " + result.detail);
-            return drivekit::Unexpected(Failure{result.sentence()});
+            // Only an ILLEGAL REQUEST (or a CHECK CONDITION that says nothing) turns the
+            // command down; a medium or hardware error is the drive failing it.
+            const auto decoded = Sense::decode(completion.sense);
+            const bool refused = result.kind == SGOutcome::Kind::checkCondition &&
+                                 (!decoded || decoded->key == Sense::Key::illegalRequest);
+            return drivekit::Unexpected(Failure{result.sentence(), refused});
+        }
     }
 }
 

@@ -90,7 +90,7 @@ private:
     };
 
     SCSIDrive::Answer answer(ByteView cdb, std::int64_t dataIn) const {
-        const auto refuse = Unexpected(SCSIDrive::Failure{"The drive refused the command."});
+        const auto refuse = Unexpected(SCSIDrive::Failure{"The drive refused the command.", true});
         const bool sixteen = cdb[0] == 0x85;
         if (!forms.contains(sixteen ? SAT::Variant::sixteen : SAT::Variant::twelve)) return refuse;
         const std::uint8_t feature = sixteen ? cdb[4] : cdb[3];

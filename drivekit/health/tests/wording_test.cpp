@@ -79,27 +79,30 @@ TEST(DocumentWording, TitlesByTier) {
 TEST(DocumentWording, LineTellsTheWorstFindingOrTheFigures) {
     using DocumentWording::line;
     const std::optional<LifeForecast> forecast = LifeForecast{5.0, 9.0};
-    EXPECT_EQ(line(Tier::healthy, 12, forecast, {}, en),
+    EXPECT_EQ(line(Tier::healthy, 12, std::nullopt, forecast, {}, en),
               "It has used 12% of its rated life. 5–9 years left at your current usage. Nothing "
               "to do.");
     // A healthy tier is not told by a finding.
     const std::vector<Finding> watch{
         finding(Verdict::watch, "The drive is reporting a temperature warning.")};
-    EXPECT_EQ(line(Tier::healthy, std::nullopt, std::nullopt, watch, en), "Nothing to do.");
-    EXPECT_EQ(line(Tier::watch, 12, forecast, watch, en),
+    EXPECT_EQ(line(Tier::healthy, std::nullopt, std::nullopt, std::nullopt, watch, en), "Nothing to do.");
+    EXPECT_EQ(line(Tier::watch, 12, std::nullopt, forecast, watch, en),
               "The drive is reporting a temperature warning. Keep your backups current.");
     const std::vector<Finding> warnings{finding(Verdict::unknown, "unread"),
                                         finding(Verdict::warning, "First warning."),
                                         finding(Verdict::warning, "Second warning.")};
-    EXPECT_EQ(line(Tier::warning, 12, forecast, warnings, en), "First warning.");
+    EXPECT_EQ(line(Tier::warning, 12, std::nullopt, forecast, warnings, en), "First warning.");
     // A watch tier without a rated finding tells the figures, without "Nothing to do."
-    EXPECT_EQ(line(Tier::watch, 104, std::nullopt, {}, en), "It has used 104% of its rated life.");
+    EXPECT_EQ(line(Tier::watch, 104, std::nullopt, std::nullopt, {}, en), "It has used 104% of its rated life.");
+    // Without the life used, the life left.
+    EXPECT_EQ(line(Tier::healthy, std::nullopt, 93, std::nullopt, {}, en),
+              "It has 93% of its rated life left. Nothing to do.");
     // Nothing to say at all.
-    EXPECT_EQ(line(Tier::limited, std::nullopt, std::nullopt, {}, en),
+    EXPECT_EQ(line(Tier::limited, std::nullopt, std::nullopt, std::nullopt, {}, en),
               "Vantrel couldn't read this drive's health data.");
     const std::vector<Finding> unread{finding(Verdict::healthy, "note"),
                                       finding(Verdict::unknown, "The read timed out.")};
-    EXPECT_EQ(line(Tier::limited, std::nullopt, std::nullopt, unread, en), "The read timed out.");
+    EXPECT_EQ(line(Tier::limited, std::nullopt, std::nullopt, std::nullopt, unread, en), "The read timed out.");
     EXPECT_EQ(DocumentWording::forecastSentence(LifeForecast{19.6, 30.0}, en),
               "More than 20 years left at your current usage.");
 }

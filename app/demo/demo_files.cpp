@@ -1,14 +1,10 @@
-#include "cli/demo_mode.hpp"
+#include "app/demo/demo_files.hpp"
 
 #include <unistd.h>
 
 #include <array>
 
-#include "cli/cli.hpp"
-#include "cli/exit_codes.hpp"
-#include "drivekit/core/text.hpp"
-
-namespace cli {
+namespace app {
 
 namespace {
 
@@ -25,8 +21,7 @@ std::filesystem::path executable() {
 std::filesystem::path defaultDemoFile() {
     const auto program = executable();
     if (!program.empty()) {
-        const auto installed =
-            program.parent_path().parent_path() / "share" / "vantrel" / "demo" / "machine.json";
+        const auto installed = program.parent_path().parent_path() / "share" / "vantrel" / "demo" / "machine.json";
         std::error_code error;
         if (std::filesystem::is_regular_file(installed, error)) return installed;
     }
@@ -40,16 +35,4 @@ Machine demoMachine(platform::DemoMachine& demo, drivekit::Locale locale) {
                    &demo.volumeSpace(), &demo.clock(),  demo.workingDirectory()};
 }
 
-int runDemo(const std::vector<std::string_view>& args, const std::string& file, std::ostream& out,
-            std::ostream& err) {
-    auto loaded =
-        platform::DemoMachine::load(file.empty() ? defaultDemoFile() : std::filesystem::path(file));
-    if (!loaded) {
-        err << "vantrel: " << drivekit::text::printable(loaded.error()) << '\n';
-        return exitUsage;
-    }
-    Machine machine = demoMachine(*loaded.value(), drivekit::Locale::current());
-    return run(args, machine, out, err);
-}
-
-}  // namespace cli
+}  // namespace app
