@@ -134,6 +134,7 @@ std::string usageText() {
            "                            start a drive's own self-test, or follow it\n"
            "  watch [--json]            print drives as they are plugged in and removed\n"
            "  scan DEVICE [--quick|--full] [--json]   read the whole drive for bad blocks\n"
+           "  bench DIRECTORY [--json]  four speed tests on a temporary file in the folder\n"
            "\n"
            "Options:\n"
            "  --demo[=FILE] COMMAND     run the command on a described demo machine instead of\n"

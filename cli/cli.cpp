@@ -8,6 +8,7 @@
 
 #include "app/linux/linux_machine.hpp"
 #include "cli/arguments.hpp"
+#include "cli/bench_command.hpp"
 #include "cli/capture_command.hpp"
 #include "cli/check_command.hpp"
 #include "cli/demo_mode.hpp"
@@ -68,15 +69,17 @@ int outputChecked(int code) {
 
 int run(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out, std::ostream& err) {
     const bool scan = !args.empty() && args.front() == "scan";
-    const ParseResult parsed = scan ? ParseResult{} : parseArguments(args);
+    const bool bench = !args.empty() && args.front() == "bench";
+    const ParseResult parsed = scan || bench ? ParseResult{} : parseArguments(args);
     // Everything but a JSON document passes through the terminal filter: strings from
     // drives, file systems and processes are printed in many places, and this is the one
     // place all of them go through.
-    const bool json = scan ? std::find(args.begin(), args.end(), "--json") != args.end()
+    const bool json = scan || bench ? std::find(args.begin(), args.end(), "--json") != args.end()
                            : parsed.arguments && parsed.arguments->json;
     PrintableStream printableOut(out, !json);
     PrintableStream printableErr(err, true);
     if (scan) return runScanCommand({args.begin() + 1, args.end()}, machine, printableOut, printableErr);
+    if (bench) return runBenchCommand({args.begin() + 1, args.end()}, machine, printableOut, printableErr);
     return runParsed(parsed, machine, printableOut, printableErr);
 }
 
