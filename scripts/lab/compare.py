@@ -870,6 +870,16 @@ def bench_checks(name, found, tap):
         text, rc = found.get(block, ("", -1))
         tap.check(rc == 10 and words in text and text.count("\n") <= 1,
                   f"{name}: {block} is refused in one sentence with exit 10", f"rc={rc} {text[:200]}")
+    text, rc = found.get("bench-failing", ("", -1))
+    tap.check(rc == 1 and "health is failing" in text and text.count("\n") <= 1,
+              f"{name}: a drive rated failed is refused in one sentence with exit 1", f"rc={rc} {text[:200]}")
+    text, rc = found.get("saved", ("", -1))
+    try:
+        saved = json.loads(text)["byDrive"]
+        tap.check(len(saved) == 1 and all(len(s) == 3 for s in next(iter(saved.values()))["runs"]["samples"]),
+                  f"{name}: benchmarks.json keeps the run of the drive", text[:200])
+    except (ValueError, KeyError, TypeError, StopIteration):
+        tap.check(False, f"{name}: benchmarks.json was written", text[:200])
 
 
 def main():
