@@ -3,9 +3,12 @@
 # on the same volume in the same run: a 1 GB file, sequential write then read in 8 MiB
 # blocks, then 3 s each of random 4 KiB reads and writes over its first 256 MiB, queue
 # depth 1, O_DIRECT, each write test ended by fsync. Three runs of each, averaged, and the
-# ratio vantrel / fio for each test (the aim: each within 5%, 0.95 to 1.05).
+# ratio vantrel / fio for each test (the aim: each within 5%, 0.95 to 1.05). A shared or
+# virtual disk varies from second to second, so the two take turns: ROUNDS (default 2)
+# rounds of one `vantrel bench` (three runs) and three fio runs, and the medians of all
+# runs are compared.
 #
-#   scripts/bench/bench.sh DIRECTORY [VANTREL]     (default: build/release/cli/vantrel)
+#   [ROUNDS=N] scripts/bench/bench.sh DIRECTORY [VANTREL]   (default: build/release/cli/vantrel)
 #
 # DIRECTORY must be on a real file system (not tmpfs) with 2 GB free.
 set -euo pipefail
@@ -20,8 +23,6 @@ scratch="$(mktemp -d)"
 fio_file="$dir/.fio-bench.tmp"
 trap 'rm -rf "$scratch"; rm -f "$fio_file"' EXIT
 
-XDG_DATA_HOME="$scratch" "$binary" bench "$dir" --json >"$scratch/vantrel.json"
-
 cat >"$scratch/job.fio" <<JOB
 [global]
 filename=$fio_file
@@ -29,6 +30,7 @@ ioengine=psync
 iodepth=1
 direct=1
 randrepeat=0
+norandommap=1
 group_reporting
 
 [seqwrite]
@@ -60,28 +62,37 @@ time_based
 runtime=3
 end_fsync=1
 JOB
-for run in 1 2 3; do
-    rm -f "$fio_file"
-    fio --output-format=json "$scratch/job.fio" >"$scratch/fio$run.json"
+rounds=${ROUNDS:-2}
+# Like vantrel's file, fio's is new for the first run and written over by the next ones.
+rm -f "$fio_file"
+for ((round = 1; round <= rounds; round++)); do
+    XDG_DATA_HOME="$scratch" "$binary" bench "$dir" --json >"$scratch/vantrel$round.json"
+    for run in 1 2 3; do
+        fio --output-format=json "$scratch/job.fio" >"$scratch/fio$round-$run.json"
+    done
 done
 
-python3 - "$scratch" <<'PY'
-import json, sys, os
-scratch = sys.argv[1]
-ours = json.load(open(os.path.join(scratch, "vantrel.json")))["means"]
+python3 - "$scratch" "$rounds" <<'PY'
+import json, os, statistics, sys
+scratch, rounds = sys.argv[1], int(sys.argv[2])
 tests = [("seqRead", "seqread", "read"), ("seqWrite", "seqwrite", "write"),
          ("rndRead", "randread", "read"), ("rndWrite", "randwrite", "write")]
+ours = {key: [] for key, _, _ in tests}
 fio = {key: [] for key, _, _ in tests}
-for run in (1, 2, 3):
-    jobs = {job["jobname"]: job for job in json.load(open(os.path.join(scratch, f"fio{run}.json")))["jobs"]}
-    for key, name, side in tests:
-        fio[key].append(jobs[name][side]["bw_bytes"] / 1e6)
-print(f"{'test':10} {'vantrel MB/s':>13} {'fio MB/s':>10} {'ratio':>7}")
+for round_ in range(1, rounds + 1):
+    samples = json.load(open(os.path.join(scratch, f"vantrel{round_}.json")))["runs"]["samples"]
+    for index, (key, _, _) in enumerate(tests):
+        ours[key] += samples[index]
+    for run in (1, 2, 3):
+        jobs = {job["jobname"]: job for job in json.load(open(os.path.join(scratch, f"fio{round_}-{run}.json")))["jobs"]}
+        for key, name, side in tests:
+            fio[key].append(jobs[name][side]["bw_bytes"] / 1e6)
+print(f"{'test':10} {'vantrel MB/s':>13} {'fio MB/s':>10} {'ratio':>7}   (medians of {3 * rounds} runs each)")
 worst = 0.0
 for key, _, _ in tests:
-    theirs = sum(fio[key]) / len(fio[key])
-    ratio = ours[key] / theirs if theirs > 0 else float("nan")
+    mine, theirs = statistics.median(ours[key]), statistics.median(fio[key])
+    ratio = mine / theirs if theirs > 0 else float("nan")
     worst = max(worst, abs(ratio - 1))
-    print(f"{key:10} {ours[key]:13.1f} {theirs:10.1f} {ratio:7.3f}")
+    print(f"{key:10} {mine:13.1f} {theirs:10.1f} {ratio:7.3f}")
 print(f"largest difference {worst * 100:.1f}% (aim: within 5%)")
 PY
