@@ -31,6 +31,8 @@ iodepth=1
 direct=1
 randrepeat=0
 norandommap=1
+# vantrel extends its file with plain writes; fio would otherwise preallocate it.
+fallocate=none
 group_reporting
 
 [seqwrite]
