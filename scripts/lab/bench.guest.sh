@@ -3,7 +3,7 @@
 # SATA disk (three runs of four positive figures, no test file left), then the refusals,
 # each one sentence: the same volume read-only, a 64 MB volume, tmpfs (exit 10), and the
 # lab's NVMe drive, which QEMU reports with no spare left, so that it rates as failed
-# (exit 1).
+# (exit 1); and a run stopped by SIGTERM, which leaves no test file.
 . /hwlab/lib.sh
 nvme=$(hwlab_disk_of nvme) || { echo "LAB-ERROR no nvme disk"; exit 1; }
 small=$(hwlab_disk_of sata) || { echo "LAB-ERROR no sata disk"; exit 1; }
@@ -26,6 +26,12 @@ echo "LAB-BEGIN bench"; vantrel bench /mnt/big --json 2>/tmp/bench-progress.txt;
 block leftovers ls -A /mnt/big
 saved() { cat /tmp/bench-data/vantrel/benchmarks.json && echo; }
 block saved saved
+# SIGTERM two seconds into a run: the run ends by the signal and leaves no test file.
+stopped() {
+    vantrel bench /mnt/big >/dev/null 2>/tmp/bench-stopped.txt & pid=$!
+    sleep 2; kill -TERM $pid; wait $pid; echo "rc=$?"; cat /tmp/bench-stopped.txt; ls -A /mnt/big
+}
+block bench-stopped stopped
 mount -o remount,ro /mnt/big
 block bench-read-only vantrel bench /mnt/big
 block bench-small vantrel bench /mnt/small

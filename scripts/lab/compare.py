@@ -870,6 +870,9 @@ def bench_checks(name, found, tap):
         text, rc = found.get(block, ("", -1))
         tap.check(rc == 10 and words in text and text.count("\n") <= 1,
                   f"{name}: {block} is refused in one sentence with exit 10", f"rc={rc} {text[:200]}")
+    text, rc = found.get("bench-stopped", ("", -1))
+    tap.check("rc=143" in text and "Stopped." in text and ".vantrel-benchmark-" not in text,
+              f"{name}: a run stopped by SIGTERM ends by the signal and leaves no test file", text[:200])
     text, rc = found.get("bench-failing", ("", -1))
     tap.check(rc == 1 and "health is failing" in text and text.count("\n") <= 1,
               f"{name}: a drive rated failed is refused in one sentence with exit 1", f"rc={rc} {text[:200]}")
