@@ -238,4 +238,23 @@ HealthDocument documentOf(const DriveRead& read, const Machine& machine) {
                                 false);
 }
 
+std::optional<DriveRead> readDriveHolding(Machine& machine, const std::string& folder) {
+    Discovery::Sources sources = sourcesOf(machine);
+    sources.workingDirectory = folder;
+    for (const Drive& drive : Discovery::allDrives(sources)) {
+        if (!drive.hostsCurrentDirectory) continue;
+        auto checked = checkDrive(machine, CheckRequest{drive.bsdName});
+        if (!checked) return std::nullopt;
+        return std::move(checked->read);
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> systemDriveName(const Machine& machine) {
+    for (const Drive& drive : Discovery::allDrives(sourcesOf(machine))) {
+        if (drive.hostsBootVolume) return drive.bsdName;
+    }
+    return std::nullopt;
+}
+
 }  // namespace app

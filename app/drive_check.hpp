@@ -77,6 +77,13 @@ std::optional<drivekit::json::Object> fullReport(const DriveRead& read);
 /// as one with nothing mounted and no file system known.
 drivekit::Discovery::Sources sourcesOf(const Machine& machine);
 
+/// The drive that holds `folder`, read as `check` reads it (a sleeping disk left asleep);
+/// nothing when no drive of this computer holds it or it couldn't be read.
+std::optional<DriveRead> readDriveHolding(Machine& machine, const std::string& folder);
+
+/// The kernel name of the drive that holds the root file system; nothing when unknown.
+std::optional<std::string> systemDriveName(const Machine& machine);
+
 /// The failure of opening a disk's pass-through with this errno.
 Failure openFailure(int error, const std::string& device);
 

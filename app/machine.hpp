@@ -14,12 +14,14 @@
 #include "drivekit/core/result.hpp"
 #include "drivekit/usb/captured_usb_drive.hpp"
 #include "platform/scsi_drive.hpp"
+#include "platform/bench_file.hpp"
 #include "platform/block_probe.hpp"
 #include "platform/block_use.hpp"
 #include "platform/clock.hpp"
 #include "platform/disk_events.hpp"
 #include "platform/mounts.hpp"
 #include "platform/nvme_admin.hpp"
+#include "platform/proc_files.hpp"
 #include "platform/sysfs.hpp"
 #include "platform/usb_device.hpp"
 #include "platform/volume_space.hpp"
@@ -83,6 +85,10 @@ struct Machine {
     /// Taking USB drives from their kernel driver; absent, a USB
     /// enclosure is read only through the driver.
     CapturePlatform* capture = nullptr;
+    /// Files the benchmark writes and reads past the cache; absent, no benchmark runs.
+    platform::BenchFiles* benchFiles = nullptr;
+    /// The processes' own counters, for write accounting; absent, none are read.
+    std::shared_ptr<const platform::ProcFiles> procFiles = nullptr;
 };
 
 }  // namespace app

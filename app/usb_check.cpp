@@ -31,7 +31,6 @@ Failure failureOf(const Checker::Failure& why, const std::string& device) {
             break;
         case Kind::busy:
         case Kind::inUse:
-        case Kind::backupRunning:
         case Kind::unmount:
             break;
     }

@@ -135,6 +135,7 @@ std::string usageText() {
            "  watch [--json]            print drives as they are plugged in and removed\n"
            "  scan DEVICE [--quick|--full] [--json]   read the whole drive for bad blocks\n"
            "  writes [--since 24h|7d|30d] [--json]   the programs that write the most\n"
+           "  bench DIRECTORY [--json]  four speed tests on a temporary file in the folder\n"
            "\n"
            "Options:\n"
            "  --demo[=FILE] COMMAND     run the command on a described demo machine instead of\n"

@@ -10,6 +10,7 @@
 #include "app/demo/demo_files.hpp"
 #include "app/shown.hpp"
 #include "cli/arguments.hpp"
+#include "cli/bench_command.hpp"
 #include "cli/check_command.hpp"
 #include "cli/exit_codes.hpp"
 #include "cli/list_command.hpp"
@@ -77,20 +78,23 @@ int runDemo(const std::vector<std::string_view>& args, const std::string& file, 
 }
 
 int run(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out, std::ostream& err) {
-    // scan and writes parse their own arguments.
-    const bool scan = !args.empty() && (args.front() == "scan" || args.front() == "writes");
-    const ParseResult parsed = scan ? ParseResult{} : parseArguments(args);
+    // scan, writes and bench parse their own arguments.
+    const std::string_view command = args.empty() ? std::string_view() : args.front();
+    const bool ownArguments = command == "scan" || command == "writes" || command == "bench";
+    const ParseResult parsed = ownArguments ? ParseResult{} : parseArguments(args);
     // Everything but a JSON document passes through the terminal filter: strings from
     // drives, file systems and processes are printed in many places, and this is the one
     // place all of them go through.
-    const bool json = scan ? std::find(args.begin(), args.end(), "--json") != args.end()
-                           : parsed.arguments && parsed.arguments->json;
+    const bool json = ownArguments ? std::find(args.begin(), args.end(), "--json") != args.end()
+                                   : parsed.arguments && parsed.arguments->json;
     PrintableStream printableOut(out, !json);
     PrintableStream printableErr(err, true);
-    if (scan && args.front() == "writes") {
-        return runWritesCommand({args.begin() + 1, args.end()}, machine, printableOut, printableErr);
+    if (ownArguments) {
+        const std::vector<std::string_view> rest(args.begin() + 1, args.end());
+        if (command == "writes") return runWritesCommand(rest, machine, printableOut, printableErr);
+        if (command == "bench") return runBenchCommand(rest, machine, printableOut, printableErr);
+        return runScanCommand(rest, machine, printableOut, printableErr);
     }
-    if (scan) return runScanCommand({args.begin() + 1, args.end()}, machine, printableOut, printableErr);
     return runParsed(parsed, machine, printableOut, printableErr);
 }
 

@@ -7,15 +7,10 @@
 #include <thread>
 
 #include "app/scan/saved_scans.hpp"
-#include "cli/capture_command.hpp"
-#include "cli/drive_reads.hpp"
+#include "app/drive_check.hpp"
+#include "app/shown.hpp"
 #include "cli/exit_codes.hpp"
-#include "drivekit/core/json.hpp"
-#include "drivekit/core/local_format.hpp"
-#include "drivekit/core/text.hpp"
-#include "drivekit/discovery/discovery.hpp"
-#include "platform/linux/linux_clock.hpp"
-#include "platform/linux/linux_proc_files.hpp"
+#include "cli/signals.hpp"
 
 namespace cli {
 namespace {
@@ -226,20 +221,13 @@ namespace {
 // The one place this command asks the application core for the system drive, the one
 // that holds the root file system, and its own total of bytes written from its health
 // data. The drive is found once; its health is read anew at each call.
-std::function<std::optional<std::pair<std::string, std::uint64_t>>()> systemDriveOf(const Machine& machine) {
-    std::optional<std::string> bsdName;
-    if (machine.mounts && machine.probe) {
-        const drivekit::Discovery::Sources sources{machine.sysfs, *machine.mounts, *machine.probe,
-                                                   machine.workingDirectory, machine.locale};
-        for (const auto& drive : drivekit::Discovery::allDrives(sources)) {
-            if (drive.hostsBootVolume) bsdName = drive.bsdName;
-        }
-    }
+std::function<std::optional<std::pair<std::string, std::uint64_t>>()> systemDriveOf(Machine& machine) {
+    const std::optional<std::string> bsdName = app::systemDriveName(machine);
     return [&machine, bsdName]() -> std::optional<std::pair<std::string, std::uint64_t>> {
         if (!bsdName) return std::nullopt;
-        const auto read = readMachineDrive(*bsdName, machine);
-        if (!read || !read->summary.dataWrittenBytes) return std::nullopt;
-        return std::pair{*bsdName, *read->summary.dataWrittenBytes};
+        const auto checked = app::checkDrive(machine, app::CheckRequest{*bsdName});
+        if (!checked || !checked->read.summary.dataWrittenBytes) return std::nullopt;
+        return std::pair{*bsdName, *checked->read.summary.dataWrittenBytes};
     };
 }
 
@@ -247,15 +235,18 @@ std::function<std::optional<std::pair<std::string, std::uint64_t>>()> systemDriv
 
 int runWritesCommand(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out,
                      std::ostream& err) {
-    const platform::LinuxClock linuxClock;
-    const platform::Clock& clock = machine.clock ? *machine.clock : linuxClock;
+    if (machine.clock == nullptr) {
+        err << "vantrel: this machine has no clock to count writes by.\n";
+        return exitReadFailed;
+    }
+    const platform::Clock& clock = *machine.clock;
     const auto environment = [](const char* key) -> std::optional<std::string> {
         const char* value = std::getenv(key);
         return value ? std::optional<std::string>(value) : std::nullopt;
     };
     const StopOnSignals signals;
     WritesPlatform platform{
-        app::WritesAccess::forUser(::geteuid() == 0, std::make_shared<platform::LinuxProcFiles>()).source,
+        app::WritesAccess::forUser(::geteuid() == 0 && machine.procFiles != nullptr, machine.procFiles).source,
         clock,
         [](std::chrono::milliseconds total) {
             // Ctrl-C ends the interval early; what was counted so far is still shown.

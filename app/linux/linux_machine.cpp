@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "drivekit/usb/uas_transport.hpp"
+#include "platform/linux/linux_bench_file.hpp"
 #include "platform/linux/linux_block_probe.hpp"
 #include "platform/linux/linux_block_read_drive.hpp"
 #include "platform/linux/linux_udev_monitor.hpp"
@@ -13,6 +14,7 @@
 #include "platform/linux/linux_clock.hpp"
 #include "platform/linux/linux_mounts.hpp"
 #include "platform/linux/linux_nvme_admin.hpp"
+#include "platform/linux/linux_proc_files.hpp"
 #include "platform/linux/linux_sg_drive.hpp"
 #include "platform/linux/linux_sysfs.hpp"
 #include "platform/linux/linux_usb_device.hpp"
@@ -62,6 +64,7 @@ struct LinuxMachine::Parts {
     const platform::LinuxFileHolders holders;
     platform::LinuxUSBHost usb;
     const platform::LinuxBlockUse blockUse;
+    platform::LinuxBenchFiles benchFiles;
     CapturePlatform capture{*volumes,
                             holders,
                             usb,
@@ -97,7 +100,9 @@ struct LinuxMachine::Parts {
                     [](std::string& why) -> std::unique_ptr<platform::DiskEvents> {
                         return platform::LinuxUdevMonitor::open(why);
                     },
-                    &capture};
+                    &capture,
+                    &benchFiles,
+                    std::make_shared<platform::LinuxProcFiles>()};
 };
 
 LinuxMachine::LinuxMachine() : parts_(std::make_unique<Parts>()) {}

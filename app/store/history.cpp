@@ -364,7 +364,7 @@ void apply(DriveSummary& summary, std::span<const HistoryFinding> findings, cons
         summary.tier = *winner->tier;
         summary.title = SummaryWording::title(summary.tier, summary.kind, summary.readOnly.value_or(false));
         const drivekit::Finding first{verdictOf(summary.tier), winner->message, std::nullopt};
-        summary.line = SummaryWording::line(summary.tier, summary.lifeUsed, summary.lifeLeft, summary.forecast,
+        summary.line = drivekit::DocumentWording::line(summary.tier, summary.lifeUsed, summary.lifeLeft, summary.forecast,
                                             std::span(&first, 1), locale);
         if (summary.raid) summary.line += drivekit::DocumentWording::raidSentence(*summary.raid);
     }

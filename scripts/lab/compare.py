@@ -853,6 +853,38 @@ def scan_checks(name, found, tap):
         tap.check(False, f"{name}: scans.json was written", text[:200])
 
 
+def bench_checks(name, found, tap):
+    text, rc = found.get("bench", ("", -1))
+    try:
+        r = json.loads(text)
+        samples = r["runs"]["samples"]
+        tap.check(rc == 0 and len(samples) == 4 and all(len(s) == 3 and all(x > 0 for x in s) for s in samples),
+                  f"{name}: three runs of the four tests, every figure positive", str(r.get("means")))
+    except (ValueError, KeyError, TypeError):
+        tap.check(False, f"{name}: bench printed its runs", text[:300])
+    text, rc = found.get("leftovers", ("", -1))
+    tap.check(rc == 0 and ".vantrel-benchmark-" not in text, f"{name}: no test file is left on the volume", text[:200])
+    refusals = [("bench-read-only", "read-only"), ("bench-small", "The benchmark needs 2 GB"),
+                ("bench-tmpfs", "can't be read past the system's cache")]
+    for block, words in refusals:
+        text, rc = found.get(block, ("", -1))
+        tap.check(rc == 10 and words in text and text.count("\n") <= 1,
+                  f"{name}: {block} is refused in one sentence with exit 10", f"rc={rc} {text[:200]}")
+    text, rc = found.get("bench-stopped", ("", -1))
+    tap.check("rc=143" in text and "Stopped." in text and ".vantrel-benchmark-" not in text,
+              f"{name}: a run stopped by SIGTERM ends by the signal and leaves no test file", text[:200])
+    text, rc = found.get("bench-failing", ("", -1))
+    tap.check(rc == 1 and "health is failing" in text and text.count("\n") <= 1,
+              f"{name}: a drive rated failed is refused in one sentence with exit 1", f"rc={rc} {text[:200]}")
+    text, rc = found.get("saved", ("", -1))
+    try:
+        saved = json.loads(text)["byDrive"]
+        tap.check(len(saved) == 1 and all(len(s) == 3 for s in next(iter(saved.values()))["runs"]["samples"]),
+                  f"{name}: benchmarks.json keeps the run of the drive", text[:200])
+    except (ValueError, KeyError, TypeError, StopIteration):
+        tap.check(False, f"{name}: benchmarks.json was written", text[:200])
+
+
 def main():
     name, path = sys.argv[1], sys.argv[2]
     global LOG
@@ -881,6 +913,8 @@ def main():
         capture_checks(name, found, tap)
     elif name == "scan":
         scan_checks(name, found, tap)
+    elif name == "bench":
+        bench_checks(name, found, tap)
     return 1 if tap.failed else 0
 
 

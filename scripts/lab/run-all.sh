@@ -106,6 +106,14 @@ scenario watch watch.guest.sh -d usb-bot
 # through SG_IO, NVMe through O_DIRECT, in one boot.
 scenario scan scan.guest.sh -d sata,nvme -e sata:12800 -e sata:40005 -e sata:70016 \
   -e nvme:25600 -e nvme:130944
+# `vantrel bench` on ext4 on a 2.5 GB SATA disk beside the lab's 64 MB ones, and its
+# refusals (read-only, too little space, tmpfs, a failed NVMe drive), in one boot. The large
+# image is sparse.
+rm -f "$work/bench-big.img"; truncate -s 2500M "$work/bench-big.img"
+scenario bench bench.guest.sh -d nvme,sata -M ext4 -f "$(command -v mkfs.ext4)" \
+  -q -drive -q "file=$work/bench-big.img,if=none,id=benchbig,format=raw" \
+  -q -device -q "ide-hd,bus=ahci.1,drive=benchbig,serial=HWLABBENCH01,model=HWLAB BENCH DISK"
+rm -f "$work/bench-big.img"
 # How long `vantrel list --json` takes against `smartctl -x` over the same drives: NVMe,
 # SATA, two USB disks and the bridge, in one boot.
 scenario timing timing.guest.sh -d nvme,sata,usb-bot,usb-uas -H "$lab/guest/hooks" -U "$(satbridge uas)"

@@ -46,7 +46,7 @@ DriveSummary nvme(int lifeUsed, std::uint64_t written) {
     d.capacityBytes = 1'000 * static_cast<std::int64_t>(kGB);
     d.forecast = drivekit::LifeForecast::bootstrap(lifeUsed, written, 20'000, d.capacityBytes);
     d.title = SummaryWording::title(d.tier, d.kind, false);
-    d.line = SummaryWording::line(d.tier, d.lifeUsed, d.lifeLeft, d.forecast, {}, kLocale);
+    d.line = drivekit::DocumentWording::line(d.tier, d.lifeUsed, d.lifeLeft, d.forecast, {}, kLocale);
     return d;
 }
 

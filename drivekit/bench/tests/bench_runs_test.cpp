@@ -1,0 +1,68 @@
+#include "drivekit/bench/bench_runs.hpp"
+
+#include <gtest/gtest.h>
+
+namespace drivekit {
+namespace {
+
+BenchRuns runs(std::vector<double> read, std::vector<double> write) {
+    BenchRuns r;
+    r.of(BenchTest::seqRead) = std::move(read);
+    r.of(BenchTest::seqWrite) = std::move(write);
+    return r;
+}
+
+TEST(BenchResults, SpreadShowsOnlyAboveTenPercentAndRoughRunsSaySo) {
+    EXPECT_EQ(BenchResults::spread(runs({100, 100, 100}, {})), std::nullopt);
+    EXPECT_EQ(BenchResults::spread(runs({95, 105, 100}, {})), std::nullopt);  // exactly 10%
+    EXPECT_EQ(BenchResults::spread(runs({80, 100, 120}, {100})), 40);
+    const Locale en;
+    EXPECT_EQ(BenchResults::verdict(runs({100, 100, 100}, {}), std::nullopt, std::nullopt, en).note,
+              "Average of 3 runs.");
+    EXPECT_EQ(BenchResults::verdict(runs({80, 100, 120}, {}), std::nullopt, std::nullopt, en).note,
+              "Runs varied by up to 40%, so treat the average as rough.");
+    EXPECT_EQ(BenchResults::verdict(runs({90, 100, 110}, {}), std::nullopt, std::nullopt, en).note,
+              "Runs varied by up to 20%.");
+}
+
+TEST(BenchResults, VerdictAgainstTheLinksCeiling) {
+    const Locale en;
+    const std::optional<std::string> usb = "USB 10 Gb/s";
+    // 0.85 of the link with a spread of 12: the prize; the same with a spread of 30: solid.
+    const auto jackpot = BenchResults::verdict(runs({850, 850}, {800, 900}), 1000, usb, en);
+    EXPECT_EQ(jackpot.level, BenchVerdict::Level::jackpot);
+    EXPECT_EQ(jackpot.ribbon, "Link maxed out");
+    EXPECT_EQ(jackpot.detail,
+              "Sequential reads averaged 850 MB/s, 85% of the ~1,000 MB/s this \u2066USB 10 Gb/s\u2069 link can "
+              "carry. The connection is the limit here, not the drive.");
+    EXPECT_EQ(BenchResults::verdict(runs({850, 850}, {720, 980}), 1000, usb, en).level, BenchVerdict::Level::solid);
+    EXPECT_EQ(BenchResults::verdict(runs({600}, {}), 1000, usb, en).level, BenchVerdict::Level::solid);
+
+    const auto slow = BenchResults::verdict(runs({100}, {300}), 1000, std::nullopt, en);
+    EXPECT_EQ(slow.level, BenchVerdict::Level::gentle);
+    EXPECT_EQ(slow.bestTest, 1);
+    EXPECT_EQ(slow.detail,
+              "Sequential writes averaged 300 MB/s, 30% of the ~1,000 MB/s this connection can carry. The drive "
+              "sets the pace here, not the connection.");
+    EXPECT_EQ(BenchResults::verdict(runs({990}, {990}), 1000, std::nullopt, en).detail.substr(0, 48),
+              "Sequential reads averaged 990 MB/s, all of the ~");
+
+    EXPECT_EQ(BenchResults::verdict(runs({}, {}), 1000, usb, en).level, BenchVerdict::Level::none);
+    const auto unknown = BenchResults::verdict(runs({400, 400, 400}, {}), 0, usb, en);
+    EXPECT_EQ(unknown.headline, "Benchmark done.");
+    EXPECT_EQ(unknown.detail, "400 MB/s over 3 runs.");
+    EXPECT_FALSE(unknown.share);
+}
+
+TEST(BenchResults, SamplesReadBackAsFourLists) {
+    const BenchRuns saved = runs({1.5, 2}, {3});
+    EXPECT_EQ(BenchRuns::fromJson(saved.toJson()), saved);
+    const auto padded = BenchRuns::fromJson(*json::parse(R"({"samples":[[1,"x"],[2]]})"));
+    ASSERT_TRUE(padded);
+    EXPECT_EQ(padded->of(BenchTest::seqRead), std::vector<double>{1});
+    EXPECT_TRUE(padded->of(BenchTest::rndWrite).empty());
+    EXPECT_FALSE(BenchRuns::fromJson(*json::parse(R"({"samples":3})")));
+}
+
+}  // namespace
+}  // namespace drivekit

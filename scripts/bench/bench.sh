@@ -1,0 +1,100 @@
+#!/usr/bin/env bash
+# Compares each of the four figures of `vantrel bench` with fio running the same four tests
+# on the same volume in the same run: a 1 GB file, sequential write then read in 8 MiB
+# blocks, then 3 s each of random 4 KiB reads and writes over its first 256 MiB, queue
+# depth 1, O_DIRECT, each write test ended by fsync. Three runs of each, averaged, and the
+# ratio vantrel / fio for each test (the aim: each within 5%, 0.95 to 1.05). A shared or
+# virtual disk varies from second to second, so the two take turns: ROUNDS (default 2)
+# rounds of one `vantrel bench` (three runs) and three fio runs, and the medians of all
+# runs are compared.
+#
+#   [ROUNDS=N] scripts/bench/bench.sh DIRECTORY [VANTREL]   (default: build/release/cli/vantrel)
+#
+# DIRECTORY must be on a real file system (not tmpfs) with 2 GB free.
+set -euo pipefail
+
+dir="${1:?usage: bench.sh DIRECTORY [VANTREL]}"
+root="$(cd "$(dirname "$0")/../.." && pwd)"
+binary="${2:-$root/build/release/cli/vantrel}"
+[[ -x "$binary" ]] || { echo "bench.sh: no vantrel binary at $binary" >&2; exit 2; }
+command -v fio >/dev/null || { echo "bench.sh: fio is missing (apt-get install fio)" >&2; exit 2; }
+
+scratch="$(mktemp -d)"
+fio_file="$dir/.fio-bench.tmp"
+trap 'rm -rf "$scratch"; rm -f "$fio_file"' EXIT
+
+cat >"$scratch/job.fio" <<JOB
+[global]
+filename=$fio_file
+ioengine=psync
+iodepth=1
+direct=1
+randrepeat=0
+norandommap=1
+# vantrel extends its file with plain writes; fio would otherwise preallocate it.
+fallocate=none
+group_reporting
+
+[seqwrite]
+rw=write
+bs=8M
+size=1000000000
+end_fsync=1
+
+[seqread]
+stonewall
+rw=read
+bs=8M
+size=1000000000
+
+[randread]
+stonewall
+rw=randread
+bs=4k
+size=256M
+time_based
+runtime=3
+
+[randwrite]
+stonewall
+rw=randwrite
+bs=4k
+size=256M
+time_based
+runtime=3
+end_fsync=1
+JOB
+rounds=${ROUNDS:-2}
+# Like vantrel's file, fio's is new for the first run and written over by the next ones.
+rm -f "$fio_file"
+for ((round = 1; round <= rounds; round++)); do
+    XDG_DATA_HOME="$scratch" "$binary" bench "$dir" --json >"$scratch/vantrel$round.json"
+    for run in 1 2 3; do
+        fio --output-format=json "$scratch/job.fio" >"$scratch/fio$round-$run.json"
+    done
+done
+
+python3 - "$scratch" "$rounds" <<'PY'
+import json, os, statistics, sys
+scratch, rounds = sys.argv[1], int(sys.argv[2])
+tests = [("seqRead", "seqread", "read"), ("seqWrite", "seqwrite", "write"),
+         ("rndRead", "randread", "read"), ("rndWrite", "randwrite", "write")]
+ours = {key: [] for key, _, _ in tests}
+fio = {key: [] for key, _, _ in tests}
+for round_ in range(1, rounds + 1):
+    samples = json.load(open(os.path.join(scratch, f"vantrel{round_}.json")))["runs"]["samples"]
+    for index, (key, _, _) in enumerate(tests):
+        ours[key] += samples[index]
+    for run in (1, 2, 3):
+        jobs = {job["jobname"]: job for job in json.load(open(os.path.join(scratch, f"fio{round_}-{run}.json")))["jobs"]}
+        for key, name, side in tests:
+            fio[key].append(jobs[name][side]["bw_bytes"] / 1e6)
+print(f"{'test':10} {'vantrel MB/s':>13} {'fio MB/s':>10} {'ratio':>7}   (medians of {3 * rounds} runs each)")
+worst = 0.0
+for key, _, _ in tests:
+    mine, theirs = statistics.median(ours[key]), statistics.median(fio[key])
+    ratio = mine / theirs if theirs > 0 else float("nan")
+    worst = max(worst, abs(ratio - 1))
+    print(f"{key:10} {mine:13.1f} {theirs:10.1f} {ratio:7.3f}")
+print(f"largest difference {worst * 100:.1f}% (aim: within 5%)")
+PY
