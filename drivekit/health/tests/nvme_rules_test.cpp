@@ -78,30 +78,6 @@ TEST(NVMeRules, EveryAlarmAtOnceComesInRuleOrder) {
     EXPECT_TRUE(report.isReadOnly);
 }
 
-TEST(NVMeRules, EachBitAloneGivesItsOwnFinding) {
-    struct Case {
-        std::uint8_t bits;
-        Verdict verdict;
-        Signal signal;
-    };
-    for (const auto& c :
-         {Case{0x01, Verdict::failed, Signal::spare}, Case{0x02, Verdict::watch, Signal::temp},
-          Case{0x04, Verdict::failing, Signal::drive}, Case{0x08, Verdict::failed, Signal::drive},
-          Case{0x10, Verdict::warning, Signal::drive},
-          Case{0x20, Verdict::warning, Signal::drive}}) {
-        auto health = freshDrive();
-        health.criticalWarning = c.bits;
-        const auto report = rate(health);
-        ASSERT_EQ(report.findings.size(), 1u) << int(c.bits);
-        EXPECT_EQ(report.findings[0].verdict, c.verdict) << int(c.bits);
-        EXPECT_EQ(report.findings[0].signal, c.signal) << int(c.bits);
-        EXPECT_EQ(report.isReadOnly, c.bits == 0x08);
-    }
-    auto ignored = freshDrive();
-    ignored.criticalWarning = 0xC0;
-    EXPECT_TRUE(rate(ignored).findings.empty());
-}
-
 TEST(NVMeRules, MediaErrorsAreAWarningFromTheFirstAndNeverMore) {
     auto health = freshDrive();
     health.mediaErrors = 1;
@@ -181,35 +157,6 @@ TEST(NVMeRules, SpareRuleVerdicts) {
     EXPECT_EQ(spare(89, 89, false), Verdict::failed);
     // The drive's own alarm wins over any figure.
     EXPECT_EQ(spare(100, 10, true), Verdict::failed);
-}
-
-TEST(NVMeRules, SpareRuleMessages) {
-    using HealthRules::spareMessage;
-    EXPECT_FALSE(spareMessage(100, 99, false, en));
-    EXPECT_EQ(spareMessage(80, 99, false, en), "Spare capacity has started to shrink (80%).");
-    EXPECT_EQ(spareMessage(30, 10, false, en), "Spare capacity has dropped to 30%.");
-    EXPECT_EQ(spareMessage(15, 10, false, en),
-              "Spare capacity is close to the critical threshold (15%).");
-    EXPECT_EQ(spareMessage(5, 0, false, en), "Spare capacity is nearly used up (5%).");
-    EXPECT_EQ(spareMessage(100, 10, true, en),
-              "The drive reports spare capacity below its critical threshold (100%).");
-    EXPECT_EQ(spareMessage(0, std::nullopt, false, en), "The drive has no spare capacity left.");
-    EXPECT_EQ(spareMessage(0, 10, false, en), "The drive has no spare capacity left.");
-    EXPECT_EQ(spareMessage(10, 10, false, en),
-              "Spare capacity is at or below the critical threshold (10%).");
-    // The percent follows the locale.
-    EXPECT_EQ(spareMessage(30, 10, false, Locale{"de_DE"}),
-              "Spare capacity has dropped to 30\u00A0%.");
-}
-
-TEST(NVMeRules, SpareFindingInTheReport) {
-    auto health = freshDrive();
-    health.availableSpare = 0;
-    health.spareThreshold = 0;  // as QEMU's emulated drive reports
-    const auto report = rate(health);
-    ASSERT_EQ(report.findings.size(), 1u);
-    EXPECT_EQ(report.findings[0],
-              (Finding{Verdict::failed, "The drive has no spare capacity left.", Signal::spare}));
 }
 
 TEST(NVMeRules, ReportAssembly) {

@@ -64,18 +64,6 @@ Drive driveOn(Transport transport) {
     return drive;
 }
 
-TEST(DocumentWording, TitlesByTier) {
-    using DocumentWording::title;
-    EXPECT_EQ(title(Tier::healthy, DriveKind::internalSSD, false), "This drive is healthy.");
-    EXPECT_EQ(title(Tier::watch, DriveKind::usb, false), "Worth watching.");
-    EXPECT_EQ(title(Tier::warning, DriveKind::usb, false), "This drive needs care.");
-    EXPECT_EQ(title(Tier::failing, DriveKind::usb, false), "This drive needs attention.");
-    EXPECT_EQ(title(Tier::failed, DriveKind::internalSSD, false), "This drive has failed.");
-    EXPECT_EQ(title(Tier::failed, DriveKind::internalSSD, true), "This drive is read-only.");
-    EXPECT_EQ(title(Tier::limited, DriveKind::sdCard, false), "SD cards don't report health data.");
-    EXPECT_EQ(title(Tier::limited, DriveKind::usb, false), "Limited health info for this drive.");
-}
-
 TEST(DocumentWording, LineTellsTheWorstFindingOrTheFigures) {
     using DocumentWording::line;
     const std::optional<LifeForecast> forecast = LifeForecast{5.0, 9.0};
@@ -220,26 +208,6 @@ TEST(DocumentWording, PrettyNamesRaidAndVolumes) {
     ASSERT_EQ(named.size(), 2u);
     EXPECT_EQ(named[0].name, "Data");
     EXPECT_EQ(named[1].name, "Backup");
-}
-
-TEST(DocumentWording, CriticalWarningWordsAndVerdict) {
-    using DocumentWording::criticalText;
-    EXPECT_EQ(criticalText(0x00), "");
-    EXPECT_EQ(criticalText(0xC0), "");
-    EXPECT_EQ(criticalText(0x09), "spare low, read-only");
-    EXPECT_EQ(criticalText(0xFF),
-              "spare low, temperature, reliability, read-only, backup failed, persistent memory "
-              "read-only");
-
-    using HealthRules::criticalWarning;
-    EXPECT_EQ(criticalWarning(0x00), Verdict::healthy);
-    EXPECT_EQ(criticalWarning(0xC0), Verdict::healthy);
-    EXPECT_EQ(criticalWarning(0x02), Verdict::watch);
-    EXPECT_EQ(criticalWarning(0x12), Verdict::warning);
-    EXPECT_EQ(criticalWarning(0x22), Verdict::warning);
-    EXPECT_EQ(criticalWarning(0x16), Verdict::failing);
-    EXPECT_EQ(criticalWarning(0x41), Verdict::failed);
-    EXPECT_EQ(criticalWarning(0x08), Verdict::failed);
 }
 
 TEST(SerialMask, KeepsTheLastFewCharacters) {
