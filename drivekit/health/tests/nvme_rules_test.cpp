@@ -159,51 +159,6 @@ TEST(NVMeRules, SpareRuleVerdicts) {
     EXPECT_EQ(spare(100, 10, true), Verdict::failed);
 }
 
-TEST(NVMeRules, ReportAssembly) {
-    auto health = freshDrive();
-    health.percentageUsed = 150;
-    health.dataUnitsWritten = 3;
-    health.temperatureC.reset();
-    auto report = rate(health);
-    EXPECT_EQ(report.source, "NVMe SMART");
-    EXPECT_EQ(report.model, "Samsung SSD 980 PRO 1TB");
-    EXPECT_EQ(report.serial, "S5GXNF0R123456");
-    EXPECT_EQ(report.firmware, "5B2QGXA7");
-    EXPECT_EQ(report.isSSD, true);
-    EXPECT_EQ(report.lifeRemainingPercent, 0);  // never negative
-    EXPECT_FALSE(report.temperatureC);
-    EXPECT_EQ(report.powerOnHours, 1000u);
-    EXPECT_EQ(report.dataWrittenBytes, 1'536'000u);
-    EXPECT_TRUE(report.attributes.empty());
-    EXPECT_TRUE(report.selfTests.empty());
-    EXPECT_FALSE(report.ata);
-    EXPECT_FALSE(report.sataLink);
-    EXPECT_EQ(report.details.size(), 12u);
-    EXPECT_EQ(report.details, healthDetails(health, en));
-    EXPECT_EQ(report.score, 0);
-    EXPECT_FALSE(report.forecast);  // more than 99% used
-    EXPECT_EQ(report.drive, internalDrive());
-
-    // An empty model falls back to the drive's; empty serial and firmware stay present.
-    health = freshDrive();
-    health.model.clear();
-    health.serial.clear();
-    health.firmware.clear();
-    health.percentageUsed = 40;
-    report = rate(health);
-    EXPECT_EQ(report.model, internalDrive().model);
-    EXPECT_EQ(report.serial, "");
-    EXPECT_EQ(report.firmware, "");
-    EXPECT_EQ(report.lifeRemainingPercent, 60);
-    EXPECT_EQ(report.temperatureC, 38);
-    EXPECT_TRUE(report.forecast);
-
-    // Bytes written wrap in 64 bits rather than fail.
-    health.dataUnitsWritten = std::numeric_limits<std::uint64_t>::max();
-    EXPECT_EQ(rate(health).dataWrittenBytes,
-              std::numeric_limits<std::uint64_t>::max() * std::uint64_t{512'000});
-}
-
 TEST(NVMeRules, SMARTStatusFromTheCriticalWarning) {
     EXPECT_EQ(SMARTStatusRules::nvme(0x00), SMARTStatus::verified);
     EXPECT_EQ(SMARTStatusRules::nvme(0x02), SMARTStatus::verified);  // watch is not failing
