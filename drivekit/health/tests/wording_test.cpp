@@ -128,6 +128,7 @@ TEST(Sentences, NoneNamesTheMac) {
 
     const auto root = std::filesystem::path(VANTREL_TEST_DATA).parent_path().parent_path();
     int files = 0;
+    std::size_t literals = 0;
     for (const char* layer : {"app", "cli", "drivekit", "platform"}) {
         for (const auto& entry : std::filesystem::recursive_directory_iterator(root / layer)) {
             const auto& path = entry.path();
@@ -136,12 +137,21 @@ TEST(Sentences, NoneNamesTheMac) {
             std::ifstream in(path);
             const std::string source{std::istreambuf_iterator<char>(in), {}};
             ++files;
-            for (const auto& literal : stringLiterals(source)) {
+            const auto found = stringLiterals(source);
+            literals += found.size();
+            for (const auto& literal : found) {
+                // The regular expression only where it could match: it is slow.
+                if (literal.find("Mac") == std::string::npos &&
+                    literal.find("macOS") == std::string::npos &&
+                    literal.find("IOReturn") == std::string::npos) {
+                    continue;
+                }
                 EXPECT_FALSE(std::regex_search(literal, mac)) << path << ": " << literal;
             }
         }
     }
     EXPECT_GT(files, 100);
+    EXPECT_GT(literals, 2000u);
 }
 
 TEST(DocumentWording, PrettyNamesRaidAndVolumes) {
