@@ -125,6 +125,7 @@ TEST(Sentences, NoneNamesTheMac) {
     walk(Sentences::Line::all, "Line");
     walk(Sentences::Limited::all, "Limited");
     walk(Sentences::ReadSource::all, "ReadSource");
+    walk(Sentences::IndicatorLabel::all, "IndicatorLabel");
 
     const auto root = std::filesystem::path(VANTREL_TEST_DATA).parent_path().parent_path();
     int files = 0;
