@@ -8,6 +8,7 @@
 #include "drivekit/core/version.hpp"
 #include "drivekit/discovery/discovery.hpp"
 #include "drivekit/health/bridge_words.hpp"
+#include "drivekit/health/sentences.hpp"
 
 namespace drivekit {
 namespace {
@@ -15,15 +16,7 @@ namespace {
 // The document is in English whatever the user's language.
 const Locale kEnglish{"en_US"};
 
-struct Labels {
-    static constexpr std::string_view lifeLeft = "Life left";
-    static constexpr std::string_view availableSpare = "Available spare";
-    static constexpr std::string_view mediaErrors = "Media and data integrity errors";
-    static constexpr std::string_view criticalWarnings = "Critical warnings";
-    static constexpr std::string_view temperature = "Temperature";
-    static constexpr std::string_view unsafeShutdowns = "Unsafe shutdowns";
-    static constexpr std::string_view errorLogEntries = "Error log entries";
-};
+using Labels = Sentences::IndicatorLabel;
 
 struct Values {
     static constexpr std::string_view none = "None";
@@ -33,21 +26,21 @@ struct Values {
 };
 
 constexpr std::array<std::pair<IndicatorRules::ATARow, std::string_view>, 15> kATALabels{{
-    {IndicatorRules::ATARow::lifeLeft, "Life left"},
-    {IndicatorRules::ATARow::reallocatedSectors, "Reallocated sectors"},
-    {IndicatorRules::ATARow::reallocationEvents, "Reallocation events"},
-    {IndicatorRules::ATARow::pendingSectors, "Pending sectors"},
-    {IndicatorRules::ATARow::offlineUncorrectable, "Offline uncorrectable"},
-    {IndicatorRules::ATARow::reportedUncorrectable, "Reported uncorrectable"},
-    {IndicatorRules::ATARow::programFails, "Program fail count"},
-    {IndicatorRules::ATARow::eraseFails, "Erase fail count"},
-    {IndicatorRules::ATARow::commandTimeouts, "Command timeouts"},
-    {IndicatorRules::ATARow::spinRetries, "Spin-up retries"},
-    {IndicatorRules::ATARow::lastSelfTest, "Last self-test"},
-    {IndicatorRules::ATARow::crcErrors, "Interface CRC errors"},
-    {IndicatorRules::ATARow::reservedSpace, "Available reserved space"},
-    {IndicatorRules::ATARow::dataWritten, "Data written"},
-    {IndicatorRules::ATARow::temperature, "Temperature"},
+    {IndicatorRules::ATARow::lifeLeft, Labels::lifeLeft},
+    {IndicatorRules::ATARow::reallocatedSectors, Labels::reallocatedSectors},
+    {IndicatorRules::ATARow::reallocationEvents, Labels::reallocationEvents},
+    {IndicatorRules::ATARow::pendingSectors, Labels::pendingSectors},
+    {IndicatorRules::ATARow::offlineUncorrectable, Labels::offlineUncorrectable},
+    {IndicatorRules::ATARow::reportedUncorrectable, Labels::reportedUncorrectable},
+    {IndicatorRules::ATARow::programFails, Labels::programFails},
+    {IndicatorRules::ATARow::eraseFails, Labels::eraseFails},
+    {IndicatorRules::ATARow::commandTimeouts, Labels::commandTimeouts},
+    {IndicatorRules::ATARow::spinRetries, Labels::spinRetries},
+    {IndicatorRules::ATARow::lastSelfTest, Labels::lastSelfTest},
+    {IndicatorRules::ATARow::crcErrors, Labels::crcErrors},
+    {IndicatorRules::ATARow::reservedSpace, Labels::reservedSpace},
+    {IndicatorRules::ATARow::dataWritten, Labels::dataWritten},
+    {IndicatorRules::ATARow::temperature, Labels::temperature},
 }};
 
 constexpr std::array<std::pair<SelfTest::Outcome, std::string_view>, 11> kOutcomeNames{{

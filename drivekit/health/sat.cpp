@@ -16,38 +16,42 @@ constexpr std::uint8_t opcode12 = 0xA1;
 
 }  // namespace
 
-Bytes pioDataIn(Variant variant, std::uint8_t command, std::uint8_t features,
-                std::uint8_t lbaLow, std::uint8_t lbaMid, std::uint8_t lbaHigh) {
+Bytes passThrough(Variant variant, std::uint8_t protocol, std::uint8_t flags,
+                  const Registers& r) {
     if (variant == Variant::sixteen) {
         // The 16-byte form holds each register as a pair (high-order byte first, for
-        // 48-bit commands); ours are 28-bit, so every high-order byte stays 0.
+        // 48-bit commands); ours are 28-bit, so every high-order byte stays 0, as do
+        // device (13) and control (15).
         Bytes cdb(16, 0);
         cdb[0] = opcode16;
-        cdb[1] = pioDataInProtocol;
-        cdb[2] = lengthInSectorCount;
-        cdb[4] = features;
-        cdb[6] = oneBlock;
-        cdb[8] = lbaLow;
-        cdb[10] = lbaMid;
-        cdb[12] = lbaHigh;
-        cdb[13] = 0;  // device
-        cdb[14] = command;
-        cdb[15] = 0;  // control
+        cdb[1] = protocol;
+        cdb[2] = flags;
+        cdb[4] = r.features;
+        cdb[6] = r.count;
+        cdb[8] = r.lbaLow;
+        cdb[10] = r.lbaMid;
+        cdb[12] = r.lbaHigh;
+        cdb[14] = r.command;
         return cdb;
     }
+    // Device (8) and control (11) stay 0.
     Bytes cdb(12, 0);
     cdb[0] = opcode12;
-    cdb[1] = pioDataInProtocol;
-    cdb[2] = lengthInSectorCount;
-    cdb[3] = features;
-    cdb[4] = oneBlock;
-    cdb[5] = lbaLow;
-    cdb[6] = lbaMid;
-    cdb[7] = lbaHigh;
-    cdb[8] = 0;  // device
-    cdb[9] = command;
-    cdb[11] = 0;  // control
+    cdb[1] = protocol;
+    cdb[2] = flags;
+    cdb[3] = r.features;
+    cdb[4] = r.count;
+    cdb[5] = r.lbaLow;
+    cdb[6] = r.lbaMid;
+    cdb[7] = r.lbaHigh;
+    cdb[9] = r.command;
     return cdb;
+}
+
+Bytes pioDataIn(Variant variant, std::uint8_t command, std::uint8_t features,
+                std::uint8_t lbaLow, std::uint8_t lbaMid, std::uint8_t lbaHigh) {
+    return passThrough(variant, pioDataInProtocol, lengthInSectorCount,
+                       {command, features, oneBlock, lbaLow, lbaMid, lbaHigh});
 }
 
 Bytes identify(Variant variant) { return pioDataIn(variant, ata::identifyDevice, 0, 0, 0, 0); }

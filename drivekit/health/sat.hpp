@@ -22,6 +22,21 @@ inline constexpr Variant attemptOrder[] = {Variant::sixteen, Variant::twelve};
 /// 16 or 12: the length of the variant's command block, as the logs name it.
 constexpr int length(Variant variant) noexcept { return variant == Variant::sixteen ? 16 : 12; }
 
+/// The ATA registers of a 28-bit command; device and the high-order (48-bit) bytes are 0.
+struct Registers {
+    std::uint8_t command = 0;
+    std::uint8_t features = 0;
+    std::uint8_t count = 0;
+    std::uint8_t lbaLow = 0;
+    std::uint8_t lbaMid = 0;
+    std::uint8_t lbaHigh = 0;
+};
+
+/// Any ATA PASS-THROUGH block: byte 1 holds the protocol, byte 2 the transfer and
+/// check-condition flags; the registers sit where the variant puts them.
+Bytes passThrough(Variant variant, std::uint8_t protocol, std::uint8_t flags,
+                  const Registers& registers);
+
 /// A PIO data-in ATA command of one block (512 bytes from the device), with the
 /// check-condition bit clear. Device, control and the high-order (48-bit) bytes are 0.
 Bytes pioDataIn(Variant variant, std::uint8_t command, std::uint8_t features,

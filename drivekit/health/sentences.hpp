@@ -144,4 +144,31 @@ struct ReadSource {
         pageHiddenUSB,     pageHidden};
 };
 
+/// The labels of the health indicator rows, shared by the health document and the drive
+/// page, so that one figure has one name in both.
+struct IndicatorLabel {
+    static constexpr std::string_view lifeLeft = "Life left";
+    static constexpr std::string_view availableSpare = "Available spare";
+    static constexpr std::string_view mediaErrors = "Media and data integrity errors";
+    static constexpr std::string_view criticalWarnings = "Critical warnings";
+    static constexpr std::string_view temperature = "Temperature";
+    static constexpr std::string_view unsafeShutdowns = "Unsafe shutdowns";
+    static constexpr std::string_view errorLogEntries = "Error log entries";
+    static constexpr std::string_view reallocatedSectors = "Reallocated sectors";
+    static constexpr std::string_view reallocationEvents = "Reallocation events";
+    static constexpr std::string_view pendingSectors = "Pending sectors";
+    static constexpr std::string_view offlineUncorrectable = "Offline uncorrectable";
+    static constexpr std::string_view reportedUncorrectable = "Reported uncorrectable";
+    static constexpr std::string_view programFails = "Program fail count";
+    static constexpr std::string_view eraseFails = "Erase fail count";
+    static constexpr std::string_view commandTimeouts = "Command timeouts";
+    static constexpr std::string_view spinRetries = "Spin-up retries";
+    static constexpr std::string_view lastSelfTest = "Last self-test";
+    static constexpr std::string_view crcErrors = "Interface CRC errors";
+    static constexpr std::string_view reservedSpace = "Available reserved space";
+    static constexpr std::string_view dataWritten = "Data written";
+
+    static constexpr std::array all{lifeLeft, availableSpare, mediaErrors, criticalWarnings, temperature, unsafeShutdowns, errorLogEntries, reallocatedSectors, reallocationEvents, pendingSectors, offlineUncorrectable, reportedUncorrectable, programFails, eraseFails, commandTimeouts, spinRetries, lastSelfTest, crcErrors, reservedSpace, dataWritten};
+};
+
 }  // namespace drivekit::Sentences

@@ -196,9 +196,11 @@ std::optional<CaptureFailure> CapturedUSBDrive::setup() {
 
     const auto* bulkOnly = configuration->firstMassStorage(number, USBDescriptors::bulkOnlyProtocol);
     // Copied: the selections below don't change the configuration, but the pointer
-    // shouldn't outlive a re-read either.
-    const std::optional<USBDescriptors::Interface> bulkOnlySetting =
-        bulkOnly ? std::optional(*bulkOnly) : std::nullopt;
+    // shouldn't outlive a re-read either. A plain value and a flag rather than an
+    // optional: GCC 12 at -O3 takes the optional's payload for uninitialized.
+    const bool hasBulkOnly = bulkOnly != nullptr;
+    const USBDescriptors::Interface bulkOnlySetting =
+        hasBulkOnly ? *bulkOnly : USBDescriptors::Interface{};
 
     {
         const auto* current = configuration->find(number, alternate);
@@ -222,23 +224,23 @@ std::optional<CaptureFailure> CapturedUSBDrive::setup() {
 
     if (const auto* uasSetting = configuration->firstMassStorage(number, USBDescriptors::uasProtocol);
         uasSetting) {
-        if (tryUAS(*descriptor, number, uasSetting->alternate, bulkOnlySetting.has_value(),
-                   bulkOnlySetting ? bulkOnlySetting->alternate : 0)) {
+        if (tryUAS(*descriptor, number, uasSetting->alternate, hasBulkOnly,
+                   hasBulkOnly ? bulkOnlySetting.alternate : 0)) {
             return std::nullopt;
         }
         alternate = device_->alternateSetting().value_or(alternate);
     }
 
-    if (!bulkOnlySetting) return CaptureFailure::of(Kind::noBulkOnlySetting);
-    log.note(text::format("Bulk-Only setting: alt %d", bulkOnlySetting->alternate));
-    if (bulkOnlySetting->alternate != alternate) {
-        if (auto error = device_->selectAlternateSetting(bulkOnlySetting->alternate)) {
+    if (!hasBulkOnly) return CaptureFailure::of(Kind::noBulkOnlySetting);
+    log.note(text::format("Bulk-Only setting: alt %d", bulkOnlySetting.alternate));
+    if (bulkOnlySetting.alternate != alternate) {
+        if (auto error = device_->selectAlternateSetting(bulkOnlySetting.alternate)) {
             return CaptureFailure::transport("select Bulk-Only setting: " + error->description);
         }
     }
 
     // On Linux an endpoint of the claimed setting is a pipe as it stands; nothing to open.
-    for (const auto& endpoint : bulkOnlySetting->endpoints) {
+    for (const auto& endpoint : bulkOnlySetting.endpoints) {
         if (endpoint.transferType() != USBDescriptors::bulkTransferType) continue;
         (endpoint.isIn() ? bulkIn_ : bulkOut_) = endpoint.address;
         log.note(text::format("pipe %02X: max packet %d", endpoint.address, endpoint.maxPacketSize));

@@ -91,15 +91,6 @@ TEST(Text, FieldIsRepairedTrimmedAndEmptyPastTheBuffer) {
     EXPECT_EQ(text::field(firmware, 0, firmware.size()), "Fir" + std::string(kFFFD) + "mware");
 }
 
-TEST(Text, FormatIsPrintfInTheCLocale) {
-    EXPECT_EQ(text::format("0x%08X", 0xE00002BCu), "0xE00002BC");
-    EXPECT_EQ(text::format("0x%02X", 5u), "0x05");
-    EXPECT_EQ(text::format("%s", ""), "");
-    const std::string longText(1000, 'x');
-    EXPECT_EQ(text::format("<%s>", longText.c_str()), "<" + longText + ">");
-    EXPECT_EQ(text::format("%.1f", 1.5), "1.5");
-}
-
 TEST(Bytes, ReadsPastTheEndGiveZeroWhateverTheOffset) {
     const Bytes data = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0x0A};
     EXPECT_EQ(le16(data, 0), 0x0201u);

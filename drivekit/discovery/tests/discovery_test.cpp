@@ -460,16 +460,6 @@ Drive externalDisk(std::string model, std::vector<Volume> volumes = {}) {
     return drive;
 }
 
-TEST(DiscoveryDisplayName, MeaningfulModels) {
-    EXPECT_TRUE(Discovery::hasRealModel(externalDisk("WD")) == false);
-    EXPECT_TRUE(Discovery::hasRealModel(externalDisk("T7 ")));  // 3 characters
-    EXPECT_TRUE(Discovery::hasRealModel(externalDisk("Samsung SSD 870 EVO")));
-    for (const auto* generic : {"USB Storage Device", "Generic- SD/MMC", "JMicron Tech",
-                                "External USB 3.0", "Unknown drive", "Mass Storage"}) {
-        EXPECT_FALSE(Discovery::hasRealModel(externalDisk(generic))) << generic;
-    }
-}
-
 TEST(DiscoveryDisplayName, FallsFromModelToVolumeToEnclosure) {
     EXPECT_EQ(Discovery::displayName(externalDisk("Crucial X9 Pro")),
               (Discovery::DisplayName{"Crucial X9 Pro", true}));
@@ -486,41 +476,6 @@ TEST(DiscoveryDisplayName, FallsFromModelToVolumeToEnclosure) {
     EXPECT_EQ(Discovery::displayName(
                   externalDisk("USB Storage", {volume("sdb1", "srv", "/srv", "ext4")})),
               (Discovery::DisplayName{"External drive", false}));
-}
-
-TEST(DiscoveryDisplayName, EnclosureNames) {
-    auto drive = externalDisk("USB Storage");
-    drive.usb = USBInfo{};
-    drive.usb->vendorID = 0x152D;  // JMicron
-    drive.usb->productID = 0x0578;
-    drive.usb->vendorName = " Sabrent ";
-    drive.usb->productName = "Rocket Nano";
-    EXPECT_EQ(Discovery::enclosureName(drive), "Sabrent enclosure");
-    // The vendor name only names the bridge's maker: the product stands.
-    drive.usb->vendorName = "JMicron Technology Corp.";
-    EXPECT_EQ(Discovery::enclosureName(drive), "Rocket Nano");
-    drive.usb->productName = "External";
-    EXPECT_EQ(Discovery::enclosureName(drive), std::nullopt);
-    drive.usb->vendorName = "Unknown Vendor";
-    drive.usb->productName = "JMS578 jmicron";
-    EXPECT_EQ(Discovery::enclosureName(drive), std::nullopt);
-    EXPECT_EQ(Discovery::displayName(drive), (Discovery::DisplayName{"External drive", false}));
-    EXPECT_EQ(Discovery::enclosureName(externalDisk("x")), std::nullopt);
-}
-
-TEST(DiscoveryDisplayName, SDCards) {
-    Drive card;
-    card.transport = Transport::sdCard;
-    card.model = "SD32G";
-    EXPECT_EQ(Discovery::displayName(card), (Discovery::DisplayName{"SD card", false}));
-    card.volumes = {volume("mmcblk0p1", "UNTITLED", "/media/a/UNTITLED", "vfat")};
-    EXPECT_EQ(Discovery::displayName(card), (Discovery::DisplayName{"SD card", false}));
-    // The set of camera defaults is case-sensitive.
-    card.volumes = {volume("mmcblk0p1", "untitled", "/run/media/a/untitled", "vfat")};
-    EXPECT_EQ(Discovery::displayName(card), (Discovery::DisplayName{"untitled", false}));
-    // Only a user mount counts; an unmounted card keeps the plain name.
-    card.volumes = {volume("mmcblk0p1", "Holiday", std::nullopt, "vfat")};
-    EXPECT_EQ(Discovery::displayName(card), (Discovery::DisplayName{"SD card", false}));
 }
 
 }  // namespace

@@ -10,26 +10,6 @@ namespace {
 using testpages::SmartDataPage;
 using testpages::ThresholdsPage;
 
-TEST(ATAAttribute, ReadsEveryFieldOfARow) {
-    const Bytes data = SmartDataPage()
-                           .attribute(0, 5, 0x0033, 100, 99, 0x0000'0000'0008)
-                           .attribute(1, 194, 0x0022, 65, 44, 0x0000'2C00'1223)
-                           .attribute(2, 9, 0x0032, 98, 98, 0xA1B2'C3D4'E5F6)
-                           .sealed();
-    const Bytes thresholds = ThresholdsPage().threshold(0, 5, 10).threshold(1, 194, 0).sealed();
-
-    const auto rows = ATAAttribute::parse(data, thresholds);
-    ASSERT_EQ(rows.size(), 3u);
-    EXPECT_EQ(rows[0], (ATAAttribute{5, 0x0033, 100, 99, 10, 8}));
-    EXPECT_EQ(rows[1], (ATAAttribute{194, 0x0022, 65, 44, 0, 0x2C00'1223}));
-    // All six raw bytes, little-endian; the vendor byte after them stays out.
-    EXPECT_EQ(rows[2].raw, 0xA1B2'C3D4'E5F6u);
-    EXPECT_EQ(rows[2].rawLow(), 0xC3D4'E5F6u);
-    EXPECT_EQ(rows[2].threshold, 0);  // no threshold entry for 9
-    EXPECT_TRUE(rows[0].isPrefailure());
-    EXPECT_FALSE(rows[1].isPrefailure());
-}
-
 // Unused slots sit anywhere in the table, the last slot included, and the page order
 // is kept rather than sorted by id.
 TEST(ATAAttribute, SkipsEmptySlotsAndKeepsPageOrder) {
@@ -94,13 +74,6 @@ TEST(ATAAttribute, FailingNowOnlyAgainstARealThreshold) {
     EXPECT_FALSE(row(1, 254).isFailingNow());
     EXPECT_FALSE(row(1, 255).isFailingNow());
     EXPECT_FALSE(row(0, 0).isFailingNow());
-}
-
-TEST(ATAAttribute, NamesFromTheTableOrByNumber) {
-    EXPECT_EQ(ATAAttribute::nameFor(168), "Max Erase Count (rated)");
-    EXPECT_EQ(ATAAttribute::nameFor(245), "TLC Data Written");
-    EXPECT_EQ(ATAAttribute::nameFor(2), "Attribute 2");
-    EXPECT_EQ(ATAAttribute::nameFor(246), "Attribute 246");
 }
 
 }  // namespace

@@ -20,42 +20,6 @@ Kind kindOf(std::string_view model, std::optional<bool> isSSD = true) {
     return familyFor(model, std::nullopt, {}, isSSD).kind;
 }
 
-// Model texts as drives report them in IDENTIFY.
-TEST(ATAFamily, NamedModelsFindTheirFamily) {
-    const std::pair<const char*, Kind> cases[] = {
-        {"CT500MX500SSD1", Kind::crucial},
-        {"CT1000BX500SSD1", Kind::crucial},
-        {"Crucial_CT256MX100SSD1", Kind::crucial},
-        {"Micron_1100_MTFDDAK512TBN", Kind::crucial},
-        {"WDC WDS500G2B0A-00SM50", Kind::marvellSanDisk},
-        {"WDC WDS100T2G0A-00JH30", Kind::marvellSanDisk},
-        {"SanDisk SDSSDH3 1T00", Kind::marvellSanDisk},
-        {"SanDisk Ultra II 480GB", Kind::marvellSanDisk},
-        {"WD Blue SA510 2.5 1000GB", Kind::marvellSanDisk},
-        {"CT240BX200SSD1", Kind::siliconMotion},
-        {"KINGSTON SKC600512G", Kind::siliconMotion},
-        {"ADATA SU800", Kind::siliconMotion},
-        {"TS256GSSD230S", Kind::siliconMotion},
-        {"Patriot P210 256GB", Kind::siliconMotion},
-        {"PNY CS900 240GB SSD", Kind::phison},
-        {"KINGSTON SUV300S37A240G", Kind::phison},
-        {"Patriot Burst", Kind::phison},
-        {"GOODRAM IRIDIUM PRO", Kind::phison},
-        {"Lexar 256GB SSD", Kind::lexar},
-        {"OCZ-TRION150", Kind::toshibaOCZ},
-        {"TOSHIBA Q300", Kind::toshibaOCZ},
-        {"KINGSTON SV100S264G", Kind::jmicron},
-        {"ADATA SP600", Kind::jmicron},
-        {"TS64GSSD25S-M", Kind::jmicron},
-        {"KINGSTON SA400S37240G", Kind::kingston},
-        {"INTEL SSDSC2KB480G8", Kind::intel},
-        {"Samsung SSD 860 EVO 500GB", Kind::generic},
-    };
-    for (const auto& [model, kind] : cases) {
-        EXPECT_EQ(ATAFamilyText::raw(kindOf(model)), ATAFamilyText::raw(kind)) << model;
-    }
-}
-
 TEST(ATAFamily, MatchingIgnoresCase) {
     EXPECT_EQ(kindOf("ct500mx500ssd1"), Kind::crucial);
     EXPECT_EQ(kindOf("kingston skc600512g"), Kind::siliconMotion);
@@ -94,23 +58,6 @@ TEST(ATAFamily, PhisonFirmwareNamesAModelNoPatternKnows) {
     // A named model wins over the firmware.
     EXPECT_EQ(familyFor("CT500MX500SSD1", std::string_view("SAFM01.6"), {}, true).kind,
               Kind::crucial);
-}
-
-TEST(ATAFamily, AttributeSignaturesInTheirOrder) {
-    auto bySignature = [](std::initializer_list<std::uint8_t> ids) {
-        return familyFor("SATA SSD", std::nullopt, withIds(ids), true).kind;
-    };
-    EXPECT_EQ(bySignature({230, 233, 234}), Kind::marvellSanDisk);
-    EXPECT_EQ(bySignature({230, 233}), Kind::generic);
-    EXPECT_EQ(bySignature({173, 244, 245, 246}), Kind::phison);
-    // 167 is the Silicon Motion mark: with it the Phison set is no longer Phison.
-    EXPECT_EQ(bySignature({167, 168, 173, 244, 245, 246}), Kind::siliconMotion);
-    EXPECT_EQ(bySignature({168, 167}), Kind::siliconMotion);
-    EXPECT_EQ(bySignature({168, 245}), Kind::siliconMotion);
-    EXPECT_EQ(bySignature({168}), Kind::generic);
-    EXPECT_EQ(bySignature({168, 167, 230}), Kind::generic);
-    // Marvell's set is tried first.
-    EXPECT_EQ(bySignature({168, 167, 230, 233, 234}), Kind::marvellSanDisk);
 }
 
 TEST(ATAFamily, NamesComeBeforeSignaturesAndSignaturesBeforeMakers) {

@@ -127,13 +127,5 @@ TEST(ATAIdentity, CapacityStopsAtTheLargestSignedValue) {
     EXPECT_EQ(id->capacityBytes(), std::numeric_limits<std::int64_t>::max());
 }
 
-TEST(ATAIdentity, SmartFlagsAndLinkComeFromTheirWords) {
-    const auto off = ATAIdentity::decode(
-        typicalSSD().word(82, 0x746A).word(85, 0x7468).word(76, 0x0001).sealed());
-    EXPECT_FALSE(off->smartSupported);
-    EXPECT_FALSE(off->smartEnabled);
-    EXPECT_EQ(off->sataLink, std::nullopt);  // word 76 bit 0 set: not a SATA device
-}
-
 }  // namespace
 }  // namespace drivekit

@@ -231,51 +231,5 @@ TEST(ATARules, NotesAndLocaleFormatting) {
     EXPECT_EQ(report.findings[2].message, "Running hot: 71 °C.");
 }
 
-TEST(ATARules, AssemblyOfTheReport) {
-    Drive usb = sataDrive(false);  // the bridge calls it rotating
-    usb.transport = Transport::usb;
-    const std::vector<ATAAttribute> table{attr(9, 8760), attr(194, 30), attr(231, 0, 80),
-                                          attr(241, 400'000'000)};
-    auto id = identity("", 1);
-    id.sataLink = SATALink{SATALink::Speed::gen3, SATALink::Speed::gen3};
-    const std::vector<SelfTest::Entry> log{test(Outcome::passed)};
-    const auto report = HealthRules::evaluate(id, table, usb, "ATA SMART over USB", log, en);
-
-    EXPECT_EQ(report.source, "ATA SMART over USB");
-    EXPECT_EQ(report.model, "");  // the drive's own, even empty
-    EXPECT_EQ(report.serial, "WD-123");
-    EXPECT_EQ(report.firmware, "01.01A01");
-    EXPECT_EQ(report.isSSD, true);  // rotation rate 1 beats the bridge
-    EXPECT_EQ(report.lifeRemainingPercent, 80);
-    EXPECT_EQ(report.temperatureC, 30);
-    EXPECT_EQ(report.powerOnHours, 8760u);
-    EXPECT_EQ(report.dataWrittenBytes, 400'000'000ull * 512);
-    EXPECT_EQ(report.attributes, table);
-    EXPECT_TRUE(report.details.empty());
-    EXPECT_EQ(report.selfTests, log);
-    EXPECT_FALSE(report.isReadOnly);
-    ASSERT_TRUE(report.ata);
-    EXPECT_EQ(report.ata->family.kind, ATAFamily::Kind::generic);
-    EXPECT_EQ(report.sataLink, id.sataLink);
-    EXPECT_EQ(report.score, 80);
-    EXPECT_EQ(report.forecast,
-              LifeForecast::bootstrap(20, 400'000'000ull * 512, 8760, usb.sizeBytes));
-    EXPECT_TRUE(report.forecast);
-
-    // Without an identity the drive record speaks: its model and medium, no serial.
-    const auto bare =
-        HealthRules::evaluate(std::nullopt, {attr(10, 4)}, sataDrive(true), "s", {}, en);
-    EXPECT_EQ(bare.model, "ATA Disk");
-    EXPECT_EQ(bare.serial, std::nullopt);
-    EXPECT_EQ(bare.firmware, std::nullopt);
-    EXPECT_EQ(bare.sataLink, std::nullopt);
-    EXPECT_EQ(bare.isSSD, true);
-    EXPECT_TRUE(bare.findings.empty());  // an SSD's spin retries aren't read
-    EXPECT_EQ(bare.forecast, std::nullopt);
-
-    // An identity without a rotation rate leaves the medium to the drive record.
-    EXPECT_EQ(rate({attr(9, 1)}, identity("X", std::nullopt), {}, sataDrive(false)).isSSD, false);
-}
-
 }  // namespace
 }  // namespace drivekit

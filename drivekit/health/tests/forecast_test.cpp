@@ -14,10 +14,6 @@ using Band = LifeForecast::Band;
 const Locale en{"en_US"};
 constexpr std::uint64_t TB = 1'000'000'000'000;
 
-LifeForecast range(double low, double high) {
-    return LifeForecast{low, high};
-}
-
 TEST(Forecast, BootstrapNeedsWritesAMonthOfPowerAndLifeLeft) {
     EXPECT_FALSE(LifeForecast::bootstrap(10, 0, 10'000, 1'000'000'000'000));
     EXPECT_FALSE(LifeForecast::bootstrap(10, TB, 719, 1'000'000'000'000));
@@ -91,46 +87,6 @@ TEST(Forecast, Bands) {
     // 1.5 years rounds to 2, so "about" never counts a single year.
     EXPECT_EQ(LifeForecast::band(1.0, 1.5), (Band{Kind::yearsRange, 1, 2}));
     EXPECT_EQ(LifeForecast::band(2.4, 2.4), (Band{Kind::aboutYears, 2, 0}));
-}
-
-TEST(Forecast, WordsOfEachBand) {
-    struct Case {
-        LifeForecast forecast;
-        std::string text, headline, phrase, sentence;
-    };
-    for (const auto& c : {
-             Case{range(5.0, 9.0), "5–9 years", "5–9 years", "5–9 years left",
-                  "5–9 years left at your current usage."},
-             Case{range(4.1, 4.4), "about 4 years", "About 4 years", "about 4 years left",
-                  "About 4 years left at your current usage."},
-             Case{range(1.0, 1.5), "1–2 years", "1–2 years", "1–2 years left",
-                  "1–2 years left at your current usage."},
-             Case{range(5.0, 24.0), "5–20+ years", "5–20+ years", "5–20+ years left",
-                  "5–20+ years left at your current usage."},
-             Case{range(19.6, 30.0), "20+ years", "20+ years", "more than 20 years left",
-                  "More than 20 years left at your current usage."},
-             Case{range(0.4, 0.6), "5–7 months", "5–7 months", "5–7 months left",
-                  "5–7 months left at your current usage."},
-             Case{range(0.2, 0.2), "about 2 months", "About 2 months", "about 2 months left",
-                  "About 2 months left at your current usage."},
-             Case{range(0.03, 0.2), "under 3 months", "Under 3 months", "under 3 months left",
-                  "Under 3 months left at your current usage."},
-             Case{range(0.05, 0.1), "about a month", "About a month", "about a month left",
-                  "About a month left at your current usage."},
-             Case{range(0.02, 0.03), "under a month", "Under a month", "under a month left",
-                  "Under a month left at your current usage."},
-         }) {
-        EXPECT_EQ(LifeForecast::text(c.forecast, en), c.text);
-        EXPECT_EQ(LifeForecast::headline(c.forecast, en), c.headline);
-        EXPECT_EQ(LifeForecast::leftPhrase(c.forecast, en), c.phrase);
-        EXPECT_EQ(LifeForecast::leftSentence(c.forecast, en), c.sentence);
-    }
-}
-
-TEST(Forecast, ConfidenceWords) {
-    EXPECT_EQ(ConfidenceText::raw(LifeForecast::Confidence::medium), "medium");
-    EXPECT_EQ(ConfidenceText::parse("high"), LifeForecast::Confidence::high);
-    EXPECT_FALSE(ConfidenceText::parse("Low"));
 }
 
 }  // namespace

@@ -81,45 +81,6 @@ bool containsNull(const json::Object& value) {
     return false;
 }
 
-TEST(HealthDocument, AnNVMeDrive) {
-    const auto document = HealthDocument::make(nvmeSource(), kNoon, false);
-    EXPECT_EQ(document.schemaVersion, 1);
-    EXPECT_EQ(document.generator.name, "Vantrel");
-    EXPECT_EQ(document.generator.version, version());
-    EXPECT_EQ(document.checkedAt, kNoon);
-    // A name that is the model is cleaned for reading; the model stays as the drive said.
-    EXPECT_EQ(document.drive.name, "Samsung SSD 980 PRO");
-    EXPECT_EQ(document.drive.model, "Samsung SSD 980 PRO 1TB");
-    EXPECT_EQ(document.drive.connection, "Internal");
-    EXPECT_EQ(document.drive.transferMode, "PCIe 4.0 ×4");
-    EXPECT_EQ(document.drive.serial, "••••3456");
-    EXPECT_EQ(document.drive.serialMasked, true);
-    EXPECT_TRUE(document.drive.volumes.empty());
-    EXPECT_EQ(document.health.tier, Tier::healthy);
-    EXPECT_EQ(document.health.title, "This drive is healthy.");
-    EXPECT_TRUE(document.health.line.starts_with("It has used 3% of its rated life."));
-    EXPECT_EQ(document.figures.lifeUsedPercent, 3);
-    EXPECT_EQ(document.figures.unsafeShutdowns, 14u);
-    ASSERT_EQ(document.indicators.size(), 7u);
-    EXPECT_EQ(document.indicators[0],
-              (HealthDocument::Indicator{"Life left", "97%", Status::ok, 97}));
-    EXPECT_EQ(document.indicators[1].value, "100% (threshold 10%)");
-    EXPECT_EQ(document.indicators[4].value, "38 °C");
-    EXPECT_EQ(document.reading.method, ReadMethod::nvmeSMART);
-    EXPECT_EQ(document.reading.description, "NVMe SMART, read live from the internal SSD.");
-
-    // No self-test log on NVMe, yet the list is there.
-    const auto object = document.toJSON();
-    EXPECT_TRUE(object["selfTests"].is_array());
-    EXPECT_TRUE(object["selfTests"].empty());
-    EXPECT_FALSE(object.contains("benchmark"));
-    EXPECT_FALSE(object.contains("surfaceScan"));
-
-    const auto whole = HealthDocument::make(nvmeSource(), kNoon, true);
-    EXPECT_EQ(whole.drive.serial, "S5GXNF0R123456");
-    EXPECT_EQ(whole.drive.serialMasked, false);
-}
-
 TEST(HealthDocument, NoSerialMeansNeitherKey) {
     auto source = nvmeSource();
     source.report->serial = "   ";

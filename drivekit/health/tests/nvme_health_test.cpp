@@ -44,51 +44,6 @@ NVMeHealth decoded(const Bytes& log, const Bytes& identify = identifyData()) {
     return health.value_or(NVMeHealth{});
 }
 
-TEST(NVMeHealthDecode, ReadsEveryFieldFromItsOwnOffset) {
-    // Every byte the decoder must skip is 0xEE, so a field read one byte off shows.
-    Bytes log = page(512, 0xEE);
-    put(log, 0, {0x05});                                             // critical warning
-    put(log, 1, {0x43, 0x01});                                       // 323 K
-    put(log, 3, {98});                                               // available spare
-    put(log, 4, {10});                                               // spare threshold
-    put(log, 5, {7});                                                // percentage used
-    put(log, 32, {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08});  // data units read
-    put(log, 40, {0, 0, 0, 0, 0, 0, 0, 0});
-    put(log, 48, {0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18});  // data units written
-    put(log, 56, {0, 0, 0, 0, 0, 0, 0, 0});
-    put(log, 112, {0x21, 0x22, 0, 0, 0, 0, 0, 0});  // power cycles
-    put(log, 120, {0, 0, 0, 0, 0, 0, 0, 0});
-    put(log, 128, {0x31, 0x32, 0x33, 0, 0, 0, 0, 0});  // power-on hours
-    put(log, 136, {0, 0, 0, 0, 0, 0, 0, 0});
-    put(log, 144, {0x41, 0, 0, 0, 0, 0, 0, 0x01});  // unsafe shutdowns
-    put(log, 152, {0, 0, 0, 0, 0, 0, 0, 0});
-    put(log, 160, {0x51, 0, 0, 0, 0, 0, 0, 0});  // media errors
-    put(log, 168, {0, 0, 0, 0, 0, 0, 0, 0});
-    put(log, 176, {0x61, 0x62, 0, 0, 0, 0, 0, 0});  // error log entries
-    put(log, 184, {0, 0, 0, 0, 0, 0, 0, 0});
-    put(log, 192, {0x71, 0x72, 0x73, 0x74});  // warning temp minutes
-    put(log, 196, {0x81, 0x82, 0x83, 0x04});  // critical temp minutes
-
-    const NVMeHealth h = decoded(log);
-    EXPECT_EQ(h.criticalWarning, 0x05);
-    EXPECT_EQ(h.temperatureC, 50);
-    EXPECT_EQ(h.availableSpare, 98);
-    EXPECT_EQ(h.spareThreshold, 10);
-    EXPECT_EQ(h.percentageUsed, 7);
-    EXPECT_EQ(h.dataUnitsRead, 0x0807060504030201u);
-    EXPECT_EQ(h.dataUnitsWritten, 0x1817161514131211u);
-    EXPECT_EQ(h.powerCycles, 0x2221u);
-    EXPECT_EQ(h.powerOnHours, 0x333231u);
-    EXPECT_EQ(h.unsafeShutdowns, 0x0100000000000041u);
-    EXPECT_EQ(h.mediaErrors, 0x51u);
-    EXPECT_EQ(h.errorLogEntries, 0x6261u);
-    EXPECT_EQ(h.warningTempMinutes, 0x74737271u);
-    EXPECT_EQ(h.criticalTempMinutes, 0x04838281u);
-    EXPECT_EQ(h.model, "Samsung SSD 980 PRO 1TB");
-    EXPECT_EQ(h.serial, "S5GXNF0R123456");
-    EXPECT_EQ(h.firmware, "5B2QGXA7");
-}
-
 TEST(NVMeHealthDecode, TemperatureIsKelvinWithZeroForNotReported) {
     Bytes log = page(512);
     EXPECT_EQ(decoded(log).temperatureC, std::nullopt);
@@ -180,83 +135,6 @@ TEST(NVMeHealthDecode, PagesOfARealController) {
     EXPECT_EQ(h.serial, "HWLABNVME0001");
     EXPECT_EQ(h.firmware, "7.2.22");
     EXPECT_EQ(healthDetails(h, Locale{"en_US"})[6].value, "13 (6.7 MB)");
-}
-
-NVMeHealth sample() {
-    NVMeHealth h;
-    h.criticalWarning = 0x0A;
-    h.temperatureC = 41;
-    h.availableSpare = 100;
-    h.spareThreshold = 10;
-    h.percentageUsed = 3;
-    h.dataUnitsRead = 1234;
-    h.dataUnitsWritten = 58'593'750;  // 30 TB
-    h.powerCycles = 1500;
-    h.powerOnHours = 12345;
-    h.unsafeShutdowns = 57;
-    h.mediaErrors = 0;
-    h.errorLogEntries = 2048;
-    return h;
-}
-
-TEST(NVMeHealthDetails, TwelveRowsInOrderInEnglish) {
-    const std::vector<Detail> expected = {
-        {"Critical warning", "Critical warning", "0x0A"},
-        {"Temperature", "Temperature", "41 °C"},
-        {"Available spare", "Available spare", "100%"},
-        {"Available spare threshold", "Available spare threshold", "10%"},
-        {"Percentage used", "Percentage used", "3%"},
-        {"Data units read", "Data units read", "1234 (631.8 MB)"},
-        {"Data units written", "Data units written", "58593750 (30 TB)"},
-        {"Power cycles", "Power cycles", "1500"},
-        {"Power-on hours", "Power-on hours", "12345"},
-        {"Unsafe shutdowns", "Unsafe shutdowns", "57"},
-        {"Media and data integrity errors", "Media and data integrity errors", "0"},
-        {"Error log entries", "Error log entries", "2048"},
-    };
-    EXPECT_EQ(healthDetails(sample(), Locale{"en_US"}), expected);
-}
-
-TEST(NVMeHealthDetails, ValueWordings) {
-    const Locale en{"en_US"};
-    auto value = [&](const NVMeHealth& h, std::size_t row) {
-        return healthDetails(h, en)[row].value;
-    };
-    NVMeHealth h = sample();
-
-    h.temperatureC.reset();
-    EXPECT_EQ(value(h, 1), "Not reported");
-    h.temperatureC = -23;
-    EXPECT_EQ(value(h, 1), "-23 °C");
-
-    h.percentageUsed = 254;
-    EXPECT_EQ(value(h, 4), "254%");
-    h.percentageUsed = 255;
-    EXPECT_EQ(value(h, 4), "255% or more");
-
-    h.criticalWarning = 0xFF;
-    EXPECT_EQ(value(h, 0), "0xFF");
-
-    // Zero is a number, not a word.
-    h.dataUnitsRead = 0;
-    EXPECT_EQ(value(h, 5), "0 (0 bytes)");
-    // 2^55 units times 512,000 wraps to exactly 0 in 64 bits: the count stays, the size wraps.
-    h.dataUnitsRead = 36'028'797'018'963'968u;
-    EXPECT_EQ(value(h, 5), "36028797018963968 (0 bytes)");
-    // Past the largest signed 64-bit value without wrapping: the size is capped there.
-    h.dataUnitsWritten = 18'014'398'509'482u;
-    EXPECT_EQ(value(h, 6), "18014398509482 (9.22 EB)");
-    h.powerOnHours = UINT64_MAX;
-    EXPECT_EQ(value(h, 8), "18446744073709551615");
-}
-
-TEST(NVMeHealthDetails, GermanValuesKeepTheirKeys) {
-    const auto rows = healthDetails(sample(), Locale{"de_DE"});
-    ASSERT_EQ(rows.size(), 12u);
-    EXPECT_EQ(rows[5].key, "Data units read");
-    EXPECT_EQ(rows[5].value, "1234 (631,8 MB)");
-    EXPECT_EQ(rows[2].value, "100\u00A0%");  // ICU puts a no-break space before %
-    EXPECT_EQ(rows[8].value, "12345");       // no grouping even where the locale would group
 }
 
 }  // namespace

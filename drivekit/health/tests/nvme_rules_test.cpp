@@ -78,30 +78,6 @@ TEST(NVMeRules, EveryAlarmAtOnceComesInRuleOrder) {
     EXPECT_TRUE(report.isReadOnly);
 }
 
-TEST(NVMeRules, EachBitAloneGivesItsOwnFinding) {
-    struct Case {
-        std::uint8_t bits;
-        Verdict verdict;
-        Signal signal;
-    };
-    for (const auto& c :
-         {Case{0x01, Verdict::failed, Signal::spare}, Case{0x02, Verdict::watch, Signal::temp},
-          Case{0x04, Verdict::failing, Signal::drive}, Case{0x08, Verdict::failed, Signal::drive},
-          Case{0x10, Verdict::warning, Signal::drive},
-          Case{0x20, Verdict::warning, Signal::drive}}) {
-        auto health = freshDrive();
-        health.criticalWarning = c.bits;
-        const auto report = rate(health);
-        ASSERT_EQ(report.findings.size(), 1u) << int(c.bits);
-        EXPECT_EQ(report.findings[0].verdict, c.verdict) << int(c.bits);
-        EXPECT_EQ(report.findings[0].signal, c.signal) << int(c.bits);
-        EXPECT_EQ(report.isReadOnly, c.bits == 0x08);
-    }
-    auto ignored = freshDrive();
-    ignored.criticalWarning = 0xC0;
-    EXPECT_TRUE(rate(ignored).findings.empty());
-}
-
 TEST(NVMeRules, MediaErrorsAreAWarningFromTheFirstAndNeverMore) {
     auto health = freshDrive();
     health.mediaErrors = 1;
@@ -181,80 +157,6 @@ TEST(NVMeRules, SpareRuleVerdicts) {
     EXPECT_EQ(spare(89, 89, false), Verdict::failed);
     // The drive's own alarm wins over any figure.
     EXPECT_EQ(spare(100, 10, true), Verdict::failed);
-}
-
-TEST(NVMeRules, SpareRuleMessages) {
-    using HealthRules::spareMessage;
-    EXPECT_FALSE(spareMessage(100, 99, false, en));
-    EXPECT_EQ(spareMessage(80, 99, false, en), "Spare capacity has started to shrink (80%).");
-    EXPECT_EQ(spareMessage(30, 10, false, en), "Spare capacity has dropped to 30%.");
-    EXPECT_EQ(spareMessage(15, 10, false, en),
-              "Spare capacity is close to the critical threshold (15%).");
-    EXPECT_EQ(spareMessage(5, 0, false, en), "Spare capacity is nearly used up (5%).");
-    EXPECT_EQ(spareMessage(100, 10, true, en),
-              "The drive reports spare capacity below its critical threshold (100%).");
-    EXPECT_EQ(spareMessage(0, std::nullopt, false, en), "The drive has no spare capacity left.");
-    EXPECT_EQ(spareMessage(0, 10, false, en), "The drive has no spare capacity left.");
-    EXPECT_EQ(spareMessage(10, 10, false, en),
-              "Spare capacity is at or below the critical threshold (10%).");
-    // The percent follows the locale.
-    EXPECT_EQ(spareMessage(30, 10, false, Locale{"de_DE"}),
-              "Spare capacity has dropped to 30\u00A0%.");
-}
-
-TEST(NVMeRules, SpareFindingInTheReport) {
-    auto health = freshDrive();
-    health.availableSpare = 0;
-    health.spareThreshold = 0;  // as QEMU's emulated drive reports
-    const auto report = rate(health);
-    ASSERT_EQ(report.findings.size(), 1u);
-    EXPECT_EQ(report.findings[0],
-              (Finding{Verdict::failed, "The drive has no spare capacity left.", Signal::spare}));
-}
-
-TEST(NVMeRules, ReportAssembly) {
-    auto health = freshDrive();
-    health.percentageUsed = 150;
-    health.dataUnitsWritten = 3;
-    health.temperatureC.reset();
-    auto report = rate(health);
-    EXPECT_EQ(report.source, "NVMe SMART");
-    EXPECT_EQ(report.model, "Samsung SSD 980 PRO 1TB");
-    EXPECT_EQ(report.serial, "S5GXNF0R123456");
-    EXPECT_EQ(report.firmware, "5B2QGXA7");
-    EXPECT_EQ(report.isSSD, true);
-    EXPECT_EQ(report.lifeRemainingPercent, 0);  // never negative
-    EXPECT_FALSE(report.temperatureC);
-    EXPECT_EQ(report.powerOnHours, 1000u);
-    EXPECT_EQ(report.dataWrittenBytes, 1'536'000u);
-    EXPECT_TRUE(report.attributes.empty());
-    EXPECT_TRUE(report.selfTests.empty());
-    EXPECT_FALSE(report.ata);
-    EXPECT_FALSE(report.sataLink);
-    EXPECT_EQ(report.details.size(), 12u);
-    EXPECT_EQ(report.details, healthDetails(health, en));
-    EXPECT_EQ(report.score, 0);
-    EXPECT_FALSE(report.forecast);  // more than 99% used
-    EXPECT_EQ(report.drive, internalDrive());
-
-    // An empty model falls back to the drive's; empty serial and firmware stay present.
-    health = freshDrive();
-    health.model.clear();
-    health.serial.clear();
-    health.firmware.clear();
-    health.percentageUsed = 40;
-    report = rate(health);
-    EXPECT_EQ(report.model, internalDrive().model);
-    EXPECT_EQ(report.serial, "");
-    EXPECT_EQ(report.firmware, "");
-    EXPECT_EQ(report.lifeRemainingPercent, 60);
-    EXPECT_EQ(report.temperatureC, 38);
-    EXPECT_TRUE(report.forecast);
-
-    // Bytes written wrap in 64 bits rather than fail.
-    health.dataUnitsWritten = std::numeric_limits<std::uint64_t>::max();
-    EXPECT_EQ(rate(health).dataWrittenBytes,
-              std::numeric_limits<std::uint64_t>::max() * std::uint64_t{512'000});
 }
 
 TEST(NVMeRules, SMARTStatusFromTheCriticalWarning) {

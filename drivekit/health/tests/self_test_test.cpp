@@ -11,53 +11,6 @@ using SelfTest::Outcome;
 using testpages::SelfTestLogPage;
 using testpages::SmartDataPage;
 
-TEST(SelfTestOutcome, StatusNibbleNamesTheOutcome) {
-    EXPECT_EQ(SelfTest::outcomeFromStatus(0x00), Outcome::passed);
-    EXPECT_EQ(SelfTest::outcomeFromStatus(0x1F), Outcome::abortedByHost);
-    EXPECT_EQ(SelfTest::outcomeFromStatus(0x73), Outcome::readFailure);
-    EXPECT_EQ(SelfTest::outcomeFromStatus(0x80), Outcome::handlingDamage);
-    EXPECT_EQ(SelfTest::outcomeFromStatus(0xF3), Outcome::inProgress);
-    for (std::uint8_t nibble = 9; nibble <= 14; ++nibble) {
-        EXPECT_EQ(SelfTest::outcomeFromStatus(static_cast<std::uint8_t>(nibble << 4)),
-                  Outcome::unknown);
-    }
-}
-
-// Exactly the six fault outcomes are failures, and each has a sentence for its finding.
-TEST(SelfTestOutcome, FailuresHaveSentences) {
-    int failedCount = 0;
-    for (int raw : {0, 1, 2, 3, 4, 5, 6, 7, 8, 15, 255}) {
-        const Outcome o = *SelfTest::outcomeFromRaw(raw);
-        EXPECT_EQ(SelfTest::failed(o), SelfTest::failureSentence(o).has_value()) << raw;
-        failedCount += SelfTest::failed(o) ? 1 : 0;
-    }
-    EXPECT_EQ(failedCount, 6);
-    EXPECT_EQ(SelfTest::failureSentence(Outcome::handlingDamage),
-              "The drive's last self-test failed, and the drive suspects handling damage.");
-    EXPECT_EQ(SelfTest::label(Outcome::abortedByHost), "Cancelled");
-    EXPECT_EQ(SelfTest::outcomeFromRaw(9), std::nullopt);
-}
-
-TEST(SelfTestEntry, JSONKeepsExactlyItsKeys) {
-    const SelfTest::Entry failedRead{2, Outcome::readFailure, 31'205, 0x0123'4567};
-    EXPECT_EQ(failedRead.toJSON().dump(),
-              R"({"kind":2,"outcome":7,"powerOnHours":31205,"failingLBA":19088743})");
-    EXPECT_EQ(SelfTest::Entry::fromJSON(failedRead.toJSON()), failedRead);
-
-    const SelfTest::Entry passed{1, Outcome::passed, 12, std::nullopt};
-    EXPECT_EQ(passed.toJSON().dump(), R"({"kind":1,"outcome":0,"powerOnHours":12})");
-    EXPECT_EQ(SelfTest::Entry::fromJSON(passed.toJSON()), passed);
-
-    auto parsed = [](const char* text) {
-        return SelfTest::Entry::fromJSON(json::Object::parse(text));
-    };
-    EXPECT_FALSE(parsed(R"({"kind":1,"outcome":9,"powerOnHours":1})"));
-    EXPECT_FALSE(parsed(R"({"kind":300,"outcome":0,"powerOnHours":1})"));
-    EXPECT_FALSE(parsed(R"({"kind":1,"powerOnHours":1})"));
-    EXPECT_FALSE(parsed(R"({"kind":1,"outcome":"passed","powerOnHours":1})"));
-    EXPECT_FALSE(parsed(R"([1,0,1])"));
-}
-
 TEST(SelfTestProgress, RunningTestCountsTensOfPercentLeft) {
     auto progress = [](std::uint8_t status) {
         return SelfTest::Progress::fromSmartData(SmartDataPage().selfTestStatus(status).sealed());

@@ -21,24 +21,6 @@ Verdict overall(const std::vector<Finding>& findings) {
     return report.verdict();
 }
 
-TEST(Verdict, IntegersNamesKeysAndSummaries) {
-    EXPECT_EQ(VerdictText::raw(Verdict::healthy), 0);
-    EXPECT_EQ(VerdictText::raw(Verdict::failed), 4);
-    EXPECT_EQ(VerdictText::raw(Verdict::unknown), 5);
-    for (int i = 0; i <= 5; ++i) EXPECT_EQ(VerdictText::raw(*VerdictText::fromInt(i)), i);
-    EXPECT_FALSE(VerdictText::fromInt(-1));
-    EXPECT_FALSE(VerdictText::fromInt(6));
-
-    EXPECT_EQ(VerdictText::name(Verdict::watch), "Watch");
-    EXPECT_EQ(VerdictText::key(Verdict::failing), "tier.failing");
-    EXPECT_EQ(VerdictText::key(Verdict::unknown), "tier.unknown");
-    EXPECT_EQ(VerdictText::summary(Verdict::healthy), "This drive is healthy. Nothing to do.");
-    EXPECT_EQ(VerdictText::summary(Verdict::failed),
-              "This drive has failed or is read-only. Copy what you can and replace it.");
-    EXPECT_EQ(VerdictText::summary(Verdict::unknown),
-              "Vantrel couldn't read this drive's health data.");
-}
-
 TEST(Verdict, WorstOfAListKeepsUnknownAndIsNothingWhenEmpty) {
     EXPECT_FALSE(worstVerdict({}));
     const std::vector<Verdict> verdicts{Verdict::watch, Verdict::failed, Verdict::warning};
@@ -46,18 +28,6 @@ TEST(Verdict, WorstOfAListKeepsUnknownAndIsNothingWhenEmpty) {
     // Callers drop unknown themselves; the plain worst doesn't.
     const std::vector<Verdict> withUnknown{Verdict::failed, Verdict::unknown};
     EXPECT_EQ(worstVerdict(withUnknown), Verdict::unknown);
-}
-
-TEST(Verdict, SignalsParseOnlyTheirOwnWords) {
-    EXPECT_EQ(SignalText::raw(Finding::Signal::selfTest), "selfTest");
-    EXPECT_EQ(SignalText::raw(Finding::Signal::temp), "temp");
-    for (auto signal : {Finding::Signal::life, Finding::Signal::spare, Finding::Signal::errors,
-                        Finding::Signal::temp, Finding::Signal::sectors, Finding::Signal::selfTest,
-                        Finding::Signal::drive, Finding::Signal::connection}) {
-        EXPECT_EQ(SignalText::parse(SignalText::raw(signal)), signal);
-    }
-    EXPECT_FALSE(SignalText::parse("temperature"));
-    EXPECT_FALSE(SignalText::parse("Life"));
 }
 
 TEST(Verdict, OverallVerdictOfAReport) {
@@ -93,19 +63,6 @@ TEST(Verdict, WorstFindingIsTheFirstOfTheHighestVerdict) {
     const std::vector<Finding> laterWorse{finding(Verdict::warning, "warning"),
                                           finding(Verdict::failing, "failing")};
     EXPECT_EQ(worstFinding(laterWorse)->message, "failing");
-}
-
-TEST(Verdict, TiersAndKinds) {
-    EXPECT_EQ(tierFor(Verdict::failing), Tier::failing);
-    EXPECT_EQ(tierFor(Verdict::unknown), Tier::limited);
-    EXPECT_EQ(TierText::raw(Tier::limited), "limited");
-    EXPECT_EQ(TierText::parse("watch"), Tier::watch);
-    EXPECT_FALSE(TierText::parse("unknown"));
-    EXPECT_EQ(TierText::key(Tier::limited), "tier.limited");
-    EXPECT_EQ(driveKindFor(Transport::internalNVMe), DriveKind::internalSSD);
-    EXPECT_EQ(driveKindFor(Transport::externalNVMe), DriveKind::thunderbolt);
-    EXPECT_EQ(driveKindFor(Transport::sata), DriveKind::other);
-    EXPECT_EQ(DriveKindText::raw(DriveKind::sdCard), "sdCard");
 }
 
 }  // namespace

@@ -64,18 +64,6 @@ Drive driveOn(Transport transport) {
     return drive;
 }
 
-TEST(DocumentWording, TitlesByTier) {
-    using DocumentWording::title;
-    EXPECT_EQ(title(Tier::healthy, DriveKind::internalSSD, false), "This drive is healthy.");
-    EXPECT_EQ(title(Tier::watch, DriveKind::usb, false), "Worth watching.");
-    EXPECT_EQ(title(Tier::warning, DriveKind::usb, false), "This drive needs care.");
-    EXPECT_EQ(title(Tier::failing, DriveKind::usb, false), "This drive needs attention.");
-    EXPECT_EQ(title(Tier::failed, DriveKind::internalSSD, false), "This drive has failed.");
-    EXPECT_EQ(title(Tier::failed, DriveKind::internalSSD, true), "This drive is read-only.");
-    EXPECT_EQ(title(Tier::limited, DriveKind::sdCard, false), "SD cards don't report health data.");
-    EXPECT_EQ(title(Tier::limited, DriveKind::usb, false), "Limited health info for this drive.");
-}
-
 TEST(DocumentWording, LineTellsTheWorstFindingOrTheFigures) {
     using DocumentWording::line;
     const std::optional<LifeForecast> forecast = LifeForecast{5.0, 9.0};
@@ -107,32 +95,11 @@ TEST(DocumentWording, LineTellsTheWorstFindingOrTheFigures) {
               "More than 20 years left at your current usage.");
 }
 
-TEST(DocumentWording, LimitedReasonsAndReadSources) {
-    using DocumentWording::limitedReason;
+// The rows themselves live in one table; what is tested is how they are put together.
+// A limited USB drive names the command that can read it, not an application this build
+// doesn't have.
+TEST(DocumentWording, ReadSourcesOfDrivesThatWerentRead) {
     using DocumentWording::readSource;
-    EXPECT_EQ(limitedReason(DriveKind::sdCard, false),
-              "SD cards don’t report health data, so there’s no health score.");
-    EXPECT_EQ(limitedReason(DriveKind::usb, true),
-              "Its USB enclosure has an NVMe bridge, which doesn’t pass the drive’s health data "
-              "to this computer, so there’s no health score.");
-    EXPECT_EQ(limitedReason(DriveKind::usb, false),
-              "Vantrel hasn’t read this drive’s health data over USB, so there’s no health score.");
-    EXPECT_EQ(limitedReason(DriveKind::internalSSD, false),
-              "Vantrel couldn’t read this drive’s health data, so there’s no health score.");
-    EXPECT_EQ(DocumentWording::limitedReasonForShare(DriveKind::other, false),
-              "Vantrel couldn’t read this drive’s health data, so there’s no health score. Below "
-              "is what Linux can see of it.");
-
-    EXPECT_EQ(readSource(ReadMethod::nvmeSMART, driveOn(Transport::internalNVMe)),
-              "NVMe SMART, read live from the internal SSD.");
-    EXPECT_EQ(readSource(ReadMethod::nvmeSMART, driveOn(Transport::externalNVMe)),
-              "NVMe SMART over Thunderbolt, read live without unmounting anything.");
-    EXPECT_EQ(readSource(ReadMethod::ataSMARTLive, driveOn(Transport::usb)),
-              "ATA SMART through Linux's own USB storage driver, read live without unmounting "
-              "anything.");
-    EXPECT_EQ(readSource(ReadMethod::ataSMARTHandOver, driveOn(Transport::usb)),
-              "ATA SMART over USB, read through the enclosure's bridge. Vantrel unmounts the drive "
-              "for a few seconds while it reads, then Linux mounts it again.");
     EXPECT_EQ(readSource(ReadMethod::none, driveOn(Transport::usb), "ASMedia ASM235CM bridge"),
               "Connected over USB through its ASMedia ASM235CM bridge. Linux doesn't read this "
               "drive's health itself. `vantrel check` can: it borrows the drive for a few "
@@ -140,16 +107,10 @@ TEST(DocumentWording, LimitedReasonsAndReadSources) {
     EXPECT_EQ(readSource(ReadMethod::none, driveOn(Transport::usb), std::nullopt, true),
               "Connected over USB. Its enclosure has an NVMe bridge, and Vantrel reads health over "
               "USB from SATA drives only.");
-    EXPECT_EQ(readSource(ReadMethod::none, driveOn(Transport::sdCard)),
-              "The card in the computer's built-in SD reader. SD cards don't share health data "
-              "with this computer.");
-    EXPECT_EQ(readSource(ReadMethod::none, driveOn(Transport::sata)),
-              "Linux doesn't report this drive's health.");
+    // The document and the report say the same of a live read.
     EXPECT_EQ(ReadingSource::ataLive(Transport::usb),
               readSource(ReadMethod::ataSMARTLive, driveOn(Transport::usb)));
-    EXPECT_EQ(ReadMethodText::raw(ReadMethod::ataSMARTHandOver), "ataSMARTHandOver");
-    EXPECT_EQ(ReadMethodText::parse("none"), ReadMethod::none);
-    EXPECT_FALSE(ReadMethodText::parse("nvme"));
+    EXPECT_NE(ReadingSource::ataLive(Transport::sata), ReadingSource::ataLive(Transport::usb));
 }
 
 // Every sentence a user can read says the Linux truth. The tables are read row by row;
@@ -167,9 +128,11 @@ TEST(Sentences, NoneNamesTheMac) {
     walk(Sentences::Line::all, "Line");
     walk(Sentences::Limited::all, "Limited");
     walk(Sentences::ReadSource::all, "ReadSource");
+    walk(Sentences::IndicatorLabel::all, "IndicatorLabel");
 
     const auto root = std::filesystem::path(VANTREL_TEST_DATA).parent_path().parent_path();
     int files = 0;
+    std::size_t literals = 0;
     for (const char* layer : {"app", "cli", "drivekit", "platform"}) {
         for (const auto& entry : std::filesystem::recursive_directory_iterator(root / layer)) {
             const auto& path = entry.path();
@@ -178,12 +141,21 @@ TEST(Sentences, NoneNamesTheMac) {
             std::ifstream in(path);
             const std::string source{std::istreambuf_iterator<char>(in), {}};
             ++files;
-            for (const auto& literal : stringLiterals(source)) {
+            const auto found = stringLiterals(source);
+            literals += found.size();
+            for (const auto& literal : found) {
+                // The regular expression only where it could match: it is slow.
+                if (literal.find("Mac") == std::string::npos &&
+                    literal.find("macOS") == std::string::npos &&
+                    literal.find("IOReturn") == std::string::npos) {
+                    continue;
+                }
                 EXPECT_FALSE(std::regex_search(literal, mac)) << path << ": " << literal;
             }
         }
     }
     EXPECT_GT(files, 100);
+    EXPECT_GT(literals, 2000u);
 }
 
 TEST(DocumentWording, PrettyNamesRaidAndVolumes) {
@@ -223,26 +195,6 @@ TEST(DocumentWording, PrettyNamesRaidAndVolumes) {
     ASSERT_EQ(named.size(), 2u);
     EXPECT_EQ(named[0].name, "Data");
     EXPECT_EQ(named[1].name, "Backup");
-}
-
-TEST(DocumentWording, CriticalWarningWordsAndVerdict) {
-    using DocumentWording::criticalText;
-    EXPECT_EQ(criticalText(0x00), "");
-    EXPECT_EQ(criticalText(0xC0), "");
-    EXPECT_EQ(criticalText(0x09), "spare low, read-only");
-    EXPECT_EQ(criticalText(0xFF),
-              "spare low, temperature, reliability, read-only, backup failed, persistent memory "
-              "read-only");
-
-    using HealthRules::criticalWarning;
-    EXPECT_EQ(criticalWarning(0x00), Verdict::healthy);
-    EXPECT_EQ(criticalWarning(0xC0), Verdict::healthy);
-    EXPECT_EQ(criticalWarning(0x02), Verdict::watch);
-    EXPECT_EQ(criticalWarning(0x12), Verdict::warning);
-    EXPECT_EQ(criticalWarning(0x22), Verdict::warning);
-    EXPECT_EQ(criticalWarning(0x16), Verdict::failing);
-    EXPECT_EQ(criticalWarning(0x41), Verdict::failed);
-    EXPECT_EQ(criticalWarning(0x08), Verdict::failed);
 }
 
 TEST(SerialMask, KeepsTheLastFewCharacters) {
