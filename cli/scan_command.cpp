@@ -16,6 +16,7 @@
 #include "drivekit/core/text.hpp"
 #include "platform/linux/linux_block_read_drive.hpp"
 #include "platform/linux/linux_clock.hpp"
+#include "platform/linux/linux_file_store.hpp"
 
 namespace cli {
 namespace {
@@ -96,12 +97,13 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
         if (!opened) return drivekit::Unexpected(opened.error());
         return std::unique_ptr<drivekit::SCSIDrive>(std::move(opened).value());
     };
+    platform::LinuxFileStore files;
     const auto environment = [](const char* key) -> std::optional<std::string> {
         const char* value = std::getenv(key);
         return value ? std::optional<std::string>(value) : std::nullopt;
     };
     const app::ScanRun::Platform platform{machine.sysfs, clock, machine.openSCSI, openBlockReads,
-                                          app::ScanStore::dataFolder(environment)};
+                                          app::ScanStore::dataFolder(environment), files};
 
     // Each read's answer is a fresh 512 KB buffer. glibc serves blocks that large with
     // mmap and gives them back on free, so every read would fault in and zero 128 new

@@ -237,12 +237,7 @@ class Pass {
     mutable bool numbersRead_ = false;
 };
 
-std::vector<std::string> holdersOf(const platform::Sysfs& sysfs, std::string_view name) {
-    auto holders = sysfs.list(std::string(classBlock) + std::string(name) + "/holders");
-    std::sort(holders.begin(), holders.end(),
-              [](const auto& a, const auto& b) { return naturalLess(a, b); });
-    return holders;
-}
+using platform::holdersOf;
 
 // The partitions of a disk folder, in their natural order.
 std::vector<std::string> partitionsOf(const platform::Sysfs& sysfs, const std::string& diskPath,
@@ -773,35 +768,6 @@ std::string wholeDiskName(std::string_view name) {
     return std::string(name);
 }
 
-bool naturalLess(std::string_view a, std::string_view b) {
-    std::size_t i = 0;
-    std::size_t j = 0;
-    while (i < a.size() && j < b.size()) {
-        if (isDigit(a[i]) && isDigit(b[j])) {
-            std::size_t endA = i;
-            std::size_t endB = j;
-            while (endA < a.size() && isDigit(a[endA])) ++endA;
-            while (endB < b.size() && isDigit(b[endB])) ++endB;
-            auto runA = a.substr(i, endA - i);
-            auto runB = b.substr(j, endB - j);
-            while (runA.size() > 1 && runA.front() == '0') runA.remove_prefix(1);
-            while (runB.size() > 1 && runB.front() == '0') runB.remove_prefix(1);
-            if (runA.size() != runB.size()) return runA.size() < runB.size();
-            if (runA != runB) return runA < runB;
-            i = endA;
-            j = endB;
-            continue;
-        }
-        const char ca = lowerASCII(a[i]);
-        const char cb = lowerASCII(b[j]);
-        if (ca != cb) return static_cast<unsigned char>(ca) < static_cast<unsigned char>(cb);
-        ++i;
-        ++j;
-    }
-    if (a.size() - i != b.size() - j) return a.size() - i < b.size() - j;
-    return a < b;  // equal but for case or leading zeros: a fixed order all the same
-}
-
 std::uint32_t locationID(int busNumber, std::string_view devicePath) {
     std::vector<std::uint8_t> ports;
     std::size_t at = 0;
@@ -813,44 +779,6 @@ std::uint32_t locationID(int busNumber, std::string_view devicePath) {
         at = end + 1;
     }
     return platform::usbLocationID(static_cast<std::uint8_t>(std::clamp(busNumber, 0, 0xFF)), ports);
-}
-
-std::vector<std::string> stackedOn(std::string_view disk, const platform::Sysfs& sysfs) {
-    std::vector<std::string> order;  // deepest last while collecting
-    std::set<std::string, std::less<>> seen;
-    std::function<void(const std::string&, int)> climb = [&](const std::string& name, int depth) {
-        if (depth > 16) return;
-        for (const auto& holder : holdersOf(sysfs, name)) {
-            if (!seen.insert(holder).second) continue;
-            order.push_back(holder);
-            climb(holder, depth + 1);
-        }
-    };
-    if (!isPlainName(disk)) return {};
-    const std::string name(disk);
-    climb(name, 0);
-    if (const auto path = sysfs.resolve(std::string(classBlock) + name)) {
-        for (const auto& partition : partitionsOf(sysfs, *path, name)) climb(partition, 0);
-    }
-    // A holder found later may hold one found earlier (two partitions in one volume
-    // group); order by height above the disk, topmost first.
-    std::map<std::string, int, std::less<>> height;
-    std::function<int(const std::string&, int)> heightOf = [&](const std::string& device,
-                                                               int depth) {
-        if (const auto it = height.find(device); it != height.end()) return it->second;
-        int most = 0;
-        if (depth < 16) {
-            for (const auto& holder : holdersOf(sysfs, device)) {
-                most = std::max(most, heightOf(holder, depth + 1) + 1);
-            }
-        }
-        height[device] = most;
-        return most;
-    };
-    std::stable_sort(order.begin(), order.end(), [&](const std::string& a, const std::string& b) {
-        return heightOf(a, 0) < heightOf(b, 0);
-    });
-    return order;
 }
 
 bool hasRealModel(const Drive& drive) {

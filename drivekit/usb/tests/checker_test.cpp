@@ -81,7 +81,9 @@ protected:
 };
 
 TEST_F(Sequence, ReadsTheDriveAndGivesEverythingBack) {
-    enclosure.disk.selfTests = {{1, 0x00, 1200, 0}};
+    sim::ATAContents contents;
+    contents.selfTests = {{1, 0x00, 1200, 0}};
+    enclosure.disk = sim::ataDisk(contents);
     const auto reading = run(usbDrive());
     ASSERT_TRUE(reading) << reading.error().text();
 
@@ -339,24 +341,6 @@ TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
     EXPECT_LE(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 10.5);
 }
 
-TEST(Checker, ExpectedVolumesAndIsBack) {
-    Drive drive = usbDrive();
-    EXPECT_EQ(Checker::expectedVolumes(drive), 3);
-    drive.volumes = {Volume{"sdb1", {}, {}, {}, {}}};
-    EXPECT_EQ(Checker::expectedVolumes(drive), 1);
-    drive.volumes.clear();
-    EXPECT_EQ(Checker::expectedVolumes(drive), 0);
-
-    const std::chrono::steady_clock::time_point t0{};
-    const auto later = [&](int s) { return t0 + std::chrono::seconds(s); };
-    EXPECT_TRUE(Checker::isBack(2, 2, std::nullopt, t0, 5));
-    EXPECT_TRUE(Checker::isBack(0, 0, std::nullopt, t0, 5));
-    EXPECT_FALSE(Checker::isBack(0, 2, t0, later(60), 5));
-    EXPECT_FALSE(Checker::isBack(1, 2, std::nullopt, later(60), 5));
-    EXPECT_FALSE(Checker::isBack(1, 2, t0, later(4), 5));
-    EXPECT_TRUE(Checker::isBack(1, 2, t0, later(5), 5));
-}
-
 TEST(Checker, HolderLinesNameEachProcessOnce) {
     const std::vector<platform::FileHolder> holders = {
         {77, "bash", "/media/lab", true},
@@ -378,9 +362,9 @@ namespace {
 class CardReader : public Sequence {
 protected:
     CardReader() {
-        sim::SimATADisk second;
-        second.model = "SIMCARD B";
-        enclosure.otherLUNs = {second};
+        sim::ATAContents card;
+        card.model = "SIMCARD B";
+        enclosure.otherLUNs = {sim::ataDisk(card)};
         enclosure.busAddress = std::pair<std::uint8_t, std::uint8_t>{2, 7};
         other.bsdName = "sdc";
         other.transport = Transport::usb;
