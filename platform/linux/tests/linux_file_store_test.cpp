@@ -97,7 +97,11 @@ TEST_F(LinuxFileStoreTest, FailedWritesSayWhyAndKeepTheOldFile) {
     }
     EXPECT_EQ(contents(target), R"({"old":true})");
     EXPECT_EQ(names(), (std::vector<std::string>{"known-drives.json", "taken.json"}));
+}
 
+TEST_F(LinuxFileStoreTest, AReadOnlyFolderRefusesAndKeepsTheOldFile) {
+    const fs::path target = folder_ / "known-drives.json";
+    ASSERT_TRUE(store_.replace(target, R"({"old":true})"));
     fs::permissions(folder_, fs::perms::owner_read | fs::perms::owner_exec);
     if (access(folder_.c_str(), W_OK) == 0) GTEST_SKIP() << "running with privileges that ignore modes";
     EXPECT_EQ(store_.replace(target, "{}").error().code, EACCES);
