@@ -92,8 +92,9 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
         const char* value = std::getenv(key);
         return value ? std::optional<std::string>(value) : std::nullopt;
     };
+    platform::FileStore& files = platform::systemFiles();
     const app::ScanRun::Platform platform{machine.sysfs, *machine.clock, machine.openSCSI, machine.openBlockReads,
-                                          app::ScanStore::dataFolder(environment)};
+                                          app::ScanStore::dataFolder(environment), files};
     const bool live = ::isatty(STDERR_FILENO) == 1;
     const StopOnSignals signals;
     const auto outcome = app::ScanRun::run(

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/result.hpp"
+
 namespace platform {
 
 class BlockUse {
@@ -17,9 +19,9 @@ public:
     /// The kernel names of the block devices active as swap ("sdb2").
     virtual std::vector<std::string> activeSwaps() const = 0;
 
-    /// 0 when /dev/`name` can be opened exclusively (and was closed again at once), else
-    /// the errno: EBUSY while anything holds it.
-    virtual int exclusiveOpenError(std::string_view name) const = 0;
+    /// Success when /dev/`name` can be opened exclusively (and was closed again at once),
+    /// else the errno: EBUSY while anything holds it.
+    virtual Result<void, int> openExclusively(std::string_view name) const = 0;
 
 protected:
     BlockUse() = default;

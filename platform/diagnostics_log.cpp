@@ -1,6 +1,6 @@
 #include "platform/diagnostics_log.hpp"
 
-namespace drivekit {
+namespace platform {
 
 DiagnosticsLog::DiagnosticsLog(std::size_t capacity) : capacity_(capacity) {
     ring_.reserve(capacity_);
@@ -47,4 +47,4 @@ void DiagnosticsLog::setNotesSuccesses(bool on) {
     notesSuccesses_ = on;
 }
 
-}  // namespace drivekit
+}  // namespace platform

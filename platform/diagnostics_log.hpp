@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace drivekit {
+namespace platform {
 
 class DiagnosticsLog {
 public:
@@ -53,4 +53,9 @@ private:
     bool notesSuccesses_ = true;
 };
 
+}  // namespace platform
+
+// DriveKit names it as its own.
+namespace drivekit {
+using platform::DiagnosticsLog;
 }  // namespace drivekit

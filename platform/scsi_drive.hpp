@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <string>
 
-#include "drivekit/core/bytes.hpp"
-#include "drivekit/core/result.hpp"
+#include "platform/bytes.hpp"
+#include "platform/result.hpp"
 #include "platform/diagnostics_log.hpp"
 
-namespace drivekit {
+namespace platform {
 
 class SCSIDrive {
 public:
@@ -48,4 +48,13 @@ protected:
     SCSIDrive& operator=(const SCSIDrive&) = default;
 };
 
+}  // namespace platform
+
+// DriveKit names it, and the types of its answers, as its own.
+namespace drivekit {
+using platform::Bytes;
+using platform::ByteView;
+using platform::Result;
+using platform::SCSIDrive;
+using platform::Unexpected;
 }  // namespace drivekit

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/result.hpp"
+
 namespace platform {
 
 /// Why a disk's volumes couldn't be unmounted.
@@ -23,6 +25,8 @@ struct UnmountFailure {
     Kind kind = Kind::refused;
     /// "Device or resource busy", or what the disk service answered.
     std::string reason;
+    /// The errno of a refusal, when the system gave one (EBUSY); 0 otherwise.
+    int code = 0;
 
     bool operator==(const UnmountFailure&) const = default;
 };
@@ -35,8 +39,7 @@ public:
     /// partitions' and those of devices stacked on them, the innermost mount first. Stops
     /// at the first refusal, leaving what was unmounted so far unmounted; the caller mounts
     /// it back. Nothing mounted is success.
-    virtual std::optional<UnmountFailure> unmountWhole(std::string_view disk,
-                                                       double timeoutSeconds) = 0;
+    virtual Result<void, UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) = 0;
 
     /// Mounts the disk's file systems back where they were before `unmountWhole` (for a
     /// disk that came back under another name, those of the last disk unmounted). Failures

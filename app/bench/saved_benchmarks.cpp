@@ -1,5 +1,7 @@
 #include "app/bench/saved_benchmarks.hpp"
 
+#include "platform/file_store.hpp"
+
 #include <system_error>
 
 namespace app {
@@ -64,16 +66,19 @@ SavedBenchmarks fromJson(const drivekit::json::Object& value) {
 }
 
 SavedBenchmarks read(const std::filesystem::path& file) {
-    const auto value = drivekit::json::readFile(file);
+    const auto text = platform::systemFiles().read(file);
+    if (!text) return SavedBenchmarks{};
+    const auto value = drivekit::json::parse(*text);
     return value ? fromJson(*value) : SavedBenchmarks{};
 }
 
 std::optional<std::string> save(SavedBenchmarks& saved, SavedBenchmark benchmark, const std::filesystem::path& file) {
     const std::string key = benchmark.driveKey;
     saved.byDrive.insert_or_assign(key, std::move(benchmark));
-    std::error_code ignored;
-    std::filesystem::create_directories(file.parent_path(), ignored);
-    if (!drivekit::json::writeAtomically(file, drivekit::json::dump(toJson(saved), drivekit::json::Layout::compact))) {
+    platform::FileStore& files = platform::systemFiles();
+    auto written = files.createFolders(file.parent_path());
+    if (written) written = files.replace(file, drivekit::json::dump(toJson(saved), drivekit::json::Layout::compact));
+    if (!written) {
         return "The benchmark couldn't be saved in " + file.string() + ".";
     }
     return std::nullopt;

@@ -1,6 +1,6 @@
 #include "app/scan/saved_scans.hpp"
 
-#include <system_error>
+#include <cstring>
 
 #include "drivekit/core/text.hpp"
 
@@ -69,18 +69,21 @@ SavedScans fromJson(const drivekit::json::Object& value) {
     return scans;
 }
 
-SavedScans read(const std::filesystem::path& path) {
-    const auto object = drivekit::json::readFile(path);
+SavedScans read(const platform::FileStore& files, const std::filesystem::path& path) {
+    const auto text = files.read(path);
+    const auto object = text ? drivekit::json::parse(*text) : std::nullopt;
     return object ? fromJson(*object) : SavedScans{};
 }
 
-std::optional<std::string> save(SavedScans& scans, SavedScan scan, const std::filesystem::path& path) {
+std::optional<std::string> save(platform::FileStore& files, SavedScans& scans, SavedScan scan,
+                                const std::filesystem::path& path) {
     const std::string key = scan.driveKey;
     scans.byDrive.insert_or_assign(key, std::move(scan));
-    std::error_code error;
-    std::filesystem::create_directories(path.parent_path(), error);
-    if (error || !drivekit::json::writeAtomically(path, drivekit::json::dump(toJson(scans), drivekit::json::Layout::compact))) {
-        return "Couldn't save the scan: " + path.string();
+    auto written = files.createFolders(path.parent_path());
+    if (written) written = files.replace(path, drivekit::json::dump(toJson(scans), drivekit::json::Layout::compact));
+    if (!written) {
+        return "Couldn't save the scan: " + path.string() + " (" + written.error().call + ": " +
+               std::strerror(written.error().code) + ")";
     }
     return std::nullopt;
 }

@@ -11,6 +11,7 @@
 
 #include "drivekit/core/json.hpp"
 #include "drivekit/scan/surface_scan.hpp"
+#include "platform/file_store.hpp"
 
 namespace app {
 
@@ -38,11 +39,12 @@ std::filesystem::path file(const std::filesystem::path& dataFolder);  // .../sca
 drivekit::json::Object toJson(const SavedScans& scans);
 /// Records that don't read are left out; a damaged file reads as no scans.
 SavedScans fromJson(const drivekit::json::Object& value);
-SavedScans read(const std::filesystem::path& file);
+SavedScans read(const platform::FileStore& files, const std::filesystem::path& file);
 
 /// Keeps `scan` as its drive's latest (in memory whatever happens), then writes the file
 /// whole, creating the folder. The sentence for the log when writing failed.
-std::optional<std::string> save(SavedScans& scans, SavedScan scan, const std::filesystem::path& file);
+std::optional<std::string> save(platform::FileStore& files, SavedScans& scans, SavedScan scan,
+                                const std::filesystem::path& file);
 
 }  // namespace ScanStore
 

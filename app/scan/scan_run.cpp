@@ -72,10 +72,10 @@ Outcome run(const Platform& platform, std::string_view device, drivekit::surface
 
     if (!platform.dataFolder.empty()) {
         const auto file = ScanStore::file(platform.dataFolder);
-        SavedScans saved = ScanStore::read(file);
+        SavedScans saved = ScanStore::read(platform.files, file);
         SavedScan scan{serial ? "serial:" + *serial : "device:" + outcome.kernelName,
                        serial, std::nullopt, model, model, platform.clock.now(), *outcome.result};
-        outcome.saveFailure = ScanStore::save(saved, std::move(scan), file);
+        outcome.saveFailure = ScanStore::save(platform.files, saved, std::move(scan), file);
     }
     return outcome;
 }

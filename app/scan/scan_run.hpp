@@ -17,6 +17,7 @@
 #include "app/scan/saved_scans.hpp"
 #include "drivekit/scan/surface_scan.hpp"
 #include "platform/clock.hpp"
+#include "platform/file_store.hpp"
 #include "platform/sysfs.hpp"
 
 namespace app::ScanRun {
@@ -36,6 +37,8 @@ struct Platform {
     OpenSCSI openBlockReads;
     /// Where scans.json lives; empty: the scan isn't saved.
     std::filesystem::path dataFolder;
+    /// Where scans.json is read and written.
+    platform::FileStore& files;
 };
 
 struct Outcome {

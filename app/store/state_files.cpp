@@ -1,5 +1,7 @@
 #include "app/store/state_files.hpp"
 
+#include "platform/file_store.hpp"
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -156,16 +158,16 @@ namespace StateFiles {
 
 bool write(const fs::path& path, const json::Object& value) {
     if (path.empty() || !path.has_parent_path()) return false;
-    std::error_code error;
-    fs::create_directories(path.parent_path(), error);
-    if (error) return false;
-    return json::writeAtomically(path, json::dump(value, json::Layout::compact));
+    platform::FileStore& files = platform::systemFiles();
+    return files.createFolders(path.parent_path()) &&
+           files.replace(path, json::dump(value, json::Layout::compact));
 }
 
 std::optional<json::Object> read(const fs::path& path, const std::function<bool(const json::Object&)>& accepts) {
     std::error_code error;
     if (path.empty() || !fs::exists(path, error)) return std::nullopt;
-    auto value = json::readFile(path);
+    const auto text = platform::systemFiles().read(path);
+    auto value = text ? json::parse(*text) : std::nullopt;
     if (value && (!accepts || accepts(*value))) return value;
     // Kept for whoever wants to look at it, out of the way of the next write.
     fs::path aside = path;

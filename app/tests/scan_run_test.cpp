@@ -6,6 +6,7 @@
 
 #include <fstream>
 
+#include "platform/demo/memory_file_store.hpp"
 #include "platform/linux/linux_sysfs.hpp"
 
 namespace app {
@@ -65,7 +66,8 @@ TEST_F(ScanRunTest, ScansANamedDiskThroughItsRouteAndSavesTheLatest) {
         opened = name;
         return std::unique_ptr<drivekit::SCSIDrive>(std::make_unique<SmallDrive>());
     };
-    const ScanRun::Platform platform{sysfs, clock, nullptr, open, root / "data"};
+    platform::MemoryFileStore files;
+    const ScanRun::Platform platform{sysfs, clock, nullptr, open, root / "data", files};
 
     const auto outcome = ScanRun::run(platform, "/dev/nvme0n1", Mode::full, {}, {});
     EXPECT_EQ(opened, "nvme0n1");
@@ -76,12 +78,15 @@ TEST_F(ScanRunTest, ScansANamedDiskThroughItsRouteAndSavesTheLatest) {
 
     int asked = 0;
     ScanRun::run(platform, "nvme0n1", Mode::quick, [&] { return ++asked > 1; }, {});
-    const SavedScans saved = ScanStore::read(root / "data/scans.json");
+    const SavedScans saved = ScanStore::read(files, root / "data/scans.json");
     ASSERT_EQ(saved.byDrive.size(), 1u);  // the second scan replaced the first
     const SavedScan& scan = saved.byDrive.at("serial:S123");
     EXPECT_EQ(scan.model, "Sim NVMe 1TB");
     EXPECT_EQ(scan.result.cancelled, true);
     EXPECT_EQ(scan.result.mode, Mode::quick);
+    files.failure = platform::FileError{ENOSPC, "write"};  // the scan stands, the save says why
+    EXPECT_NE(ScanRun::run(platform, "nvme0n1", Mode::quick, {}, {}).saveFailure->find("No space left"), std::string::npos);
+    files.failure.reset();
 
     EXPECT_EQ(ScanRun::run(platform, "nvme0n1p1", Mode::full, {}, {}).failure, ScanRun::Outcome::Failure::notADisk);
     EXPECT_EQ(ScanRun::run(platform, "../etc", Mode::full, {}, {}).failure, ScanRun::Outcome::Failure::notADisk);

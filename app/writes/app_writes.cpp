@@ -1,5 +1,7 @@
 #include "app/writes/app_writes.hpp"
 
+#include "platform/file_store.hpp"
+
 #include <fstream>
 #include <sstream>
 #include <system_error>
@@ -50,7 +52,7 @@ std::vector<drivekit::WriteBucket> loadOne(const std::filesystem::path& path, bo
 // The one place the history files are written: whole, through a temporary file that is
 // synced and renamed over the old one, then the folder synced.
 bool writeWhole(const std::filesystem::path& path, const std::string& contents) {
-    return drivekit::json::writeAtomically(path, contents);
+    return static_cast<bool>(platform::systemFiles().replace(path, contents));
 }
 
 }  // namespace

@@ -43,9 +43,9 @@ struct StillClock final : platform::Clock {
 };
 struct RecordedVolumes final : platform::Volumes {
     Lines calls;
-    std::optional<platform::UnmountFailure> unmountWhole(std::string_view disk, double) override {
+    platform::Result<void, platform::UnmountFailure> unmountWhole(std::string_view disk, double) override {
         calls.push_back("unmount " + std::string(disk));
-        return std::nullopt;
+        return {};
     }
     void mountWhole(std::string_view disk) override { calls.push_back("mount " + std::string(disk)); }
 };

@@ -2,14 +2,16 @@
 // The JSON conventions of every file and document the program writes, on nlohmann-json:
 // keys are the records' field names in the records' order, optional values are left
 // out (never null), arrays are always written, dates are ISO 8601 in UTC, damaged JSON
-// reads as absent, and files are replaced whole and atomically. Nothing here throws on
-// bad input or a failing disk: reads give nothing and writes give false.
+// reads as absent (files are replaced whole and atomically through platform::FileStore).
+// Nothing here throws on bad input or a failing disk: reads give nothing.
 #include <chrono>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "platform/iso_date.hpp"
 
 namespace drivekit::json {
 
@@ -24,17 +26,12 @@ void putOptional(Object& object, std::string_view key, const std::optional<T>& v
     if (value) object[std::string(key)] = *value;
 }
 
-/// "2026-11-23T08:58:09Z": UTC, whole seconds (a fraction is dropped, rounding down).
-std::string isoDate(SystemTime time);
-/// Reads ISO 8601 date and time: "YYYY-MM-DDTHH:MM:SS", an optional fraction of a second
-/// (kept to the nanosecond), then "Z" or a numeric offset "+HH:MM" / "-HH:MM" (also
-/// "+HHMM"). Anything else, or a day that doesn't exist, is absent.
-std::optional<SystemTime> parseIsoDate(std::string_view text);
+/// ISO 8601 dates (platform/iso_date.hpp).
+using platform::isoDate;
+using platform::parseIsoDate;
 
 /// Parses text; damaged JSON is absent, never an exception.
 std::optional<Object> parse(std::string_view text);
-/// Reads and parses a file; a missing, unreadable or damaged file is absent.
-std::optional<Object> readFile(const std::filesystem::path& path);
 
 enum class Layout {
     /// No whitespace, keys in insertion order: every file the program keeps.
@@ -51,14 +48,5 @@ enum class Layout {
 /// newline.
 std::string dump(const Object& value, Layout layout = Layout::pretty);
 
-/// Replaces `path` whole: writes a temporary file with a unique name beside it, fsyncs
-/// it, renames it over the target and fsyncs the folder. Returns false when writing the
-/// temporary file or the rename fails; the target is then untouched and the temporary
-/// file removed. The folder's fsync after the rename is best effort: the new file is in
-/// place by then, so a folder that refuses it doesn't turn the write into a failure.
-/// Readers in other processes see the old file or the new one, never a torn one. The
-/// folder must exist; it isn't created here. The new file gets the usual permissions of
-/// a new file (0666 less the umask).
-bool writeAtomically(const std::filesystem::path& path, std::string_view contents);
 
 }  // namespace drivekit::json

@@ -1,41 +1,11 @@
 #pragma once
-// A value or the failure that stopped it. C++20 has no std::expected, and the readers
-// need exactly this much of it: construct from either side, ask which, take it out.
-#include <cassert>
-#include <utility>
-#include <variant>
+// Result and Unexpected live on the ground floor, where every platform interface reports
+// its failures with them; DriveKit names them as its own.
+#include "platform/result.hpp"
 
 namespace drivekit {
 
-template <typename E>
-struct Unexpected {
-    // A constructor, not an aggregate: `Unexpected(e)` then also compiles on clang 14,
-    // which lacks parenthesised aggregate initialisation.
-    explicit Unexpected(E e) : error(std::move(e)) {}
-    E error;
-};
-template <typename E>
-Unexpected(E) -> Unexpected<E>;
-
-template <typename T, typename E>
-class Result {
-public:
-    Result(T value) : state_(std::in_place_index<0>, std::move(value)) {}
-    Result(Unexpected<E> failure) : state_(std::in_place_index<1>, std::move(failure.error)) {}
-
-    bool ok() const noexcept { return state_.index() == 0; }
-    explicit operator bool() const noexcept { return ok(); }
-
-    const T& value() const& { assert(ok()); return std::get<0>(state_); }
-    T& value() & { assert(ok()); return std::get<0>(state_); }
-    T&& value() && { assert(ok()); return std::get<0>(std::move(state_)); }
-    const T& operator*() const& { return value(); }
-    const T* operator->() const { return &value(); }
-
-    const E& error() const& { assert(!ok()); return std::get<1>(state_); }
-
-private:
-    std::variant<T, E> state_;
-};
+using platform::Result;
+using platform::Unexpected;
 
 }  // namespace drivekit

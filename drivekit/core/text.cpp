@@ -1,11 +1,8 @@
 #include "drivekit/core/text.hpp"
 
-#include <locale.h>
 #include <unicode/uchar.h>
 
-#include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 
 namespace drivekit::text {
 namespace {
@@ -144,32 +141,5 @@ std::string field(ByteView buffer, std::size_t offset, std::size_t length) {
     return trimmed(repairedUTF8(buffer.subspan(offset, length)));
 }
 
-std::string format(const char* fmt, ...) {
-    // A thread-local switch to the C locale: other threads keep their own.
-    static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", nullptr);
-    const locale_t previous = cLocale ? uselocale(cLocale) : nullptr;
-
-    std::string out;
-    char small[256];
-    va_list args;
-    va_start(args, fmt);
-    va_list again;
-    va_copy(again, args);
-    const int needed = std::vsnprintf(small, sizeof small, fmt, args);
-    va_end(args);
-    if (needed >= 0) {
-        const auto size = static_cast<std::size_t>(needed);
-        if (size < sizeof small) {
-            out.assign(small, size);
-        } else {
-            out.resize(size);
-            std::vsnprintf(out.data(), size + 1, fmt, again);
-        }
-    }
-    va_end(again);
-
-    if (previous) uselocale(previous);
-    return out;
-}
 
 }  // namespace drivekit::text

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "drivekit/core/bytes.hpp"
+#include "platform/format.hpp"
 
 namespace drivekit::text {
 
@@ -33,10 +34,7 @@ std::string field(ByteView buffer, std::size_t offset, std::size_t length);
 /// move the cursor, retitle the window nor fake a line of output.
 std::string printable(std::string_view text);
 
-/// printf-style formatting into a std::string, for the fixed technical formats of the
-/// program ("0x%08X", "0x%02X"). Always formats as the C locale does, whatever the
-/// process's setlocale says (a GUI toolkit sets it), so "%.1f" never turns into "1,5";
-/// numbers shown to users go through LocalFormat instead.
-std::string format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+/// printf-style formatting in the C locale (platform/format.hpp).
+using platform::format;
 
 }  // namespace drivekit::text

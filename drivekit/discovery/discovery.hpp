@@ -24,6 +24,7 @@
 #include "drivekit/discovery/drive.hpp"
 #include "platform/block_probe.hpp"
 #include "platform/mounts.hpp"
+#include "platform/block_stack.hpp"
 #include "platform/sysfs.hpp"
 
 namespace drivekit::Discovery {
@@ -52,20 +53,16 @@ std::optional<Drive> drive(std::string_view bsdName, const Sources& sources);
 /// names without a suffix come back unchanged.
 std::string wholeDiskName(std::string_view name);
 
-/// Ascending order with runs of digits compared by value, so that "nvme2n1" comes before
-/// "nvme10n1" and "sda2" before "sda10"; letters compare without regard to case.
-bool naturalLess(std::string_view a, std::string_view b);
+/// Kernel names in natural order: "nvme2n1" before "nvme10n1" (platform/block_stack.hpp).
+using platform::naturalLess;
 
 /// The 32-bit location of a USB device, laid out as the registry of the other platform
 /// lays it, from sysfs's `busnum` and `devpath`: `platform::usbLocationID` of the ports of
 /// the path, which the USB host also uses to find the device again.
 std::uint32_t locationID(int busNumber, std::string_view devicePath);
 
-/// Every block device stacked on the disk or its partitions, through the "holders"
-/// folders and again through theirs: the topmost first, so that they can be closed in
-/// the order given ("dm-1" of an LVM volume before the "dm-0" of the LUKS container it
-/// lies in). Each name once.
-std::vector<std::string> stackedOn(std::string_view disk, const platform::Sysfs& sysfs);
+/// The devices stacked on a disk, topmost first (platform/block_stack.hpp).
+using platform::stackedOn;
 
 /// The name shown for a drive, and whether that name is the drive's model.
 struct DisplayName {

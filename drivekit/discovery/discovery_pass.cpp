@@ -63,13 +63,6 @@ bool isPCIAddress(std::string_view name) {
     return name.size() == 12 && name[4] == ':' && name[7] == ':' && name[10] == '.';
 }
 
-std::vector<std::string> holdersOf(const platform::Sysfs& sysfs, std::string_view name) {
-    auto holders = sysfs.list(std::string(classBlock) + std::string(name) + "/holders");
-    std::sort(holders.begin(), holders.end(),
-              [](const auto& a, const auto& b) { return naturalLess(a, b); });
-    return holders;
-}
-
 std::vector<std::string> partitionsOf(const platform::Sysfs& sysfs, const std::string& diskPath,
                                       std::string_view disk) {
     std::vector<std::string> partitions;

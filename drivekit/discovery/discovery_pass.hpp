@@ -148,7 +148,7 @@ class Pass {
 };
 
 /// The devices stacked on a block device, in their natural order.
-std::vector<std::string> holdersOf(const platform::Sysfs& sysfs, std::string_view name);
+using platform::holdersOf;
 /// The partitions of a disk folder, in their natural order.
 std::vector<std::string> partitionsOf(const platform::Sysfs& sysfs, const std::string& diskPath,
                                       std::string_view disk);

@@ -558,8 +558,10 @@ USBSteps steps(const Machine& machine) {
     s.openFileHolders = [&machine](const std::vector<std::string>& points) {
         return holderLines(machine.holders.holding(points));
     };
-    s.unmountWhole = [&machine](const std::string& disk) {
-        return machine.volumes.unmountWhole(disk, unmountTimeout);
+    s.unmountWhole = [&machine](const std::string& disk) -> std::optional<platform::UnmountFailure> {
+        const auto unmounted = machine.volumes.unmountWhole(disk, unmountTimeout);
+        if (unmounted) return std::nullopt;
+        return unmounted.error();
     };
     s.mountWhole = [&machine](const std::string& disk) { machine.volumes.mountWhole(disk); };
     s.stillMounted = [&machine](const std::string& disk) {
@@ -609,7 +611,7 @@ USBSteps steps(const Machine& machine) {
             std::vector<std::string> sentences;
             for (const auto& disk : disks) {
                 for (const auto& device : USBInterface::blockDevices(disk, *machine.sysfs)) {
-                    if (machine.blockUse->exclusiveOpenError(device) == EBUSY) {
+                    if (const auto opened = machine.blockUse->openExclusively(device); !opened && opened.error() == EBUSY) {
                         sentences.push_back(USBInterface::exclusiveSentence(device));
                     }
                 }

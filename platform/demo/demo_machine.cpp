@@ -13,7 +13,7 @@
 #include <optional>
 #include <vector>
 
-#include "drivekit/core/json.hpp"
+#include "platform/iso_date.hpp"
 #include "platform/linux/linux_mounts.hpp"
 
 namespace platform {
@@ -98,8 +98,8 @@ int hexDigit(char c) {
 }
 
 // Pairs of hexadecimal digits; blanks between them are allowed for readability.
-drivekit::Bytes fromHex(std::string_view text, std::string_view where) {
-    drivekit::Bytes bytes;
+platform::Bytes fromHex(std::string_view text, std::string_view where) {
+    platform::Bytes bytes;
     int high = -1;
     for (const char c : text) {
         if (c == ' ' || c == '\n' || c == '\t') continue;
@@ -119,11 +119,11 @@ drivekit::Bytes fromHex(std::string_view text, std::string_view where) {
 // The whole of a regular file of at most `limit` bytes, or why not, as the end of a
 // sentence. Plain reads, so that a read error (EIO, or /proc/self/mem) is an answer and
 // not an exception; O_NONBLOCK so that a FIFO named by mistake is refused, not waited on.
-drivekit::Result<std::string, std::string> readSmallFile(const std::filesystem::path& path,
+platform::Result<std::string, std::string> readSmallFile(const std::filesystem::path& path,
                                                          std::size_t limit) {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0) {
-        return drivekit::Unexpected(std::string(errno == ENOENT ? "there is no such file"
+        return platform::Unexpected(std::string(errno == ENOENT ? "there is no such file"
                                                                 : "the file can't be opened"));
     }
     struct stat status {};
@@ -149,14 +149,14 @@ drivekit::Result<std::string, std::string> readSmallFile(const std::filesystem::
         }
     }
     ::close(fd);
-    if (!failure.empty()) return drivekit::Unexpected(std::move(failure));
+    if (!failure.empty()) return platform::Unexpected(std::move(failure));
     return text;
 }
 
 // A page file lies in the description's folder or below it: the name is relative, has no
 // ".." and, with every link resolved, still leads inside the folder. A description
 // shared with someone must not make the program read /etc/shadow or ~/.ssh as a page.
-drivekit::Bytes pageFile(const std::filesystem::path& folder, const std::string& name,
+platform::Bytes pageFile(const std::filesystem::path& folder, const std::string& name,
                          std::string_view where) {
     const std::filesystem::path relative(name);
     const bool climbs = std::any_of(relative.begin(), relative.end(),
@@ -177,12 +177,12 @@ drivekit::Bytes pageFile(const std::filesystem::path& folder, const std::string&
         refuse(named(where) + " names a file that can't be read: " + (folder / name).string() +
                " (" + text.error() + ")");
     }
-    return drivekit::Bytes(text->begin(), text->end());
+    return platform::Bytes(text->begin(), text->end());
 }
 
 // A page is hexadecimal text, or {"file": "name"} for raw bytes in a file beside the
 // description.
-std::optional<drivekit::Bytes> optionalPage(const Json& parent, std::string_view key,
+std::optional<platform::Bytes> optionalPage(const Json& parent, std::string_view key,
                                             std::string_view where,
                                             const std::filesystem::path& folder) {
     const auto it = parent.find(std::string(key));
@@ -197,7 +197,7 @@ std::optional<drivekit::Bytes> optionalPage(const Json& parent, std::string_view
     refuse(named(name) + " must be hexadecimal text or {\"file\": NAME}");
 }
 
-drivekit::Bytes page(const Json& parent, std::string_view key, std::string_view where,
+platform::Bytes page(const Json& parent, std::string_view key, std::string_view where,
                      const std::filesystem::path& folder) {
     auto bytes = optionalPage(parent, key, where, folder);
     if (!bytes) refuse(named(std::string(where) + std::string(key)) + " is missing");
@@ -307,14 +307,14 @@ std::map<std::string, DemoNVMeController, std::less<>> readNVMe(
     return controllers;
 }
 
-DemoSCSIDisk readSCSIDisk(const Json& entry, const std::string& where,
+SimATADisk readSCSIDisk(const Json& entry, const std::string& where,
                           const std::filesystem::path& folder) {
     onlyKeys(
         entry,
         {"vendor", "product", "revision", "blocks", "blockSize", "unreadableBlocks", "passesATA",
          "identify", "smartData", "smartThresholds", "selfTestLog", "smartStatus"},
         where);
-    DemoSCSIDisk disk;
+    SimATADisk disk;
     disk.vendor = optionalText(entry, "vendor", where).value_or("");
     disk.product = optionalText(entry, "product", where).value_or("");
     disk.revision = optionalText(entry, "revision", where).value_or("");
@@ -345,9 +345,9 @@ DemoSCSIDisk readSCSIDisk(const Json& entry, const std::string& where,
     return disk;
 }
 
-std::map<std::string, DemoSCSIDisk, std::less<>> readSCSI(const Json& root,
+std::map<std::string, SimATADisk, std::less<>> readSCSI(const Json& root,
                                                           const std::filesystem::path& folder) {
-    std::map<std::string, DemoSCSIDisk, std::less<>> disks;
+    std::map<std::string, SimATADisk, std::less<>> disks;
     const auto it = root.find("scsi");
     if (it == root.end()) return disks;
     if (!it->is_object()) refuse("\"scsi\" must be an object");
@@ -368,7 +368,7 @@ struct DemoMachine::Parts {
     std::map<std::string, SpaceFigures, std::less<>> volumeSpace;
     std::optional<std::chrono::system_clock::time_point> now;
     std::string workingDirectory;
-    std::map<std::string, DemoSCSIDisk, std::less<>> scsi;
+    std::map<std::string, SimATADisk, std::less<>> scsi;
 };
 
 DemoMachine::DemoMachine(Parts parts)
@@ -384,7 +384,7 @@ DemoMachine::DemoMachine(Parts parts)
 DemoMachine::Loaded DemoMachine::load(const std::filesystem::path& file) {
     const std::string intro = "The demo machine " + file.string() + " can't be used: ";
     auto text = readSmallFile(file, maxDescriptionBytes);
-    if (!text) return drivekit::Unexpected(intro + text.error() + ".");
+    if (!text) return platform::Unexpected(intro + text.error() + ".");
     return build(*text, file.parent_path(), intro);
 }
 
@@ -403,13 +403,13 @@ DemoMachine::Loaded DemoMachine::build(std::string_view text, const std::filesys
             return true;
         });
     } catch (const Refusal& refusal) {
-        return drivekit::Unexpected(intro + refusal.reason + ".");
+        return platform::Unexpected(intro + refusal.reason + ".");
     } catch (const Json::parse_error& failure) {
-        return drivekit::Unexpected(intro + "it isn't valid JSON (at byte " +
+        return platform::Unexpected(intro + "it isn't valid JSON (at byte " +
                                     std::to_string(failure.byte) + ").");
     } catch (const Json::exception&) {
         // The parser's other refusal: a number no double holds, such as 1e400.
-        return drivekit::Unexpected(intro + "it holds a number too large to read.");
+        return platform::Unexpected(intro + "it holds a number too large to read.");
     }
     try {
         if (!root.is_object()) refuse("it must be a JSON object");
@@ -430,7 +430,7 @@ DemoMachine::Loaded DemoMachine::build(std::string_view text, const std::filesys
         parts.nvme = readNVMe(root, folder);
         parts.scsi = readSCSI(root, folder);
         if (const auto now = optionalText(root, "now", "")) {
-            parts.now = drivekit::json::parseIsoDate(*now);
+            parts.now = platform::parseIsoDate(*now);
             if (!parts.now) refuse("\"now\" must be a date such as 2026-03-14T09:30:00Z");
         }
         parts.workingDirectory = optionalText(root, "workingDirectory", "").value_or("");
@@ -439,19 +439,19 @@ DemoMachine::Loaded DemoMachine::build(std::string_view text, const std::filesys
         }
         return std::unique_ptr<DemoMachine>(new DemoMachine(std::move(parts)));
     } catch (const Refusal& refusal) {
-        return drivekit::Unexpected(intro + refusal.reason + ".");
+        return platform::Unexpected(intro + refusal.reason + ".");
     } catch (const Json::exception&) {
         // Every access above is checked first; this only guards against a check missed.
-        return drivekit::Unexpected(intro + "an entry has the wrong kind of value.");
+        return platform::Unexpected(intro + "an entry has the wrong kind of value.");
     }
 }
 
-drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> DemoMachine::openSCSI(
+platform::Result<std::unique_ptr<platform::SCSIDrive>, int> DemoMachine::openSCSI(
     std::string_view bsdName) const {
     const auto it = scsiDisks_.find(bsdName);
-    if (it == scsiDisks_.end()) return drivekit::Unexpected(ENOENT);
-    return std::unique_ptr<drivekit::SCSIDrive>(
-        std::make_unique<DemoSCSIDrive>(it->first, it->second));
+    if (it == scsiDisks_.end()) return platform::Unexpected(ENOENT);
+    return std::unique_ptr<platform::SCSIDrive>(
+        std::make_unique<SimSCSIDrive>(it->first, it->second));
 }
 
 }  // namespace platform

@@ -15,14 +15,14 @@
 #include <string>
 #include <string_view>
 
-#include "drivekit/core/result.hpp"
+#include "platform/result.hpp"
 #include "platform/scsi_drive.hpp"
 #include "platform/block_probe.hpp"
 #include "platform/clock.hpp"
 #include "platform/demo/demo_clock.hpp"
 #include "platform/demo/demo_mounts.hpp"
 #include "platform/demo/demo_nvme_admin.hpp"
-#include "platform/demo/demo_scsi_disk.hpp"
+#include "platform/demo/sim_ata_disk.hpp"
 #include "platform/demo/demo_sysfs.hpp"
 #include "platform/mounts.hpp"
 #include "platform/nvme_admin.hpp"
@@ -34,7 +34,7 @@ namespace platform {
 class DemoMachine {
   public:
     /// A machine, or the sentence that says why the description can't be used.
-    using Loaded = drivekit::Result<std::unique_ptr<DemoMachine>, std::string>;
+    using Loaded = platform::Result<std::unique_ptr<DemoMachine>, std::string>;
 
     /// Reads a description file; pages it names as files are read from its folder.
     static Loaded load(const std::filesystem::path& file);
@@ -55,7 +55,7 @@ class DemoMachine {
 
     /// A connection to a disk that takes SCSI commands ("sda"), or the errno of a disk
     /// node that isn't there (ENOENT), as opening /dev/<name> would give.
-    drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> openSCSI(
+    platform::Result<std::unique_ptr<platform::SCSIDrive>, int> openSCSI(
         std::string_view bsdName) const;
 
   private:
@@ -71,7 +71,8 @@ class DemoMachine {
     DemoVolumeSpace space_;
     DemoClock clock_;
     std::string workingDirectory_;
-    std::map<std::string, DemoSCSIDisk, std::less<>> scsiDisks_;
+    // Mutable: a disk counts the commands it is sent and keeps its last sense.
+    mutable std::map<std::string, SimATADisk, std::less<>> scsiDisks_;
 };
 
 }  // namespace platform

@@ -9,14 +9,14 @@
 #include <string>
 #include <string_view>
 
-#include "drivekit/core/bytes.hpp"
+#include "platform/bytes.hpp"
 #include "platform/nvme_admin.hpp"
 
 namespace platform {
 
 struct DemoNVMeController {
-    drivekit::Bytes smartLog;
-    drivekit::Bytes identifyController;
+    platform::Bytes smartLog;
+    platform::Bytes identifyController;
 };
 
 class DemoNVMeAdmin final : public NVMeAdmin {

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <deque>
+#include <iterator>
+
+#include "platform/format.hpp"
 
 namespace platform {
 namespace {
@@ -10,14 +13,8 @@ namespace {
 constexpr int maxLinkHops = 40;
 
 std::deque<std::string> componentsOf(std::string_view path) {
-    std::deque<std::string> parts;
-    std::size_t at = 0;
-    while (at <= path.size()) {
-        const auto slash = std::min(path.find('/', at), path.size());
-        if (slash > at) parts.emplace_back(path.substr(at, slash - at));
-        at = slash + 1;
-    }
-    return parts;
+    auto parts = split(path, '/');
+    return {std::make_move_iterator(parts.begin()), std::make_move_iterator(parts.end())};
 }
 
 }  // namespace

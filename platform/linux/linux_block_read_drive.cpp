@@ -19,27 +19,27 @@ namespace {
 // O_DIRECT wants buffers aligned to the logical block size; a page covers every device.
 constexpr std::size_t alignment = 4096;
 
-void putBE(drivekit::Bytes& out, std::size_t offset, std::uint64_t value, std::size_t width) {
+void putBE(platform::Bytes& out, std::size_t offset, std::uint64_t value, std::size_t width) {
     for (std::size_t i = 0; i < width; ++i) {
         out[offset + i] = static_cast<std::uint8_t>(value >> (8 * (width - 1 - i)));
     }
 }
 
-drivekit::SCSIDrive::Answer refused(std::string sentence) {
-    return drivekit::Unexpected(drivekit::SCSIDrive::Failure{std::move(sentence)});
+platform::SCSIDrive::Answer refused(std::string sentence) {
+    return platform::Unexpected(platform::SCSIDrive::Failure{std::move(sentence)});
 }
 
 }  // namespace
 
-drivekit::Result<std::unique_ptr<LinuxBlockReadDrive>, int> LinuxBlockReadDrive::open(
+platform::Result<std::unique_ptr<LinuxBlockReadDrive>, int> LinuxBlockReadDrive::open(
     const std::filesystem::path& node) {
     const int fd = ::open(node.c_str(), O_RDONLY | O_DIRECT | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) return drivekit::Unexpected(errno);
+    if (fd < 0) return platform::Unexpected(errno);
     struct stat info {};
     if (::fstat(fd, &info) != 0) {
         const int error = errno;
         ::close(fd);
-        return drivekit::Unexpected(error);
+        return platform::Unexpected(error);
     }
     std::uint64_t bytes = 0;
     int logical = 512;
@@ -47,7 +47,7 @@ drivekit::Result<std::unique_ptr<LinuxBlockReadDrive>, int> LinuxBlockReadDrive:
         if (::ioctl(fd, BLKGETSIZE64, &bytes) != 0 || ::ioctl(fd, BLKSSZGET, &logical) != 0) {
             const int error = errno;
             ::close(fd);
-            return drivekit::Unexpected(error);
+            return platform::Unexpected(error);
         }
     } else {
         bytes = static_cast<std::uint64_t>(info.st_size);
@@ -66,7 +66,7 @@ LinuxBlockReadDrive::~LinuxBlockReadDrive() {
     std::free(buffer_);
 }
 
-drivekit::SCSIDrive::Answer LinuxBlockReadDrive::command(drivekit::ByteView cdb, std::int64_t dataIn,
+platform::SCSIDrive::Answer LinuxBlockReadDrive::command(platform::ByteView cdb, std::int64_t dataIn,
                                                          double /*timeoutSeconds*/) {
     // A read of a block device can't be given a time-out; the kernel's own command
     // time-out and retries bound it instead.
@@ -74,26 +74,26 @@ drivekit::SCSIDrive::Answer LinuxBlockReadDrive::command(drivekit::ByteView cdb,
     if (cdb.empty()) return refused("The drive refused the command.");
     const std::uint8_t op = cdb[0];
     if (op == 0x9E && cdb.size() >= 16 && (cdb[1] & 0x1F) == 0x10) {
-        drivekit::Bytes data(32, 0);
+        platform::Bytes data(32, 0);
         putBE(data, 0, totalBlocks_ > 0 ? totalBlocks_ - 1 : 0, 8);
         putBE(data, 8, blockSize_, 4);
         data.resize(static_cast<std::size_t>(std::clamp<std::int64_t>(dataIn, 0, 32)));
         return data;
     }
     if (op == 0x25 && cdb.size() >= 10) {
-        drivekit::Bytes data(8, 0);
+        platform::Bytes data(8, 0);
         putBE(data, 0, totalBlocks_ == 0 ? 0 : std::min<std::uint64_t>(totalBlocks_ - 1, 0xFFFF'FFFF), 4);
         putBE(data, 4, blockSize_, 4);
         data.resize(static_cast<std::size_t>(std::clamp<std::int64_t>(dataIn, 0, 8)));
         return data;
     }
-    if (op == 0x28 && cdb.size() >= 10) return read(drivekit::be32(cdb, 2), drivekit::be16(cdb, 7), dataIn);
-    if (op == 0x88 && cdb.size() >= 16) return read(drivekit::be64(cdb, 2), drivekit::be32(cdb, 10), dataIn);
+    if (op == 0x28 && cdb.size() >= 10) return read(platform::be32(cdb, 2), platform::be16(cdb, 7), dataIn);
+    if (op == 0x88 && cdb.size() >= 16) return read(platform::be64(cdb, 2), platform::be32(cdb, 10), dataIn);
     log_.note("refused opcode " + std::to_string(op) + ": this drive only reads");
     return refused("The drive refused the command.");
 }
 
-drivekit::SCSIDrive::Answer LinuxBlockReadDrive::read(std::uint64_t lba, std::uint64_t blocks, std::int64_t dataIn) {
+platform::SCSIDrive::Answer LinuxBlockReadDrive::read(std::uint64_t lba, std::uint64_t blocks, std::int64_t dataIn) {
     if (lba > totalBlocks_ || blocks > totalBlocks_ - lba) return refused("The drive refused the command.");
     const std::size_t bytes = static_cast<std::size_t>(blocks) * blockSize_;
     if (dataIn < 0 || bytes > static_cast<std::size_t>(dataIn)) return refused("The drive refused the command.");
@@ -120,7 +120,7 @@ drivekit::SCSIDrive::Answer LinuxBlockReadDrive::read(std::uint64_t lba, std::ui
         done += static_cast<std::size_t>(got);
     }
     const auto* start = static_cast<const std::uint8_t*>(buffer_);
-    return drivekit::Bytes(start, start + done);
+    return platform::Bytes(start, start + done);
 }
 
 }  // namespace platform

@@ -15,24 +15,24 @@
 #include <memory>
 #include <string>
 
-#include "drivekit/core/result.hpp"
+#include "platform/result.hpp"
 #include "platform/diagnostics_log.hpp"
 #include "platform/scsi_drive.hpp"
 
 namespace platform {
 
-class LinuxBlockReadDrive final : public drivekit::SCSIDrive {
+class LinuxBlockReadDrive final : public platform::SCSIDrive {
 public:
     /// Opens a block device (or, for tests, a file on a file system that takes O_DIRECT)
     /// read-only with O_DIRECT; the errno when that fails (EINVAL: no O_DIRECT there).
-    static drivekit::Result<std::unique_ptr<LinuxBlockReadDrive>, int> open(const std::filesystem::path& node);
+    static platform::Result<std::unique_ptr<LinuxBlockReadDrive>, int> open(const std::filesystem::path& node);
 
     ~LinuxBlockReadDrive() override;
     LinuxBlockReadDrive(const LinuxBlockReadDrive&) = delete;
     LinuxBlockReadDrive& operator=(const LinuxBlockReadDrive&) = delete;
 
-    Answer command(drivekit::ByteView cdb, std::int64_t dataIn, double timeoutSeconds) override;
-    drivekit::DiagnosticsLog& log() override { return log_; }
+    Answer command(platform::ByteView cdb, std::int64_t dataIn, double timeoutSeconds) override;
+    platform::DiagnosticsLog& log() override { return log_; }
     bool stoppedAnswering() const override { return gone_; }
 
     std::uint32_t blockSize() const noexcept { return blockSize_; }
@@ -46,7 +46,7 @@ private:
     std::string node_;
     std::uint32_t blockSize_;
     std::uint64_t totalBlocks_;
-    drivekit::DiagnosticsLog log_;
+    platform::DiagnosticsLog log_;
     bool gone_ = false;
     void* buffer_ = nullptr;  // aligned for O_DIRECT; grows to the largest read, then stays
     std::size_t bufferSize_ = 0;

@@ -25,13 +25,13 @@ std::vector<std::string> LinuxBlockUse::activeSwaps() const {
     return devices;
 }
 
-int LinuxBlockUse::exclusiveOpenError(std::string_view name) const {
+Result<void, int> LinuxBlockUse::openExclusively(std::string_view name) const {
     const std::string path = (root_ / "dev" / std::string(name)).string();
     // Read-only and non-blocking: the open itself sends nothing to the medium.
     const int fd = ::open(path.c_str(), O_RDONLY | O_EXCL | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return errno;
+    if (fd < 0) return Unexpected(errno);
     ::close(fd);
-    return 0;
+    return {};
 }
 
 }  // namespace platform

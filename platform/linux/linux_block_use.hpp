@@ -13,7 +13,7 @@ public:
     explicit LinuxBlockUse(std::filesystem::path root = "/") : root_(std::move(root)) {}
 
     std::vector<std::string> activeSwaps() const override;
-    int exclusiveOpenError(std::string_view name) const override;
+    Result<void, int> openExclusively(std::string_view name) const override;
 
 private:
     std::filesystem::path root_;

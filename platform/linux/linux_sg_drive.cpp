@@ -13,16 +13,16 @@
 #include <climits>
 #include <cmath>
 
-#include "drivekit/core/text.hpp"
-#include "drivekit/health/sense.hpp"
+#include "platform/format.hpp"
+#include "platform/scsi_sense.hpp"
 #include "platform/linux/errno_text.hpp"
 #include "platform/scsi_command_policy.hpp"
 
 namespace platform {
 namespace {
 
-using drivekit::text::format;
-namespace Sense = drivekit::Sense;
+using platform::format;
+namespace Sense = platform::Sense;
 
 // SCSI status bytes.
 constexpr std::uint8_t statusGood = 0x00;
@@ -59,7 +59,7 @@ std::string hostText(std::uint16_t host) {
     return format("host status %s (0x%02X)", name, host);
 }
 
-std::string cdbText(drivekit::ByteView cdb) {
+std::string cdbText(platform::ByteView cdb) {
     std::string hex;
     for (const std::uint8_t byte : cdb) {
         if (!hex.empty()) hex += ' ';
@@ -163,12 +163,12 @@ bool mayPassThrough() {
     return (data[CAP_TO_INDEX(CAP_SYS_RAWIO)].effective & CAP_TO_MASK(CAP_SYS_RAWIO)) != 0;
 }
 
-drivekit::Result<std::unique_ptr<LinuxSGDrive>, int> LinuxSGDrive::open(const std::filesystem::path& node) {
+platform::Result<std::unique_ptr<LinuxSGDrive>, int> LinuxSGDrive::open(const std::filesystem::path& node) {
     const int fd = ::open(node.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return drivekit::Unexpected(errno);
+    if (fd < 0) return platform::Unexpected(errno);
     if (!mayPassThrough()) {
         ::close(fd);
-        return drivekit::Unexpected(EPERM);
+        return platform::Unexpected(EPERM);
     }
     return std::unique_ptr<LinuxSGDrive>(new LinuxSGDrive(fd, node.string()));
 }
@@ -177,22 +177,22 @@ LinuxSGDrive::LinuxSGDrive(int fd, std::string node) : fd_(fd), node_(std::move(
 
 LinuxSGDrive::~LinuxSGDrive() { ::close(fd_); }
 
-LinuxSGDrive::Answer LinuxSGDrive::command(drivekit::ByteView cdb, std::int64_t dataIn,
+LinuxSGDrive::Answer LinuxSGDrive::command(platform::ByteView cdb, std::int64_t dataIn,
                                            double timeoutSeconds) {
     const std::string what = node_ + " " + cdbText(cdb);
-    if (gone_) return drivekit::Unexpected(Failure{"The drive is no longer connected."});
+    if (gone_) return platform::Unexpected(Failure{"The drive is no longer connected."});
     if (cdb.empty() || cdb.size() > 16 || dataIn < 0 || dataIn > UINT_MAX) {
         log_.note(what + ": not sent (bad command block or length)");
-        return drivekit::Unexpected(Failure{"The command didn't reach the drive."});
+        return platform::Unexpected(Failure{"The command didn't reach the drive."});
     }
     if (const auto decision = CommandPolicy::judge(cdb); !decision.allowed) {
         log_.note(what + ": refused, not sent (" + decision.what + ")");
-        return drivekit::Unexpected(Failure{CommandPolicy::refusedSentence, true});
+        return platform::Unexpected(Failure{CommandPolicy::refusedSentence, true});
     }
 
     std::array<unsigned char, 16> command{};
     std::copy(cdb.begin(), cdb.end(), command.begin());
-    drivekit::Bytes data(static_cast<std::size_t>(dataIn), 0);
+    platform::Bytes data(static_cast<std::size_t>(dataIn), 0);
     std::array<unsigned char, senseCapacity> sense{};
 
     sg_io_hdr_t header{};
@@ -211,12 +211,12 @@ LinuxSGDrive::Answer LinuxSGDrive::command(drivekit::ByteView cdb, std::int64_t 
         log_.note(what + ": SG_IO failed: " + errnoText(error));
         if (error == ENODEV || error == ENXIO) {
             gone_ = true;
-            return drivekit::Unexpected(Failure{"The drive is no longer connected."});
+            return platform::Unexpected(Failure{"The drive is no longer connected."});
         }
         if (error == EPERM || error == EACCES) {
-            return drivekit::Unexpected(Failure{"Sending this command to the drive needs root."});
+            return platform::Unexpected(Failure{"Sending this command to the drive needs root."});
         }
-        return drivekit::Unexpected(Failure{"The command didn't reach the drive."});
+        return platform::Unexpected(Failure{"The command didn't reach the drive."});
     }
 
     SGCompletion completion;
@@ -248,7 +248,7 @@ LinuxSGDrive::Answer LinuxSGDrive::command(drivekit::ByteView cdb, std::int64_t 
             const auto decoded = Sense::decode(completion.sense);
             const bool refused = result.kind == SGOutcome::Kind::checkCondition &&
                                  (!decoded || decoded->key == Sense::Key::illegalRequest);
-            return drivekit::Unexpected(Failure{result.sentence(), refused});
+            return platform::Unexpected(Failure{result.sentence(), refused});
         }
     }
 }

@@ -18,8 +18,8 @@
 #include <memory>
 #include <string>
 
-#include "drivekit/core/bytes.hpp"
-#include "drivekit/core/result.hpp"
+#include "platform/bytes.hpp"
+#include "platform/result.hpp"
 #include "platform/diagnostics_log.hpp"
 #include "platform/scsi_drive.hpp"
 
@@ -37,7 +37,7 @@ struct SGCompletion {
     /// Bytes asked for that didn't come.
     std::int32_t resid = 0;
     /// The sense data the kernel wrote, as long as it wrote it.
-    drivekit::Bytes sense;
+    platform::Bytes sense;
 };
 
 /// What one command came to.
@@ -76,18 +76,18 @@ SGOutcome classify(const SGCompletion& completion, std::size_t requested);
 /// effective set. True when that can't be told, leaving the answer to the kernel.
 bool mayPassThrough();
 
-class LinuxSGDrive final : public drivekit::SCSIDrive {
+class LinuxSGDrive final : public platform::SCSIDrive {
 public:
     /// Opens a disk node; the errno when that fails (ENOENT, ENXIO, EACCES, ...), or EPERM
     /// when the process may not send pass-through commands at all.
-    static drivekit::Result<std::unique_ptr<LinuxSGDrive>, int> open(const std::filesystem::path& node);
+    static platform::Result<std::unique_ptr<LinuxSGDrive>, int> open(const std::filesystem::path& node);
 
     ~LinuxSGDrive() override;
     LinuxSGDrive(const LinuxSGDrive&) = delete;
     LinuxSGDrive& operator=(const LinuxSGDrive&) = delete;
 
-    Answer command(drivekit::ByteView cdb, std::int64_t dataIn, double timeoutSeconds) override;
-    drivekit::DiagnosticsLog& log() override { return log_; }
+    Answer command(platform::ByteView cdb, std::int64_t dataIn, double timeoutSeconds) override;
+    platform::DiagnosticsLog& log() override { return log_; }
     /// True once the kernel said the device is gone; commands after that aren't sent.
     bool stoppedAnswering() const override { return gone_; }
 
@@ -96,7 +96,7 @@ private:
 
     int fd_;
     std::string node_;
-    drivekit::DiagnosticsLog log_;
+    platform::DiagnosticsLog log_;
     bool gone_ = false;
 };
 

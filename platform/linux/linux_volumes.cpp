@@ -20,7 +20,8 @@
 #include <sstream>
 #include <system_error>
 
-#include "drivekit/discovery/discovery.hpp"
+#include "platform/block_stack.hpp"
+#include "platform/format.hpp"
 #include "platform/linux/errno_text.hpp"
 
 namespace platform {
@@ -39,16 +40,7 @@ constexpr FlagWord flagWords[] = {
 // Super-block words the kernel shows but that are no file-system options.
 constexpr std::string_view notData[] = {"rw", "ro", "seclabel"};
 
-std::vector<std::string> commaWords(std::string_view text) {
-    std::vector<std::string> words;
-    std::size_t at = 0;
-    while (at <= text.size()) {
-        const auto end = std::min(text.find(',', at), text.size());
-        if (end > at) words.emplace_back(text.substr(at, end - at));
-        at = end + 1;
-    }
-    return words;
-}
+std::vector<std::string> commaWords(std::string_view text) { return split(text, ','); }
 
 std::string parentOf(const std::string& path) {
     const auto slash = path.rfind('/');
@@ -63,12 +55,8 @@ std::string blockPath(std::string_view name) { return "/sys/class/block/" + std:
 // is stacked on them.
 std::vector<std::string> devicesOf(std::string_view disk, const Sysfs& sysfs) {
     std::vector<std::string> devices{std::string(disk)};
-    for (const auto& entry : sysfs.list(blockPath(disk))) {
-        if (entry.starts_with(disk) && sysfs.exists(blockPath(disk) + "/" + entry + "/partition")) {
-            devices.push_back(entry);
-        }
-    }
-    for (auto& stacked : drivekit::Discovery::stackedOn(disk, sysfs)) devices.push_back(std::move(stacked));
+    for (auto& partition : partitionsOf(sysfs, disk)) devices.push_back(std::move(partition));
+    for (auto& stacked : stackedOn(disk, sysfs)) devices.push_back(std::move(stacked));
     return devices;
 }
 
@@ -254,8 +242,8 @@ std::optional<int> unmountWithin(const std::function<int(const std::string&)>& u
 
 }  // namespace
 
-std::optional<UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, double timeoutSeconds) {
-    if (!sysfs_.exists(blockPath(disk))) return UnmountFailure{UnmountFailure::Kind::noDisk, ""};
+Result<void, UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, double timeoutSeconds) {
+    if (!sysfs_.exists(blockPath(disk))) return Unexpected(UnmountFailure{UnmountFailure::Kind::noDisk, "", ENODEV});
     auto& record = unmounted_[std::string(disk)];
     identities_[std::string(disk)] = identityOf(disk);
     lastDisk_ = disk;
@@ -272,17 +260,17 @@ std::optional<UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, 
         if (!outcome) {
             // It may still go in the background: remembered, so that it is mounted back.
             record.push_back(std::move(entry));
-            return UnmountFailure{UnmountFailure::Kind::timeout, ""};
+            return Unexpected(UnmountFailure{UnmountFailure::Kind::timeout, "", ETIMEDOUT});
         }
         if (const int error = *outcome; error != 0) {
             calls_.release(folder);
             // Already gone (a stacked mount went with the one below it) is no refusal.
             if (error == EINVAL || error == ENOENT) continue;
-            return UnmountFailure{UnmountFailure::Kind::refused, errnoText(error)};
+            return Unexpected(UnmountFailure{UnmountFailure::Kind::refused, errnoText(error), error});
         }
         record.push_back(std::move(entry));
     }
-    return std::nullopt;
+    return {};
 }
 
 std::string LinuxVolumes::identityOf(std::string_view disk) const {

@@ -66,7 +66,7 @@ public:
 
     /// Each umount2 may take up to `timeoutSeconds`; one that takes longer is a `timeout`
     /// (the call goes on in the background, and the caller mounts back what went).
-    std::optional<UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override;
+    Result<void, UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override;
     void mountWhole(std::string_view disk) override;
 
 private:

@@ -60,8 +60,7 @@ public:
     ChosenOnFirstUse(const platform::Sysfs& sysfs, const platform::Mounts& mounts)
         : sysfs_(sysfs), mounts_(mounts) {}
 
-    std::optional<platform::UnmountFailure> unmountWhole(std::string_view disk,
-                                                         double timeoutSeconds) override {
+    platform::Result<void, platform::UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override {
         return chosen().unmountWhole(disk, timeoutSeconds);
     }
     void mountWhole(std::string_view disk) override { chosen().mountWhole(disk); }
@@ -102,14 +101,14 @@ platform::UnmountFailure unmountFailure(std::string_view errorName, std::string_
         const auto name = errorName.substr(serviceErrors.size());
         // The same sentence as the kernel's EBUSY, so the check goes on to name the
         // processes that hold the volume whichever way it was unmounted.
-        if (name == "DeviceBusy") return {Kind::refused, platform::errnoText(EBUSY)};
-        if (name == "Timedout" || name == "TimedOut") return {Kind::timeout, ""};
+        if (name == "DeviceBusy") return {Kind::refused, platform::errnoText(EBUSY), EBUSY};
+        if (name == "Timedout" || name == "TimedOut") return {Kind::timeout, "", ETIMEDOUT};
     }
     // Qt's own time-out on the call, or the bus giving up on the service.
     if (errorName == "org.freedesktop.DBus.Error.NoReply" ||
         errorName == "org.freedesktop.DBus.Error.Timeout" ||
         errorName == "org.freedesktop.DBus.Error.TimedOut") {
-        return {Kind::timeout, ""};
+        return {Kind::timeout, "", ETIMEDOUT};
     }
     // Not authorised, a failed unmount helper, the service gone: its own message.
     return {Kind::refused, message.empty() ? std::string(errorName) : std::string(message)};
@@ -121,10 +120,9 @@ UDisksVolumes::UDisksVolumes(QDBusConnection bus, const platform::Sysfs& sysfs,
                              const platform::Mounts& mounts)
     : bus_(std::move(bus)), sysfs_(sysfs), mounts_(mounts) {}
 
-std::optional<platform::UnmountFailure> UDisksVolumes::unmountWhole(std::string_view disk,
-                                                                    double timeoutSeconds) {
+platform::Result<void, platform::UnmountFailure> UDisksVolumes::unmountWhole(std::string_view disk, double timeoutSeconds) {
     if (!sysfs_.exists(blockPath(disk))) {
-        return platform::UnmountFailure{platform::UnmountFailure::Kind::noDisk, ""};
+        return platform::Unexpected(platform::UnmountFailure{platform::UnmountFailure::Kind::noDisk, "", ENODEV});
     }
     const auto deadline = deadlineAfter(timeoutSeconds);
     auto& record = unmounted_[std::string(disk)];
@@ -134,13 +132,13 @@ std::optional<platform::UnmountFailure> UDisksVolumes::unmountWhole(std::string_
         if (isError(reply)) {
             // Already gone (a stacked mount went with the one below it) is no refusal.
             if (text(reply.errorName()) == std::string(serviceErrors) + "NotMounted") continue;
-            return UDisks::unmountFailure(text(reply.errorName()), text(reply.errorMessage()));
+            return platform::Unexpected(UDisks::unmountFailure(text(reply.errorName()), text(reply.errorMessage())));
         }
         if (std::find(record.begin(), record.end(), mount.source) == record.end()) {
             record.push_back(mount.source);
         }
     }
-    return std::nullopt;
+    return {};
 }
 
 void UDisksVolumes::mountWhole(std::string_view disk) {

@@ -45,8 +45,7 @@ public:
     /// connected for the object's lifetime.
     UDisksVolumes(QDBusConnection bus, const platform::Sysfs& sysfs, const platform::Mounts& mounts);
 
-    std::optional<platform::UnmountFailure> unmountWhole(std::string_view disk,
-                                                         double timeoutSeconds) override;
+    platform::Result<void, platform::UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override;
     /// Mounts where the service chooses (its folder under /media); a file system somebody
     /// mounted already (the automounter) is left as it is.
     void mountWhole(std::string_view disk) override;

@@ -1,19 +1,13 @@
 #include "drivekit/core/json.hpp"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace drivekit {
@@ -99,109 +93,6 @@ TEST(Json, ParseIsoDateTakesOffsetsAndFractions) {
           "2026-11-15T14:00:00+24:00", "9999-01-01T00:00:00Z", "20261115T140000Z"}) {
         EXPECT_FALSE(json::parseIsoDate(bad).has_value()) << bad;
     }
-}
-
-class JsonFiles : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "vantrel-json-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder_ = pattern;
-    }
-    void TearDown() override {
-        std::error_code ignored;
-        fs::permissions(folder_, fs::perms::owner_all, ignored);
-        fs::remove_all(folder_, ignored);
-    }
-    static std::string contents(const fs::path& path) {
-        std::ifstream in(path, std::ios::binary);
-        std::stringstream all;
-        all << in.rdbuf();
-        return all.str();
-    }
-    std::vector<std::string> names() const {
-        std::vector<std::string> out;
-        for (const auto& entry : fs::directory_iterator(folder_))
-            out.push_back(entry.path().filename());
-        std::sort(out.begin(), out.end());
-        return out;
-    }
-    fs::path folder_;
-};
-
-TEST_F(JsonFiles, AtomicWriteReplacesTheWholeFileAndLeavesNoTemporary) {
-    const fs::path target = folder_ / "readings.json";
-    ASSERT_TRUE(json::writeAtomically(target, std::string(100'000, 'x')));
-    ASSERT_TRUE(json::writeAtomically(target, R"({"a":1})"));
-    EXPECT_EQ(contents(target), R"({"a":1})");
-    EXPECT_EQ(names(), std::vector<std::string>{"readings.json"});
-    EXPECT_EQ(json::readFile(target)->at("a"), 1);
-
-    ASSERT_TRUE(json::writeAtomically(target, ""));
-    EXPECT_EQ(contents(target), "");
-    EXPECT_FALSE(json::readFile(target).has_value());  // empty is damaged
-}
-
-TEST_F(JsonFiles, ConcurrentWritersLeaveOneWholeFile) {
-    const fs::path target = folder_ / "shared-state.json";
-    std::vector<std::thread> writers;
-    for (int t = 0; t < 8; ++t) {
-        writers.emplace_back([&target, t] {
-            const std::string body =
-                "[" + std::string(static_cast<std::size_t>(10'000 + t), '0').replace(0, 1, "1") +
-                "]";
-            for (int i = 0; i < 20; ++i) json::writeAtomically(target, body);
-        });
-    }
-    for (auto& writer : writers) writer.join();
-    const std::string last = contents(target);
-    EXPECT_GE(last.size(), 10'002u);
-    EXPECT_LE(last.size(), 10'009u);
-    EXPECT_EQ(last.back(), ']');
-    EXPECT_EQ(names(), std::vector<std::string>{"shared-state.json"});
-}
-
-TEST_F(JsonFiles, FailedWritesReturnFalseAndKeepTheOldFile) {
-    const fs::path target = folder_ / "known-drives.json";
-    ASSERT_TRUE(json::writeAtomically(target, R"({"old":true})"));
-
-    // The folder is missing.
-    EXPECT_FALSE(json::writeAtomically(folder_ / "missing" / "known-drives.json", "{}"));
-    // The target is a folder: the rename fails after the temporary was written.
-    fs::create_directory(folder_ / "taken.json");
-    fs::create_directory(folder_ / "taken.json" / "inside");
-    EXPECT_FALSE(json::writeAtomically(folder_ / "taken.json", "{}"));
-    // The disk refuses part-way through the data (the file size limit stands in for a full
-    // disk).
-    {
-        rlimit saved{};
-        ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
-        const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
-        rlimit small = saved;
-        small.rlim_cur = 4096;
-        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-        const bool wrote = json::writeAtomically(target, std::string(100'000, ' ') + "{}");
-        setrlimit(RLIMIT_FSIZE, &saved);
-        std::signal(SIGXFSZ, previousHandler);
-        EXPECT_FALSE(wrote);
-    }
-
-    EXPECT_EQ(contents(target), R"({"old":true})");
-    EXPECT_EQ(names(), (std::vector<std::string>{"known-drives.json", "taken.json"}));
-}
-
-TEST_F(JsonFiles, MissingOrDamagedFilesReadAsAbsent) {
-    EXPECT_FALSE(json::readFile(folder_ / "absent.json").has_value());
-    EXPECT_FALSE(json::readFile(folder_).has_value());  // a folder
-
-    const fs::path damaged = folder_ / "writes-days.json";
-    std::ofstream(damaged) << R"({"days":[{"date":"2026-11-2)";
-    EXPECT_FALSE(json::readFile(damaged).has_value());
-
-    const fs::path good = folder_ / "writes-slots.json";
-    std::ofstream(good) << R"({"slots":[]})";
-    ASSERT_TRUE(json::readFile(good).has_value());
-    EXPECT_TRUE(json::readFile(good)->at("slots").is_array());
 }
 
 }  // namespace

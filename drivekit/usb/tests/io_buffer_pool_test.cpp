@@ -7,20 +7,6 @@
 namespace drivekit {
 namespace {
 
-TEST(IOBufferPool, KeepsOneBufferPerNameAndLength) {
-    IOBufferPool pool;
-    const auto data = pool.buffer("data", 65536);
-    EXPECT_EQ(data.size(), 65536u);
-    EXPECT_EQ(pool.buffer("data", 65536).data(), data.data());
-    EXPECT_EQ(pool.made(), 1u);
-    EXPECT_EQ(pool.buffer("cbw", 31).size(), 31u);
-    EXPECT_EQ(pool.buffer("data", 512).size(), 512u);
-    EXPECT_EQ(pool.made(), 3u);
-    pool.empty();
-    pool.buffer("data", 65536);
-    EXPECT_EQ(pool.made(), 4u);
-}
-
 TEST(IOBufferPool, FallsBackToOrdinaryMemoryAndSaysSo) {
     sim::SimEnclosure enclosure;
     enclosure.noDeviceMemory = true;

@@ -22,41 +22,6 @@ bool contains(const Lines& lines, const std::string& line) {
     return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
-TEST(UASWire, CommandIUCarriesTagOneAndTheCDB) {
-    const Bytes read10 = {0x28, 0, 0, 0, 0x10, 0, 0, 0, 8, 0};
-    const auto iu = UAS::commandIUFor(read10);
-    EXPECT_EQ(iu[0], 0x01);
-    EXPECT_EQ(iu[2], 0x00);
-    EXPECT_EQ(iu[3], 0x01);
-    EXPECT_TRUE(std::all_of(iu.begin() + 4, iu.begin() + 16, [](auto b) { return b == 0; }));
-    EXPECT_TRUE(std::equal(read10.begin(), read10.end(), iu.begin() + 16));
-    EXPECT_TRUE(std::all_of(iu.begin() + 26, iu.end(), [](auto b) { return b == 0; }));
-
-    Bytes long20(20, 0xAB);
-    const auto cut = UAS::commandIUFor(long20);
-    EXPECT_EQ(cut.size(), 32u);
-    EXPECT_EQ(cut[31], 0xAB);
-
-    // Only a Sense IU carries a SCSI status; anything else means the task never ran.
-    Bytes sense(16, 0);
-    sense[0] = 0x03;
-    sense[6] = 2;
-    EXPECT_EQ(UAS::statusOf(sense), 2);
-    Bytes response = sense;
-    response[0] = 0x04;
-    response[6] = 0;
-    EXPECT_EQ(UAS::statusOf(response), 0xFF);
-}
-
-TEST(UASWire, FailuresReadAsTheUserSeesThem) {
-    EXPECT_EQ(UASFailure::setup("no status pipe").text(), "UAS setup: no status pipe");
-    EXPECT_EQ(UASFailure::transport("short status").text(), "UAS transfer: short status");
-    EXPECT_EQ(UASFailure::timeout("status").text(), "UAS timed out waiting for status.");
-    EXPECT_EQ(UASFailure::rejected(2).text(),
-              "The enclosure rejected the command (SCSI status 2).");
-    EXPECT_EQ((UASFailure{UASFailure::Kind::notUAS, {}, 0}.text()), "No UAS setting.");
-}
-
 // A transport on a SuperSpeed enclosure standing on its UAS setting, with a clock that
 // only moves when the transport waits for something that doesn't come.
 class UASSend : public ::testing::Test {
@@ -314,7 +279,7 @@ class UASCaptureOverStreams : public UASSend {
 };
 
 TEST_F(UASCaptureOverStreams, ReadsTheDriveAndGivesItBack) {
-    enclosure.disk.unreadable = {100};
+    enclosure.disk.unreadableBlocks = {100};
     auto captured = capture();
     ASSERT_TRUE(captured) << captured.error().text();
     CapturedUSBDrive& drive = **captured;

@@ -48,23 +48,5 @@ TEST(Watcher, ReportsEachDriveOnceAsItComesAndGoes) {
     EXPECT_TRUE(watcher.handle({Action::removed, "nvme0n1"}));
 }
 
-TEST(Watcher, LinesAndJSON) {
-    const Locale locale{"en_US"};
-    const Watcher::News came{Watcher::News::Kind::connected, "sdb", usbStick("sdb")};
-    EXPECT_EQ(Watcher::line(came, locale),
-              "sdb connected: Extreme Pro (USB, 64 GB). Check it with sudo vantrel check sdb.");
-    Drive member = usbStick("sdc");
-    member.isRAIDMember = true;
-    EXPECT_EQ(Watcher::line({Watcher::News::Kind::connected, "sdc", member}, locale),
-              "sdc connected: Extreme Pro (USB, 64 GB).");
-    const Watcher::News went{Watcher::News::Kind::disconnected, "sdb", std::nullopt};
-    EXPECT_EQ(Watcher::line(went, locale), "sdb disconnected.");
-
-    const auto json = Watcher::toJSON(came);
-    EXPECT_EQ(json["event"], "connected");
-    EXPECT_EQ(json["drive"]["bsdName"], "sdb");
-    EXPECT_FALSE(Watcher::toJSON(went).contains("drive"));
-}
-
 }  // namespace
 }  // namespace drivekit

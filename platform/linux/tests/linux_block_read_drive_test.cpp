@@ -21,23 +21,23 @@ TEST(LinuxBlockReadDrive, AnswersCapacityAndReadsAndRefusesEverythingElse) {
     ASSERT_TRUE(opened);
     auto& drive = *opened.value();
 
-    const drivekit::Bytes rc16{0x9E, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32, 0, 0};
+    const platform::Bytes rc16{0x9E, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32, 0, 0};
     const auto capacity = drive.command(rc16, 32, 4);
     ASSERT_TRUE(capacity);
-    EXPECT_EQ(drivekit::be64(*capacity, 0), 79u);
-    EXPECT_EQ(drivekit::be32(*capacity, 8), 512u);
+    EXPECT_EQ(platform::be64(*capacity, 0), 79u);
+    EXPECT_EQ(platform::be32(*capacity, 8), 512u);
 
-    const drivekit::Bytes read10{0x28, 0, 0, 0, 0, 8, 0, 0, 16, 0};
+    const platform::Bytes read10{0x28, 0, 0, 0, 0, 8, 0, 0, 16, 0};
     const auto data = drive.command(read10, 16 * 512, 10);
     ASSERT_TRUE(data);
     ASSERT_EQ(data->size(), 16u * 512);
     EXPECT_EQ((*data)[0], 8);
     EXPECT_EQ(data->back(), 23);
 
-    const drivekit::Bytes pastEnd{0x88, 0, 0, 0, 0, 0, 0, 0, 0, 79, 0, 0, 0, 2, 0, 0};
+    const platform::Bytes pastEnd{0x88, 0, 0, 0, 0, 0, 0, 0, 0, 79, 0, 0, 0, 2, 0, 0};
     EXPECT_FALSE(drive.command(pastEnd, 1024, 10));
-    EXPECT_FALSE(drive.command(drivekit::Bytes{0x12, 0, 0, 0, 36, 0}, 36, 4));       // INQUIRY
-    EXPECT_FALSE(drive.command(drivekit::Bytes{0x2A, 0, 0, 0, 0, 0, 0, 0, 1, 0}, 0, 4));  // WRITE (10)
+    EXPECT_FALSE(drive.command(platform::Bytes{0x12, 0, 0, 0, 36, 0}, 36, 4));       // INQUIRY
+    EXPECT_FALSE(drive.command(platform::Bytes{0x2A, 0, 0, 0, 0, 0, 0, 0, 1, 0}, 0, 4));  // WRITE (10)
     EXPECT_FALSE(drive.stoppedAnswering());
     std::filesystem::remove(file);
 }

@@ -14,7 +14,6 @@ namespace platform {
 namespace {
 
 using Kind = SGOutcome::Kind;
-using drivekit::Bytes;
 
 // Sense data as the kernel hands it back, byte for byte.
 // libata after SMART RETURN STATUS with the check-condition bit: fixed format, VALID,

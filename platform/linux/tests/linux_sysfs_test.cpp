@@ -55,53 +55,31 @@ class LinuxSysfsTest : public ::testing::Test {
 constexpr const char* diskPath =
     "/sys/devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0/block/sda";
 
-TEST_F(LinuxSysfsTest, ReadsAttributesThroughLinks) {
+TEST_F(LinuxSysfsTest, AnswersThroughLinksAndNothingForWhatIsMissing) {
     const LinuxSysfs sysfs(root_);
-    EXPECT_EQ(sysfs.read("/sys/class/block/sda/stat"), "     52        0     2144");
     // Only the one newline goes; the model's padding stays for the caller to trim.
     EXPECT_EQ(sysfs.read("/sys/class/block/sda/device/model"), "Samsung SSD 870 ");
     EXPECT_EQ(sysfs.read("/sys/class/block/sda/uevent"), "MAJOR=8\nMINOR=0\nDEVNAME=sda\n");
-    EXPECT_EQ(sysfs.read("/sys/block/sda/stat"), "     52        0     2144");
-    EXPECT_EQ(sysfs.read("/sys/class/block/sda/size"), std::nullopt);
     EXPECT_EQ(sysfs.read("/sys/class/block/sda"), std::nullopt);  // a folder
     EXPECT_EQ(sysfs.read("/sys/class/block/dangling"), std::nullopt);
     EXPECT_EQ(sysfs.read("sys/class/block/sda/stat"), std::nullopt);  // relative
-}
 
-TEST_F(LinuxSysfsTest, ListsFoldersSortedWithLinksByName) {
-    const LinuxSysfs sysfs(root_);
-    EXPECT_EQ(sysfs.list("/sys/class/block"),
-              (std::vector<std::string>{"dangling", "loop-a", "loop-b", "sda", "up"}));
-    EXPECT_EQ(sysfs.list("/sys/class/block/sda"),
-              (std::vector<std::string>{"device", "holders", "sda1", "stat", "uevent"}));
+    EXPECT_EQ(sysfs.list("/sys/class/block"), (std::vector<std::string>{"dangling", "loop-a", "loop-b", "sda", "up"}));
     EXPECT_EQ(sysfs.list("/sys/class/block/sda/holders"), std::vector<std::string>{"dm-0"});
     EXPECT_TRUE(sysfs.list("/sys/class/block/sda/stat").empty());
-    EXPECT_TRUE(sysfs.list("/sys/class/nvme").empty());
-}
 
-TEST_F(LinuxSysfsTest, ExistsFollowsLinks) {
-    const LinuxSysfs sysfs(root_);
     EXPECT_TRUE(sysfs.exists("/sys/class/block/sda/sda1/partition"));
-    EXPECT_FALSE(sysfs.exists("/sys/class/block/sda/partition"));
-    EXPECT_TRUE(sysfs.exists("/sys/class/block/sda/holders/dm-0"));
     EXPECT_FALSE(sysfs.exists("/sys/class/block/dangling"));
     EXPECT_FALSE(sysfs.exists("/sys/class/block/loop-a"));
-}
 
-TEST_F(LinuxSysfsTest, ReadLinkGivesTheTargetText) {
-    const LinuxSysfs sysfs(root_);
     EXPECT_EQ(sysfs.readLink("/sys/class/block/sda/device/subsystem"), "../../../bus/scsi");
-    EXPECT_EQ(sysfs.readLink("/sys/class/block/sda/device"), "../../../0:0:0:0");
     EXPECT_EQ(sysfs.readLink("/sys/class/block/dangling"), "gone");
     EXPECT_EQ(sysfs.readLink("/sys/class/block/sda/stat"), std::nullopt);
-    EXPECT_EQ(sysfs.readLink("/sys/class/block/nothing"), std::nullopt);
 }
 
 TEST_F(LinuxSysfsTest, ResolveStaysInsideTheTree) {
     const LinuxSysfs sysfs(root_);
     EXPECT_EQ(sysfs.resolve("/sys/class/block/sda"), diskPath);
-    EXPECT_EQ(sysfs.resolve("/sys/class/block/sda/device"),
-              "/sys/devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0");
     EXPECT_EQ(sysfs.resolve("/sys/class/block/sda/holders/dm-0"),
               "/sys/devices/virtual/block/dm-0");
     // ".." after a link is taken from the link's target, as the kernel does.
@@ -111,10 +89,8 @@ TEST_F(LinuxSysfsTest, ResolveStaysInsideTheTree) {
     // Climbing past the top ends at the top of the tree, never at the host's folders.
     EXPECT_EQ(sysfs.resolve("/sys/class/block/up"), "/");
     EXPECT_EQ(sysfs.resolve("/../../sys/class"), "/sys/class");
-    EXPECT_EQ(sysfs.resolve("/"), "/");
     EXPECT_EQ(sysfs.resolve("/sys/class/block/dangling"), std::nullopt);
     EXPECT_EQ(sysfs.resolve("/sys/class/block/loop-a"), std::nullopt);
-    EXPECT_EQ(sysfs.resolve("/sys/class/block/sdb"), std::nullopt);
     EXPECT_EQ(sysfs.resolve(""), std::nullopt);
 }
 

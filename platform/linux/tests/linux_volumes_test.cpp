@@ -132,7 +132,7 @@ TEST_F(Volumes, FindsEveryMountOfTheDiskInnermostFirst) {
 
 TEST_F(Volumes, UnmountsAndMountsBackUnderTheNewName) {
     LinuxVolumes volumes(sysfs, mounts, calls);
-    EXPECT_EQ(volumes.unmountWhole("sdb", 30), std::nullopt);
+    EXPECT_TRUE(volumes.unmountWhole("sdb", 30));
     EXPECT_EQ(done, (Lines{"umount /media/lab/Vault/snap", "umount /media/lab/Vault",
                            "umount /media/lab/Photos"}));
     EXPECT_EQ(mounts.table.size(), 1u);
@@ -153,7 +153,7 @@ TEST_F(Volumes, UnmountsAndMountsBackUnderTheNewName) {
 
 TEST_F(Volumes, MountsBackWithItsOptionsAndNeverThroughALink) {
     LinuxVolumes volumes(sysfs, mounts, calls);
-    ASSERT_EQ(volumes.unmountWhole("sdb", 30), std::nullopt);
+    ASSERT_TRUE(volumes.unmountWhole("sdb", 30));
     // While the drive was away a user put a link where the vault's folder was.
     links.insert("/media/lab/Vault");
     done.clear();
@@ -168,9 +168,10 @@ TEST_F(Volumes, ARefusalStopsAndIsReported) {
     LinuxVolumes volumes(sysfs, mounts, calls);
     busy.insert("/media/lab/Vault");
     const auto refused = volumes.unmountWhole("sdb", 30);
-    ASSERT_TRUE(refused);
-    EXPECT_EQ(refused->kind, UnmountFailure::Kind::refused);
-    EXPECT_NE(refused->reason.find("busy"), std::string::npos);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().kind, UnmountFailure::Kind::refused);
+    EXPECT_EQ(refused.error().code, EBUSY);
+    EXPECT_NE(refused.error().reason.find("busy"), std::string::npos);
     EXPECT_EQ(done.size(), 2u);
     // What went is mounted back, with its flags.
     done.clear();
@@ -178,7 +179,7 @@ TEST_F(Volumes, ARefusalStopsAndIsReported) {
     EXPECT_EQ(done, (Lines{"mount /dev/sdb1 /media/lab/Vault/snap btrfs " + std::to_string(MS_RDONLY) +
                            " subvol=/snap"}));
 
-    EXPECT_EQ(volumes.unmountWhole("sdz", 30)->kind, UnmountFailure::Kind::noDisk);
+    EXPECT_EQ(volumes.unmountWhole("sdz", 30).error().kind, UnmountFailure::Kind::noDisk);
 }
 
 TEST_F(Volumes, AnUnmountThatHangsTimesOut) {
@@ -192,8 +193,8 @@ TEST_F(Volumes, AnUnmountThatHangsTimesOut) {
     LinuxVolumes volumes(sysfs, mounts, hanging);
     const auto failure = volumes.unmountWhole("sdb", 0.01);
     gate->set_value();
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->kind, UnmountFailure::Kind::timeout);
+    ASSERT_FALSE(failure);
+    EXPECT_EQ(failure.error().kind, UnmountFailure::Kind::timeout);
 }
 
 TEST(FileHolders, NamesEachProcessByItsFirstHoldOnTheVolume) {

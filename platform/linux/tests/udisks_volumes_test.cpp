@@ -193,7 +193,7 @@ TEST_F(UDisksVolumesTest, UnmountsInnermostFirstWithoutOptionsAndMountsBackOuter
     startService();
     UDisksVolumes volumes(bus_, sysfs_, mounts_);
 
-    EXPECT_EQ(volumes.unmountWhole("sdb", 30), std::nullopt);
+    EXPECT_TRUE(volumes.unmountWhole("sdb", 30));
     EXPECT_EQ(calls(), (Lines{"Unmount dm_2d0 {}", "Unmount sdb1 {}"}));
 
     volumes.mountWhole("sdb");
@@ -207,7 +207,7 @@ TEST_F(UDisksVolumesTest, UnmountsInnermostFirstWithoutOptionsAndMountsBackOuter
 TEST_F(UDisksVolumesTest, ADiskBackUnderAnotherNameGetsItsPartitionsMountedByNumber) {
     startService({"--mounted", "sdc1="});
     UDisksVolumes volumes(bus_, sysfs_, mounts_);
-    ASSERT_EQ(volumes.unmountWhole("sdb", 30), std::nullopt);
+    ASSERT_TRUE(volumes.unmountWhole("sdb", 30));
 
     volumes.mountWhole("sdc");
     EXPECT_EQ(calls(), (Lines{"Unmount dm_2d0 {}", "Unmount sdb1 {}", "Mount sdc1 {}", "Mount dm_2d0 {}"}));
@@ -225,9 +225,9 @@ TEST_F(UDisksVolumesTest, ABusyVolumeIsTheKernelsBusyRefusalAndStopsTheUnmountin
     busyKernel.holdFolder = [](const std::string&) { return -1; };
     busyKernel.release = [](int) {};
     platform::LinuxVolumes kernel(sysfs_, mounts_, busyKernel);
-    EXPECT_EQ(refused, kernel.unmountWhole("sdb", 30));
-    ASSERT_TRUE(refused.has_value());
-    EXPECT_EQ(refused->kind, platform::UnmountFailure::Kind::refused);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error(), kernel.unmountWhole("sdb", 30).error());
+    EXPECT_EQ(refused.error().kind, platform::UnmountFailure::Kind::refused);
     EXPECT_EQ(calls(), (Lines{"Unmount dm_2d0 {}"}));
 }
 
@@ -235,7 +235,7 @@ TEST_F(UDisksVolumesTest, OtherRefusalsCarryTheServicesMessage) {
     startService({"--fail", "sdb1=NotAuthorizedCanObtain"});
     UDisksVolumes volumes(bus_, sysfs_, mounts_);
 
-    EXPECT_EQ(volumes.unmountWhole("sdb", 30),
+    EXPECT_EQ(volumes.unmountWhole("sdb", 30).error(),
               (platform::UnmountFailure{platform::UnmountFailure::Kind::refused,
                                         "Not authorized to perform operation"}));
     // What went before the refusal is mounted back.
@@ -247,8 +247,8 @@ TEST_F(UDisksVolumesTest, ASilentServiceIsATimeOutAndAnUnknownDiskIsNoDisk) {
     startService({"--silent", "dm_2d0"});
     UDisksVolumes volumes(bus_, sysfs_, mounts_);
 
-    EXPECT_EQ(volumes.unmountWhole("sdb", 0.2)->kind, platform::UnmountFailure::Kind::timeout);
-    EXPECT_EQ(volumes.unmountWhole("sdz", 30)->kind, platform::UnmountFailure::Kind::noDisk);
+    EXPECT_EQ(volumes.unmountWhole("sdb", 0.2).error().kind, platform::UnmountFailure::Kind::timeout);
+    EXPECT_EQ(volumes.unmountWhole("sdz", 30).error().kind, platform::UnmountFailure::Kind::noDisk);
     EXPECT_EQ(calls(), (Lines{"Unmount dm_2d0 {}"}));
 }
 

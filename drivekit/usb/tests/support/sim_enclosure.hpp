@@ -73,7 +73,7 @@ public:
     SimEnclosure();
     explicit SimEnclosure(Layout layout);
 
-    SimATADisk disk;
+    SimATADisk disk = ataDisk();
     /// The disks of LUN 1 and up (a card reader's other slots); a command to a LUN with
     /// no disk ends in CHECK CONDITION.
     std::vector<SimATADisk> otherLUNs;

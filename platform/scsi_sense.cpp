@@ -1,11 +1,11 @@
-#include "drivekit/health/sense.hpp"
+#include "platform/scsi_sense.hpp"
 
 #include <array>
 #include <algorithm>
 
-#include "drivekit/core/text.hpp"
+#include "platform/format.hpp"
 
-namespace drivekit::Sense {
+namespace platform::Sense {
 namespace {
 
 constexpr std::uint8_t fixedCurrent = 0x70, fixedDeferred = 0x71;
@@ -135,7 +135,7 @@ std::string_view keyName(std::uint8_t key) {
 
 std::string describe(const Data& data) {
     std::string line = std::string(keyName(data.key)) +
-                       text::format(", ASC/ASCQ %02Xh/%02Xh", data.asc, data.ascq);
+                       platform::format(", ASC/ASCQ %02Xh/%02Xh", data.asc, data.ascq);
     for (const auto& meaning : meanings) {
         if (meaning.asc == data.asc && meaning.ascq == data.ascq) {
             line += " (" + std::string(meaning.text) + ")";
@@ -146,4 +146,4 @@ std::string describe(const Data& data) {
     return line;
 }
 
-}  // namespace drivekit::Sense
+}  // namespace platform::Sense
