@@ -134,6 +134,8 @@ std::string usageText() {
            "                            start a drive's own self-test, or follow it\n"
            "  watch [--json]            print drives as they are plugged in and removed\n"
            "  scan DEVICE [--quick|--full] [--json]   read the whole drive for bad blocks\n"
+           "  monitor [--once]          watch every drive, keep its readings, log each change\n"
+           "  history DEVICE [--json]   a drive's kept readings and the forecast they give\n"
            "\n"
            "Options:\n"
            "  --demo[=FILE] COMMAND     run the command on a described demo machine instead of\n"

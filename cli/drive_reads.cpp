@@ -23,6 +23,8 @@ class NothingProbed final : public platform::BlockProbe {
 const NothingMounted nothingMounted;
 const NothingProbed nothingProbed;
 
+}  // namespace
+
 app::ReadContext readContext(const Machine& machine) {
     drivekit::Discovery::Sources sources{
         machine.sysfs, machine.mounts ? *machine.mounts : nothingMounted,
@@ -40,8 +42,6 @@ app::ReadContext readContext(const Machine& machine) {
     }
     return context;
 }
-
-}  // namespace
 
 std::vector<app::DriveRead> readMachineDrives(const Machine& machine, bool wake) {
     app::ReadContext context = readContext(machine);

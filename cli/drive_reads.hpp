@@ -11,6 +11,9 @@
 
 namespace cli {
 
+/// What a pass reads the machine with (discovery, NVMe, live ATA, free space).
+app::ReadContext readContext(const Machine& machine);
+
 /// Every shown drive of the machine, read live, in discovery's order.
 std::vector<app::DriveRead> readMachineDrives(const Machine& machine, bool wake = false);
 
