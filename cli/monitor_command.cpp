@@ -64,8 +64,9 @@ std::vector<std::string> passLines(const app::PassReport& pass, bool first) {
                                                static_cast<unsigned long long>(pass.ticket)));
         return lines;
     }
-    lines.push_back(drivekit::text::format("pass %llu: %zu drives in %.2f s", static_cast<unsigned long long>(pass.ticket),
-                                           pass.drives.size(), pass.seconds));
+    lines.push_back(drivekit::text::format("pass %llu: %zu %s in %.2f s", static_cast<unsigned long long>(pass.ticket),
+                                           pass.drives.size(), pass.drives.size() == 1 ? "drive" : "drives",
+                                           pass.seconds));
     const auto find = [](const std::vector<app::DriveSummary>& list, const std::string& id) {
         const auto it = std::find_if(list.begin(), list.end(), [&](const app::DriveSummary& d) { return d.id == id; });
         return it == list.end() ? nullptr : &*it;
