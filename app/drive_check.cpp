@@ -114,26 +114,6 @@ bool captureMayHelp(const Failure& live) {
            live.kind == Failure::Kind::readFailed;
 }
 
-ReadContext contextOf(const Machine& machine) {
-    ReadContext context{sourcesOf(machine), machine.nvme, nullptr, nullptr, true,
-                        false, machine.concurrentReads};
-    if (machine.openSCSI) {
-        context.connect = [&machine](std::string_view name) -> std::unique_ptr<SCSIDrive> {
-            auto opened = machine.openSCSI(name);
-            if (!opened) return nullptr;
-            return std::move(opened).value();
-        };
-    }
-    if (machine.space) {
-        const platform::VolumeSpace& space = *machine.space;
-        context.freeSpace = [&space](std::string_view mountPoint) -> std::optional<FreeSpace> {
-            const auto figures = space.space(mountPoint);
-            if (!figures) return std::nullopt;
-            return FreeSpace{figures->free, figures->total};
-        };
-    }
-    return context;
-}
 
 CheckedDrive checked(DriveRead read, bool shown, const Machine& machine) {
     HealthDocument document = documentOf(read, machine);
@@ -157,7 +137,7 @@ std::optional<Failure> refuseName(const Machine& machine, const std::string& nam
 Result<CheckedDrive, Failure> checkDrive(Machine& machine, const CheckRequest& request) {
     const std::string& name = request.name;
     if (auto refused = refuseName(machine, name)) return Unexpected(std::move(*refused));
-    const ReadContext context = contextOf(machine);
+    const ReadContext context = readContextOf(machine);
     const std::optional<Drive> discovered = Discovery::drive(name, context.discovery);
     if (!discovered) return Unexpected(failure(Failure::Kind::unknownKind, name));
     const Drive& drive = *discovered;
@@ -201,7 +181,7 @@ Result<CheckedDrive, Failure> checkDrive(Machine& machine, const CheckRequest& r
 }
 
 std::optional<CheckedDrive> unreadDrive(const Machine& machine, const std::string& name) {
-    const ReadContext context = contextOf(machine);
+    const ReadContext context = readContextOf(machine);
     const auto drive = Discovery::drive(name, context.discovery);
     if (!drive) return std::nullopt;
     auto read = summarized(*drive, {}, context);
@@ -211,7 +191,7 @@ std::optional<CheckedDrive> unreadDrive(const Machine& machine, const std::strin
 
 std::vector<std::string> nvmeDriveNames(const Machine& machine) {
     std::vector<std::string> names;
-    for (const auto& drive : Discovery::allDrives(contextOf(machine).discovery)) {
+    for (const auto& drive : Discovery::allDrives(readContextOf(machine).discovery)) {
         if (SummaryBuilder::readStep(drive, false, true) == SummaryBuilder::ReadStep::nvme) {
             names.push_back(drive.bsdName);
         }
@@ -220,7 +200,7 @@ std::vector<std::string> nvmeDriveNames(const Machine& machine) {
 }
 
 std::vector<DriveRead> readEveryDrive(const Machine& machine, bool wake) {
-    ReadContext context = contextOf(machine);
+    ReadContext context = readContextOf(machine);
     context.wake = wake;
     return readDrives({}, true, context);
 }
@@ -255,6 +235,27 @@ std::optional<std::string> systemDriveName(const Machine& machine) {
         if (drive.hostsBootVolume) return drive.bsdName;
     }
     return std::nullopt;
+}
+
+ReadContext readContextOf(const Machine& machine) {
+    ReadContext context{sourcesOf(machine), machine.nvme, nullptr, nullptr, true,
+                        false, machine.concurrentReads};
+    if (machine.openSCSI) {
+        context.connect = [&machine](std::string_view name) -> std::unique_ptr<SCSIDrive> {
+            auto opened = machine.openSCSI(name);
+            if (!opened) return nullptr;
+            return std::move(opened).value();
+        };
+    }
+    if (machine.space) {
+        const platform::VolumeSpace& space = *machine.space;
+        context.freeSpace = [&space](std::string_view mountPoint) -> std::optional<FreeSpace> {
+            const auto figures = space.space(mountPoint);
+            if (!figures) return std::nullopt;
+            return FreeSpace{figures->free, figures->total};
+        };
+    }
+    return context;
 }
 
 }  // namespace app

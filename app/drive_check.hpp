@@ -84,6 +84,10 @@ std::optional<DriveRead> readDriveHolding(Machine& machine, const std::string& f
 /// The kernel name of the drive that holds the root file system; nothing when unknown.
 std::optional<std::string> systemDriveName(const Machine& machine);
 
+/// How a pass reads the drives of this machine: its discovery sources, its readers and
+/// whether it may read drives concurrently. Sleeping disks are left asleep.
+ReadContext readContextOf(const Machine& machine);
+
 /// The failure of opening a disk's pass-through with this errno.
 Failure openFailure(int error, const std::string& device);
 

@@ -136,6 +136,8 @@ std::string usageText() {
            "  scan DEVICE [--quick|--full] [--json]   read the whole drive for bad blocks\n"
            "  writes [--since 24h|7d|30d] [--json]   the programs that write the most\n"
            "  bench DIRECTORY [--json]  four speed tests on a temporary file in the folder\n"
+           "  monitor [--once]          watch every drive, keep its readings, log each change\n"
+           "  history DEVICE [--json]   a drive's kept readings and the forecast they give\n"
            "\n"
            "Options:\n"
            "  --demo[=FILE] COMMAND     run the command on a described demo machine instead of\n"

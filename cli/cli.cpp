@@ -14,6 +14,7 @@
 #include "cli/check_command.hpp"
 #include "cli/exit_codes.hpp"
 #include "cli/list_command.hpp"
+#include "cli/monitor_command.hpp"
 #include "cli/printable_stream.hpp"
 #include "cli/scan_command.hpp"
 #include "cli/selftest_command.hpp"
@@ -78,6 +79,22 @@ int runDemo(const std::vector<std::string_view>& args, const std::string& file, 
 }
 
 int run(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out, std::ostream& err) {
+    // The store's commands parse their own options; --demo keeps their files apart.
+    const bool demo = !args.empty() && args.front().starts_with("--demo");
+    if (args.size() > (demo ? 1u : 0u)) {
+        const std::vector<std::string_view> rest(args.begin() + (demo ? 2 : 1), args.end());
+        const auto command = args[demo ? 1 : 0];
+        PrintableStream printableErr(err, true);
+        if (command == "monitor") {
+            PrintableStream printableOut(out, true);
+            return runMonitorCommand(rest, machine, demo, printableOut, printableErr);
+        }
+        if (command == "history") {
+            const bool json = std::find(rest.begin(), rest.end(), "--json") != rest.end();
+            PrintableStream printableOut(out, !json);
+            return runHistoryCommand(rest, machine, demo, printableOut, printableErr);
+        }
+    }
     // scan, writes and bench parse their own arguments.
     const std::string_view command = args.empty() ? std::string_view() : args.front();
     const bool ownArguments = command == "scan" || command == "writes" || command == "bench";
@@ -105,6 +122,10 @@ int main(int argc, char** argv) {
         // The desktop application is not part of this build yet; the terminal commands are.
         std::cerr << usageText();
         return exitUsage;
+    }
+    if (args.size() > 1 && args.front().starts_with("--demo") && (args[1] == "monitor" || args[1] == "history")) {
+        const auto file = args.front() == "--demo" ? std::string() : std::string(args.front().substr(7));
+        return outputChecked(runDemo(args, file, std::cout, std::cerr));
     }
     if (const auto parsed = parseArguments(args); parsed.arguments && parsed.arguments->demo) {
         return outputChecked(runDemo(args, *parsed.arguments->demo, std::cout, std::cerr));

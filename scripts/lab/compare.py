@@ -883,6 +883,35 @@ def bench_checks(name, found, tap):
                   f"{name}: benchmarks.json keeps the run of the drive", text[:200])
     except (ValueError, KeyError, TypeError, StopIteration):
         tap.check(False, f"{name}: benchmarks.json was written", text[:200])
+def monitor_checks(name, found, tap):
+    text, rc = found.get("monitor-second", ("", -1))
+    pid = re.search(r"^pid=(\d+)$", text, re.M)
+    tap.check("rc=0" in text and pid is not None and f"another vantrel runs (pid {pid.group(1)})" in text,
+              f"{name}: a second monitor defers to the first and ends with exit 0", text[-300:])
+    log, rc = found.get("monitor-log", ("", -1))
+    tap.check(rc == 0, f"{name}: SIGTERM ends the monitor with exit 0", f"rc={rc}")
+    steps, _, out = log.partition("----")
+    tap.check("first-pass=0" in steps and "plug-passes=0" in steps and "unplug-passes=0" in steps,
+              f"{name}: the monitor made its passes", steps)
+    lines = out.splitlines()
+    passes = [line for line in lines if line.startswith("pass ")]
+    marks = {k: int(v) for k, v in re.findall(r"^(plugged-at|unplugged-at)=(\d+)$", steps, re.M)}
+    if len(marks) == 2:
+        tap.check(marks["unplugged-at"] - marks["plugged-at"] == 2 and len(passes) == marks["unplugged-at"] + 2,
+                  f"{name}: each burst of events costs one pass and one settling pass", "\n".join(passes))
+    arrived = [line for line in lines if line.startswith("arrived: ")]
+    left = [line for line in lines if line.startswith("left: ")]
+    tap.check(len(arrived) == 1 and len(left) == 1 and arrived[0].split()[1] == left[0].split()[1],
+              f"{name}: one line for the arrival and one for the departure", "\n".join(arrived + left))
+    try:
+        before = json.loads(found["monitor-before"][0])
+        after = json.loads(found["monitor-after"][0])
+    except (KeyError, ValueError):
+        tap.check(False, f"{name}: readings.json was written and parses", "")
+        return
+    new = {r["driveID"] for r in after} - {r["driveID"] for r in before}
+    tap.check(len(new) == 1 and all(set(r) >= {"driveID", "date", "tier"} for r in after),
+              f"{name}: readings.json gained the plugged-in drive", repr(new))
 
 
 def main():
@@ -905,6 +934,8 @@ def main():
         timing_checks(name, found, tap)
     elif name == "watch":
         watch_checks(name, found, tap)
+    elif name == "monitor":
+        monitor_checks(name, found, tap)
     elif name == "capture-kill":
         capture_kill_checks(name, found, tap)
     elif name == "capture-safety":

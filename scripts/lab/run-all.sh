@@ -101,6 +101,9 @@ scenario capture-safety capture-safety.guest.sh -d usb-bot -M vfat -M nls_cp437 
 
 # `vantrel watch` while a USB disk is plugged in and pulled out through QEMU's monitor.
 scenario watch watch.guest.sh -d usb-bot
+# `vantrel monitor` while a USB disk is plugged in and pulled out: a pass and a settling
+# pass per burst, the new drive's reading kept, a second monitor deferring to the first.
+scenario monitor monitor.guest.sh -d usb-bot
 
 # Surface scans with bad sectors injected (compare.py holds the same LBAs): SATA live
 # through SG_IO, NVMe through O_DIRECT, in one boot.

@@ -1,0 +1,287 @@
+#include "cli/monitor_command.hpp"
+
+#include <QCoreApplication>
+#include <QMetaObject>
+#include <QTimer>
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <thread>
+
+#include "app/store/app_requests.hpp"
+#include "app/store/drive_source.hpp"
+#include "app/store/drive_store.hpp"
+#include "app/store/history.hpp"
+#include "app/store/single_instance.hpp"
+#include "app/store/system_stats.hpp"
+#include "app/drive_check.hpp"
+#include "app/shown.hpp"
+#include "cli/exit_codes.hpp"
+
+namespace cli {
+
+namespace {
+
+using drivekit::Tier;
+
+std::optional<std::string> environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? std::optional<std::string>(value) : std::nullopt;
+}
+
+app::StatePaths statePaths(bool demo) {
+    auto paths = app::StatePaths::fromEnvironment(environment);
+    // A demo machine's history never mixes with this computer's.
+    if (demo && !paths.data.empty()) paths.data /= "demo";
+    return paths;
+}
+
+std::atomic<int> stopSignal{0};
+extern "C" void onStopSignal(int signal) { stopSignal = signal; }
+
+int rank(Tier tier) {
+    switch (tier) {
+        case Tier::limited: return -1;
+        case Tier::healthy: return 0;
+        case Tier::watch: return 1;
+        case Tier::warning: return 2;
+        case Tier::failing: return 3;
+        case Tier::failed: return 4;
+    }
+    return -1;
+}
+
+std::string label(const app::DriveSummary& drive) { return drive.bsdName + " (" + drive.name + ")"; }
+
+/// The lines a pass is worth: the pass itself, then each drive that came, left or changed
+/// its tier.
+std::vector<std::string> passLines(const app::PassReport& pass, bool first) {
+    std::vector<std::string> lines;
+    if (!pass.shown) {
+        lines.push_back(drivekit::text::format("pass %llu dropped, a later one was shown",
+                                               static_cast<unsigned long long>(pass.ticket)));
+        return lines;
+    }
+    lines.push_back(drivekit::text::format("pass %llu: %zu %s in %.2f s", static_cast<unsigned long long>(pass.ticket),
+                                           pass.drives.size(), pass.drives.size() == 1 ? "drive" : "drives",
+                                           pass.seconds));
+    const auto find = [](const std::vector<app::DriveSummary>& list, const std::string& id) {
+        const auto it = std::find_if(list.begin(), list.end(), [&](const app::DriveSummary& d) { return d.id == id; });
+        return it == list.end() ? nullptr : &*it;
+    };
+    for (const auto& drive : pass.drives) {
+        const auto* old = find(pass.previous, drive.id);
+        const std::string tier(drivekit::TierText::raw(drive.tier));
+        if (old == nullptr) {
+            if (!first) lines.push_back("arrived: " + label(drive) + ", " + tier);
+            if (rank(drive.tier) >= rank(Tier::warning)) lines.push_back("needs care: " + label(drive) + ": " + drive.line);
+        } else if (old->tier != drive.tier) {
+            lines.push_back("tier: " + label(drive) + ": " + std::string(drivekit::TierText::raw(old->tier)) +
+                            " \u2192 " + tier + (rank(drive.tier) > rank(old->tier) ? ": " + drive.line : ""));
+        }
+    }
+    for (const auto& old : pass.previous) {
+        if (find(pass.drives, old.id) == nullptr) lines.push_back("left: " + label(old));
+    }
+    return lines;
+}
+
+bool needsCare(const std::vector<app::DriveSummary>& drives) {
+    return std::any_of(drives.begin(), drives.end(),
+                       [](const app::DriveSummary& d) { return rank(d.tier) >= rank(Tier::warning); });
+}
+
+}  // namespace
+
+int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machine, bool demo, std::ostream& out,
+                      std::ostream& err) {
+    bool once = false;
+    for (const auto arg : args) {
+        if (arg == "--once") {
+            once = true;
+        } else if (arg == "--help" || arg == "-h") {
+            out << "Usage: vantrel monitor [--once]\n"
+                   "Watches every drive: a pass every few minutes (the checkMinutes preference) and\n"
+                   "when a disk is plugged in or removed, one line per pass and per change, readings\n"
+                   "kept in $XDG_DATA_HOME/vantrel. --once makes one pass and ends. Sleeping disks\n"
+                   "are left asleep.\n";
+            return exitOK;
+        } else {
+            err << "vantrel: unknown option for monitor: " << arg << ". Run vantrel monitor --help.\n";
+            return exitUsage;
+        }
+    }
+
+    // One instance per session: a second one asks the first for a pass and defers to it.
+    const auto lock = app::SingleInstance::acquire(app::SingleInstance::lockFile(environment));
+    int argc = 1;
+    char name[] = "vantrel";
+    char* argv[] = {name, nullptr};
+    QCoreApplication application(argc, argv);
+    if (!lock.isInstance) {
+        std::string why;
+        const bool handed = app::AppRequests::handOver("vantrel://drive", why);
+        out << "another vantrel runs" << (lock.holder ? " (pid " + std::to_string(*lock.holder) + ")" : std::string())
+            << "; it keeps the drives" << (handed ? "" : " (not reached on the session bus: " + why + ")") << '\n';
+        return exitOK;
+    }
+
+    app::QtTimers timers;
+    const app::StatePaths paths = statePaths(demo);
+    app::ReadContext context = app::readContextOf(machine);
+    context.wake = false;  // a monitor must never keep disks spinning
+    app::LinuxProcFiles procFiles;
+    std::optional<app::SystemStats> system;
+
+    app::DriveStore::Services services;
+    services.read = app::driveSource(context);
+    // The demo machine's fixtures aren't made to be read from two threads at once.
+    services.background = machine.concurrentReads
+                              ? app::qtBackground(&application)
+                              : app::Background([](auto read, auto back) { back(read()); });
+    services.timers = &timers;
+    services.paths = paths;
+    services.locale = machine.locale;
+    services.log = [&out](const std::string& line) { out << line << std::endl; };
+    services.system = [&]() -> std::optional<app::SystemMark> {
+        if (demo) return std::nullopt;
+        system = app::SystemStatsReader::updated(system, app::SystemStatsReader::read(procFiles, std::nullopt));
+        return system->mark();
+    };
+    app::DriveStore store(std::move(services), app::StateFiles::readPrefs(paths.prefs()));
+    bool first = true;
+    store.onPass = [&](const app::PassReport& pass) {
+        for (const auto& line : passLines(pass, first)) out << line << std::endl;
+        if (pass.shown) first = false;
+    };
+
+    if (once) {
+        // Quit only works once the loop runs: the pass starts from inside it.
+        QTimer::singleShot(0, &application, [&] { store.refresh([&] { application.quit(); }); });
+        application.exec();
+        store.withdrawShared();
+        return needsCare(store.allDrives()) ? exitNeedsCare : exitOK;
+    }
+
+    app::AppRequests requests(store, timers);
+    if (std::string why; !requests.publish(why)) out << "requests from other programs: " << why << std::endl;
+
+    stopSignal = 0;
+    std::signal(SIGINT, onStopSignal);
+    std::signal(SIGTERM, onStopSignal);
+    QTimer stopWatch;
+    QObject::connect(&stopWatch, &QTimer::timeout, &application, [&] {
+        if (stopSignal != 0) application.quit();
+    });
+    stopWatch.start(200);
+
+    // Disk events come from udev on a thread of their own and are handed to the store's.
+    std::atomic<bool> running{true};
+    std::thread events;
+    if (!demo) {
+        std::string why;
+        if (auto monitor = machine.openDiskEvents ? machine.openDiskEvents(why) : nullptr) {
+            events = std::thread([&running, &store, &out, monitor = std::move(monitor)] {
+                while (running) {
+                    for (const auto& event : monitor->wait(std::chrono::milliseconds(500))) {
+                        const std::string line = std::string(event.action == platform::DiskEvent::Action::added
+                                                                 ? "event: added "
+                                                                 : "event: removed ") +
+                                                 event.name;
+                        QMetaObject::invokeMethod(
+                            &store,
+                            [&store, &out, line] {
+                                out << line << std::endl;
+                                store.scheduleRefresh();
+                            },
+                            Qt::QueuedConnection);
+                    }
+                }
+            });
+        } else {
+            out << "disk events: " << why << "; passes only on the poller's cadence" << std::endl;
+        }
+    }
+
+    store.start();
+    application.exec();
+    running = false;
+    if (events.joinable()) events.join();
+    store.withdrawShared();
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+    return exitOK;
+}
+
+int runHistoryCommand(const std::vector<std::string_view>& args, Machine& machine, bool demo, std::ostream& out,
+                      std::ostream& err) {
+    std::optional<std::string> device;
+    bool json = false;
+    for (const auto arg : args) {
+        if (arg == "--json") {
+            json = true;
+        } else if (arg == "--help" || arg == "-h") {
+            out << "Usage: vantrel history DEVICE [--json]\n"
+                   "The readings kept of a drive (nvme0n1, sda or its id) and the forecast they give.\n";
+            return exitOK;
+        } else if (!device && !arg.starts_with("-")) {
+            device = std::string(arg.starts_with("/dev/") ? arg.substr(5) : arg);
+        } else {
+            err << "vantrel: unknown option for history: " << arg << ". Run vantrel history --help.\n";
+            return exitUsage;
+        }
+    }
+    if (!device) {
+        err << "vantrel: history needs a drive: vantrel history nvme0n1.\n";
+        return exitUsage;
+    }
+    const app::StatePaths paths = statePaths(demo);
+    const auto all = app::StateFiles::readReadings(paths.readings());
+    // Readings are kept by drive id; the known drives tell which id a kernel name had
+    // last.
+    std::optional<app::DriveSummary> known;
+    for (const auto& [key, entry] : app::StateFiles::readKnownDrives(paths.knownDrives()).entries) {
+        if ((entry.drive.bsdName == *device || entry.drive.id == *device) && (!known || entry.drive.id == *device)) {
+            known = entry.drive;
+        }
+    }
+    const std::string id = known ? known->id : *device;
+    const auto readings = app::ForecastHistory::sameDrive(app::Readings::of(all, id));
+    if (readings.empty()) {
+        err << "vantrel: no readings of " << *device << " are kept.\n";
+        return exitNoDevice;
+    }
+    std::optional<drivekit::LifeForecast> forecast;
+    const auto& last = readings.back();
+    if (last.lifeLeft && last.writtenBytes && known && known->id != known->bsdName) {
+        forecast = app::ForecastHistory::refined(100 - *last.lifeLeft, *last.writtenBytes, known->capacityBytes, readings);
+    }
+    if (json) {
+        drivekit::json::Object object;
+        object["driveID"] = id;
+        if (known) object["name"] = known->name;
+        object["readings"] = app::Readings::toJSON(readings);
+        if (forecast) object["forecast"] = drivekit::ReportJSON::forecast(*forecast);
+        out << drivekit::json::dump(object) << '\n';
+        return exitOK;
+    }
+    out << (known ? known->name + " (" + id + ")" : id) << ": " << readings.size() << " readings\n";
+    out << "date                  tier      score  life  temp  spare  errors  written\n";
+    const auto optional = [](const auto& value) { return value ? std::to_string(*value) : std::string("-"); };
+    for (const auto& r : readings) {
+        out << drivekit::text::format("%-21s %-9s %5s %5s %5s %6s %7s  %s\n", drivekit::json::isoDate(r.date).c_str(),
+                                      std::string(drivekit::TierText::raw(r.tier)).c_str(), optional(r.score).c_str(),
+                                      optional(r.lifeLeft).c_str(), optional(r.temperatureC).c_str(),
+                                      optional(r.spare).c_str(), optional(r.dataErrors).c_str(),
+                                      optional(r.writtenBytes).c_str());
+    }
+    if (forecast) {
+        out << "Forecast from these readings: " << drivekit::LifeForecast::leftSentence(*forecast, machine.locale) << " ("
+            << drivekit::ConfidenceText::raw(forecast->confidence) << " confidence)\n";
+    } else {
+        out << "The readings don't yet give a forecast: it takes two weeks of writes.\n";
+    }
+    return exitOK;
+}
+
+}  // namespace cli
