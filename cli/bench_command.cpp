@@ -34,7 +34,7 @@ void printTable(const std::string& folder, const std::optional<app::DriveRead>& 
     out << drivekit::text::format("%-18s", "Folder") << folder << '\n';
     if (drive) {
         const app::DriveSummary& s = drive->summary;
-        out << drivekit::text::format("%-18s", "Drive") << s.name << " (" << s.bsdName << ")";
+        out << drivekit::text::format("%-18s", "Drive") << drivekit::text::printable(s.name) << " (" << s.bsdName << ")";
         if (s.link) out << ", " << *s.link;
         if (s.ceilingMBps) out << drivekit::text::format(", up to %d MB/s", *s.ceilingMBps);
         out << '\n';

@@ -20,7 +20,7 @@ void printChecked(const app::CheckedDrive& checked, const Locale& locale, std::o
         const std::string& line = checked.shown ? read.summary.line : checked.document.health.line;
         printReport(*read.reading.report, line, read.reading.smartStatus, locale, out);
     } else {
-        out << read.drive.device() << "  " << read.summary.name << "  (" << kindWord(read.drive) << ")\n";
+        out << read.drive.device() << "  " << drivekit::text::printable(read.summary.name) << "  (" << kindWord(read.drive) << ")\n";
     }
     if (checked.shown) printSummary(read.summary, out);
 }

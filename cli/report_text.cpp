@@ -14,7 +14,7 @@ namespace {
 void heading(std::ostream& out, std::string_view title) { out << '\n' << title << '\n'; }
 
 void row(std::ostream& out, std::string_view label, std::string_view value) {
-    out << "  " << std::left << std::setw(34) << label << value << '\n';
+    out << "  " << std::left << std::setw(34) << label << text::printable(value) << '\n';
 }
 
 std::string driveLine(const HealthReport& report, const Locale& locale) {

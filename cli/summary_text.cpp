@@ -70,7 +70,9 @@ void printRow(const Row& row, const std::array<std::size_t, kColumns>& widths, s
 
 void row(std::ostream& out, std::string_view label, std::string_view value) {
     const std::size_t used = width(label);
-    out << "  " << label << std::string(used < 34 ? 34 - used : 1, ' ') << value << '\n';
+    // Values hold drive and volume strings: escaped here, where a line break in one would
+    // still pass the terminal filter and fake a line of its own.
+    out << "  " << label << std::string(used < 34 ? 34 - used : 1, ' ') << text::printable(value) << '\n';
 }
 
 }  // namespace

@@ -132,7 +132,7 @@ void printText(const WritesReport& report, const Options& options,
         if (row.owner.name.empty() || row.owner.name == name) {
             out << name << '\n';
         } else {
-            out << drivekit::text::format("%-20s  %s", name.c_str(), row.owner.name.c_str()) << '\n';
+            out << drivekit::text::format("%-20s  %s", drivekit::text::printable(name).c_str(), drivekit::text::printable(row.owner.name).c_str()) << '\n';
         }
     }
     if (report.driveWritten && driveName) {

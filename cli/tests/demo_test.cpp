@@ -103,7 +103,7 @@ TEST(DemoOption, EscapeSequencesFromADriveNeverReachTheTerminal) {
         text.replace(at, from.size(), to);
     };
     // A memory card's volume label, which names the card in every listing.
-    swap(R"("label": "EOS_DIGITAL")", R"("label": "Evil\u001b]0;owned\u0007\u001b[2J\rvantrel: fake")");
+    swap(R"("label": "EOS_DIGITAL")", R"("label": "Evil\u001b]0;owned\u0007\u001b[2J\rvantrel: fake\nvantrel: forged")");
     const std::string file = std::filesystem::temp_directory_path() /
                              ("vantrel-escape-" + std::to_string(::getpid()) + ".json");
     std::ofstream(file) << text;
@@ -113,6 +113,8 @@ TEST(DemoOption, EscapeSequencesFromADriveNeverReachTheTerminal) {
         const Outcome human = demo(args, file);
         EXPECT_EQ(human.out.find('\x1b'), std::string::npos) << human.out;
         EXPECT_EQ(human.err.find('\x1b'), std::string::npos) << human.err;
+        // A line break inside the label can't start a line of its own.
+        EXPECT_EQ(human.out.find("\nvantrel: forged"), std::string::npos) << human.out;
         // The list cuts long names to fit its columns; the check shows the label whole.
         EXPECT_NE(human.out.find(args[0] == "list" ? R"(Evil\x1b]0;owned\x07)"
                                                    : R"(Evil\x1b]0;owned\x07\x1b[2J\x0dvantrel: fake)"),
@@ -120,7 +122,7 @@ TEST(DemoOption, EscapeSequencesFromADriveNeverReachTheTerminal) {
             << human.out;
     }
     const Outcome json = demo({"list", "--json"}, file);
-    EXPECT_NE(json.out.find(R"(Evil\u001b]0;owned\u0007\u001b[2J\rvantrel: fake)"),
+    EXPECT_NE(json.out.find(R"(Evil\u001b]0;owned\u0007\u001b[2J\rvantrel: fake\nvantrel: forged)"),
               std::string::npos)
         << json.out;
     std::filesystem::remove(file);
