@@ -42,9 +42,11 @@ public:
     virtual Result<void, UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) = 0;
 
     /// Mounts the disk's file systems back where they were before `unmountWhole` (for a
-    /// disk that came back under another name, those of the last disk unmounted). Failures
-    /// are not reported: callers watch the mount table for the outcome.
-    virtual void mountWhole(std::string_view disk) = 0;
+    /// disk that came back under another name, those of the last disk unmounted). Gives one
+    /// sentence for each file system it won't mount because its folder is gone or was
+    /// replaced meanwhile (by a link, say); no other failure is reported: callers watch the
+    /// mount table for the outcome.
+    virtual std::vector<std::string> mountWhole(std::string_view disk) = 0;
 
 protected:
     Volumes() = default;

@@ -47,7 +47,10 @@ struct RecordedVolumes final : platform::Volumes {
         calls.push_back("unmount " + std::string(disk));
         return {};
     }
-    void mountWhole(std::string_view disk) override { calls.push_back("mount " + std::string(disk)); }
+    std::vector<std::string> mountWhole(std::string_view disk) override {
+        calls.push_back("mount " + std::string(disk));
+        return {};
+    }
 };
 struct NoHolders final : platform::FileHolders {
     std::vector<platform::FileHolder> holding(const std::vector<std::string>&) const override { return {}; }

@@ -484,7 +484,9 @@ void waitForReturn(std::uint32_t locationID, int expected, double timeoutSeconds
             if (drive) {
                 const bool none = std::none_of(drive->volumes.begin(), drive->volumes.end(),
                                                [](const Volume& v) { return v.mountPoint.has_value(); });
-                if (none && expected > 0) watch.mountWhole(drive->bsdName);
+                if (none && expected > 0) {
+                    for (const auto& line : watch.mountWhole(drive->bsdName)) log(line);
+                }
                 return;
             }
             if (now >= *stopBy) {
@@ -510,8 +512,12 @@ void waitForReturn(std::uint32_t locationID, int expected, double timeoutSeconds
                 return;
             }
             if (!mountAsked && duration<double>(now - start).count() >= mountAfterSeconds) {
-                watch.mountWhole(drive->bsdName);
                 mountAsked = true;
+                // A volume that won't be mounted back won't come back by waiting.
+                if (const auto refused = watch.mountWhole(drive->bsdName); !refused.empty()) {
+                    for (const auto& line : refused) log(line);
+                    return;
+                }
             }
         }
         watch.sleep(pollSeconds);
@@ -623,7 +629,7 @@ USBSteps steps(const Machine& machine) {
                                  const Log& log) {
         ReturnWatch watch;
         watch.find = [&machine, lun](std::uint32_t wanted) { return driveAt(machine, wanted, lun); };
-        watch.mountWhole = [&machine](const std::string& disk) { machine.volumes.mountWhole(disk); };
+        watch.mountWhole = [&machine](const std::string& disk) { return machine.volumes.mountWhole(disk); };
         watch.clock = &machine.clock;
         watch.sleep = machine.sleep;
         watch.interrupted = machine.interrupted;

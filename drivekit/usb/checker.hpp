@@ -169,7 +169,8 @@ bool isBack(int mounted, int expected,
 struct ReturnWatch {
     /// The drive at that USB location now, from a fresh look; nothing while it's away.
     std::function<std::optional<Drive>(std::uint32_t locationID)> find;
-    std::function<void(const std::string& bsdName)> mountWhole;
+    /// The sentences of file systems it won't mount back (see platform::Volumes).
+    std::function<std::vector<std::string>(const std::string& bsdName)> mountWhole;
     const platform::Clock* clock = nullptr;
     std::function<void(double seconds)> sleep;
     std::function<bool()> interrupted;

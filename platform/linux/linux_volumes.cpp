@@ -282,17 +282,17 @@ std::string LinuxVolumes::identityOf(std::string_view disk) const {
     return match[1].str() + "#" + match[2].str();
 }
 
-void LinuxVolumes::mountWhole(std::string_view disk) {
+std::vector<std::string> LinuxVolumes::mountWhole(std::string_view disk) {
     // The disks of a card reader come back in any order and may swap names: the record is
     // the one of the disk that sat where this one sits now, never one of a name alone.
     if (const std::string here = identityOf(disk); !here.empty()) {
         const auto same = std::find_if(identities_.begin(), identities_.end(),
                                        [&](const auto& entry) { return entry.second == here; });
-        if (same == identities_.end()) return;
+        if (same == identities_.end()) return {};
         if (same->first != disk) {
             const std::string was = same->first;
             auto found = unmounted_.find(was);
-            if (found == unmounted_.end()) return;
+            if (found == unmounted_.end()) return {};
             std::vector<Unmounted> record = std::move(found->second);
             unmounted_.erase(found);
             identities_.erase(was);
@@ -321,12 +321,13 @@ void LinuxVolumes::mountWhole(std::string_view disk) {
         // keep their numbers under the new one. Only while one disk is waiting to come
         // back: with several, a new name could belong to any of them.
         it = unmounted_.find(lastDisk_);
-        if (it == unmounted_.end() || unmounted_.size() != 1) return;
+        if (it == unmounted_.end() || unmounted_.size() != 1) return {};
         renamedFrom = lastDisk_;
     }
     std::set<std::string> mountedNow;
     for (const auto& mount : mounts_.list()) mountedNow.insert(mount.mountPoint);
     const auto& record = it->second;
+    std::vector<std::string> refused;
     for (auto entry = record.rbegin(); entry != record.rend(); ++entry) {
         std::string device = entry->device;
         if (!renamedFrom.empty() && device.starts_with(renamedFrom)) {
@@ -339,14 +340,21 @@ void LinuxVolumes::mountWhole(std::string_view disk) {
             continue;
         }
         const int folder = entry->nested ? calls_.holdFolder(entry->mountPoint) : entry->folder;
-        if (folder >= 0) {
-            calls_.mountAt(folder, lastPart(entry->mountPoint), "/dev/" + device, entry->fileSystem,
-                           entry->flags, entry->data);
-        }
+        const int error = folder >= 0 ? calls_.mountAt(folder, lastPart(entry->mountPoint), "/dev/" + device,
+                                                       entry->fileSystem, entry->flags, entry->data)
+                                      : -folder;
         calls_.release(folder);
+        // The folder is no longer the one it was: never mounted on through whatever now
+        // stands there, and said at once rather than waited for.
+        if (error == ELOOP || error == ENOTDIR || error == ENOENT) {
+            refused.push_back("/dev/" + device + " wasn't mounted back at " + entry->mountPoint +
+                              ": that folder was replaced while the drive was away (" + errnoText(error) +
+                              "). Mount it yourself once the folder is as it was.");
+        }
     }
     identities_.erase(it->first);
     unmounted_.erase(it);
+    return refused;
 }
 
 LinuxVolumes::~LinuxVolumes() {

@@ -67,7 +67,7 @@ public:
     /// Each umount2 may take up to `timeoutSeconds`; one that takes longer is a `timeout`
     /// (the call goes on in the background, and the caller mounts back what went).
     Result<void, UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override;
-    void mountWhole(std::string_view disk) override;
+    std::vector<std::string> mountWhole(std::string_view disk) override;
 
 private:
     struct Unmounted {

@@ -63,7 +63,7 @@ public:
     platform::Result<void, platform::UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override {
         return chosen().unmountWhole(disk, timeoutSeconds);
     }
-    void mountWhole(std::string_view disk) override { chosen().mountWhole(disk); }
+    std::vector<std::string> mountWhole(std::string_view disk) override { return chosen().mountWhole(disk); }
 
 private:
     platform::Volumes& chosen() {
@@ -141,14 +141,14 @@ platform::Result<void, platform::UnmountFailure> UDisksVolumes::unmountWhole(std
     return {};
 }
 
-void UDisksVolumes::mountWhole(std::string_view disk) {
+std::vector<std::string> UDisksVolumes::mountWhole(std::string_view disk) {
     auto it = unmounted_.find(disk);
     std::string renamedFrom;
     if (it == unmounted_.end() || it->second.empty()) {
         // The kernel may give the disk a new name when it finds it again: its partitions
         // keep their numbers under the new one.
         it = unmounted_.find(lastDisk_);
-        if (it == unmounted_.end()) return;
+        if (it == unmounted_.end()) return {};
         renamedFrom = lastDisk_;
     }
     const auto& devices = it->second;
@@ -162,6 +162,8 @@ void UDisksVolumes::mountWhole(std::string_view disk) {
         callFilesystem(bus_, name, "Mount", mountWaitMs);
     }
     unmounted_.erase(it);
+    // The disk service chooses the mount points itself, never through a user's link.
+    return {};
 }
 
 bool diskServiceRuns(const QDBusConnection& bus) {

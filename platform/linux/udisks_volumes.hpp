@@ -48,7 +48,7 @@ public:
     platform::Result<void, platform::UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override;
     /// Mounts where the service chooses (its folder under /media); a file system somebody
     /// mounted already (the automounter) is left as it is.
-    void mountWhole(std::string_view disk) override;
+    std::vector<std::string> mountWhole(std::string_view disk) override;
 
 private:
     const QDBusConnection bus_;

@@ -695,6 +695,8 @@ def capture_safety_checks(name, found, tap):
               f"{name}: the link's target is untouched", text[-400:])
     tap.check("lun1-mounted: /dev/" not in text,
               f"{name}: the volume is not mounted through the link", text[-400:])
+    tap.check("wasn't mounted back at /media/lab/CARDB: that folder was replaced" in text,
+              f"{name}: the check says at once that the volume wasn't mounted back", text[-400:])
 
 
 def capture_kill_checks(name, found, tap):

@@ -308,7 +308,11 @@ TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
     Checker::ReturnWatch watch;
     watch.clock = &clock;
     watch.sleep = [&](double s) { clock.advance(s); };
-    watch.mountWhole = [&](const std::string& disk) { mounts.push_back(disk); };
+    Lines refusals;
+    watch.mountWhole = [&](const std::string& disk) {
+        mounts.push_back(disk);
+        return refusals;
+    };
     // Away for the first second, then back as sdc with one of its two volumes mounted.
     watch.find = [&](std::uint32_t) -> std::optional<Drive> {
         if (++looks <= 2) return std::nullopt;
@@ -336,6 +340,17 @@ TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
     EXPECT_EQ(mounts, (Lines{"sdc"}));
     EXPECT_EQ(log, (Lines{"The drive is back, but Linux hadn't mounted it after 120 s. If it doesn't "
                           "appear, unplug it and plug it back in."}));
+
+    // A volume whose folder was replaced meanwhile won't come back: said at once, at the
+    // first mount, not after the whole wait.
+    log.clear();
+    mounts.clear();
+    clock.at = {};
+    refusals = {"/dev/sdc1 wasn't mounted back at /media/a: that folder was replaced."};
+    Checker::waitForReturn(location, 1, 120, writer, watch);
+    EXPECT_EQ(log, refusals);
+    EXPECT_LE(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 31.0);
+    refusals.clear();
 
     // A drive without volumes is back as soon as it is seen.
     log.clear();

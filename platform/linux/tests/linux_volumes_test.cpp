@@ -157,8 +157,11 @@ TEST_F(Volumes, MountsBackWithItsOptionsAndNeverThroughALink) {
     // While the drive was away a user put a link where the vault's folder was.
     links.insert("/media/lab/Vault");
     done.clear();
-    volumes.mountWhole("sdb");
-    // Neither the vault nor the snapshot inside it is mounted through the link.
+    const auto refused = volumes.mountWhole("sdb");
+    // Neither the vault nor the snapshot inside it is mounted through the link, and each
+    // is said at once.
+    ASSERT_EQ(refused.size(), 2u);
+    EXPECT_NE(refused[0].find("wasn't mounted back at /media/lab/Vault"), std::string::npos) << refused[0];
     EXPECT_EQ(done, (Lines{"mount /dev/sdb1 /media/lab/Photos vfat " +
                                std::to_string(MS_NOSUID | MS_NODEV | MS_RELATIME) +
                                " uid=1000,gid=1000,fmask=0022,dmask=0022,codepage=437"}));
