@@ -14,7 +14,7 @@ packages=(
 )
 lab_packages=(
   qemu-system-x86 qemu-utils linux-image-amd64 busybox-static smartmontools nvme-cli
-  sg3-utils usbutils udev kmod cpio gzip python3
+  sg3-utils usbutils udev kmod cpio gzip python3 dmsetup e2fsprogs util-linux fio
 )
 [[ "${1:-}" == "--lab" ]] && packages+=("${lab_packages[@]}")
 
