@@ -200,8 +200,6 @@ TEST_F(Commands, FailuresAreOneSentenceAndTheirExitCode) {
     const std::vector<Case> cases = {
         {{"check", "sdb"}, 0, cli::exitNotSupported,
          "/dev/sdb: This enclosure doesn't pass health requests through to the drive."},
-        {{"selftest", "sdb"}, 0, cli::exitNotSupported,
-         "/dev/sdb: This enclosure doesn't pass health requests through to the drive."},
         {{"check", "sda"}, EACCES, cli::exitNoPermission, "Reading /dev/sda needs root: run it with sudo."},
         {{"selftest", "sda"}, ENOENT, cli::exitNoDevice, "no such device: /dev/sda."},
         {{"check", "sda"}, EIO, cli::exitReadFailed, "/dev/sda can't be opened: "},

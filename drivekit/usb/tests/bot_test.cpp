@@ -62,22 +62,12 @@ TEST_F(BOTSend, ACommandGoesOutAsWrapperDataAndStatus) {
     EXPECT_EQ(answer->size(), 36u);
     EXPECT_EQ(text::field(*answer, 8, 8), "SimBrdg");
     EXPECT_EQ(wire(), (Lines{"CBW 12 tag 55D40001 len 36", "data-in 36", "status"}));
-    EXPECT_EQ(log.lines(), (Lines{"cmd 12: status 0, 36 bytes"}));
 
     // Without a data phase the status follows the wrapper at once.
     ASSERT_TRUE(send(Bytes{0x00, 0, 0, 0, 0, 0}, 0));
     EXPECT_EQ(enclosure.trace.back(), "status");
     EXPECT_EQ(enclosure.tagsSeen, (std::vector<std::uint32_t>{0x55D40001, 0x55D40002}));
-    EXPECT_EQ(log.lines().back(), "cmd 00: status 0, 0 bytes");
     EXPECT_EQ(enclosure.dataOutAttempts, 0);
-}
-
-TEST_F(BOTSend, TheTagWrapsWithoutComplaint) {
-    tag = 0xFFFFFFFE;
-    ASSERT_TRUE(send(inquiry, 36));
-    ASSERT_TRUE(send(inquiry, 36));
-    EXPECT_EQ(enclosure.tagsSeen, (std::vector<std::uint32_t>{0xFFFFFFFF, 0x00000000}));
-    EXPECT_EQ(tag, 0u);
 }
 
 TEST_F(BOTSend, MissingPipesRefuseBeforeAnythingMoves) {
@@ -112,7 +102,6 @@ TEST_F(BOTSend, AStaleStatusBlockIsSkippedButNotTwice) {
     const auto twice = send(inquiry, 36);
     ASSERT_FALSE(twice);
     EXPECT_EQ(twice.error().text(), "USB transfer failed: bad status block");
-    EXPECT_EQ(log.lines().back(), "cmd 12: status: USB transfer failed: bad status block");
     EXPECT_EQ(count(enclosure.trace, "clear 81"), 0u);
 }
 
@@ -152,7 +141,6 @@ TEST_F(BOTSend, AStalledStatusIsClearedAndReadAgain) {
     const auto answer = send(inquiry, 36);
     ASSERT_FALSE(answer);
     EXPECT_EQ(answer.error().text(), "USB transfer failed: status: Pipe error");
-    EXPECT_EQ(log.lines().back(), "cmd 12: status: USB transfer failed: status: Pipe error");
 }
 
 TEST_F(BOTSend, AStalledDataPhaseThenAGoodStatusGivesNoData) {
@@ -162,8 +150,6 @@ TEST_F(BOTSend, AStalledDataPhaseThenAGoodStatusGivesNoData) {
     EXPECT_TRUE(answer->empty());
     EXPECT_EQ(wire(),
               (Lines{"CBW 12 tag 55D40001 len 36", "data-in 36", "clear 81", "status"}));
-    EXPECT_EQ(log.lines(), (Lines{"cmd 12: data phase: 0xFFFFFFF7 Pipe error",
-                                  "cmd 12: status 0, 0 bytes"}));
 }
 
 TEST_F(BOTSend, AFailedReadIsRejectedWithItsStatus) {
@@ -172,21 +158,8 @@ TEST_F(BOTSend, AFailedReadIsRejectedWithItsStatus) {
     const auto answer = send(read10(1000, 8), 4096);
     ASSERT_FALSE(answer);
     EXPECT_EQ(answer.error(), CaptureFailure::commandFailed(1));
-    EXPECT_EQ(answer.error().text(), "The enclosure rejected the command (status 1).");
-    EXPECT_EQ(log.lines(), (Lines{"cmd 28: data phase: 0xFFFFFFF7 Pipe error",
-                                  "cmd 28: status 1, 0 bytes"}));
     // The pipes are as good as before.
     EXPECT_TRUE(send(read10(1008, 8), 4096));
-}
-
-TEST_F(BOTSend, APaddedFailedReadIsRejectedToo) {
-    // QEMU's own device pads the data phase instead of halting it.
-    enclosure.failedDataPhase = sim::FailedDataPhase::pad;
-    enclosure.disk.unreadableBlocks = {7};
-    const auto answer = send(read10(0, 8), 4096);
-    ASSERT_FALSE(answer);
-    EXPECT_EQ(answer.error(), CaptureFailure::commandFailed(1));
-    EXPECT_EQ(log.lines(), (Lines{"cmd 28: status 1, 4096 bytes"}));
 }
 
 TEST_F(BOTSend, APhaseErrorIsARejectionAndNothingIsReset) {
@@ -194,7 +167,6 @@ TEST_F(BOTSend, APhaseErrorIsARejectionAndNothingIsReset) {
     const auto answer = send(inquiry, 36);
     ASSERT_FALSE(answer);
     EXPECT_EQ(answer.error().text(), "The enclosure rejected the command (status 2).");
-    EXPECT_EQ(log.lines().back(), "cmd 12: status 2, 36 bytes");
     EXPECT_EQ(enclosure.resets, 0);
     EXPECT_TRUE(send(inquiry, 36));
 }
@@ -204,7 +176,6 @@ TEST_F(BOTSend, AWrapperThatWontGoOutEndsTheCommandAtOnce) {
     const auto answer = send(inquiry, 36);
     ASSERT_FALSE(answer);
     EXPECT_EQ(answer.error().text(), "USB transfer failed: command: Pipe error");
-    EXPECT_EQ(log.lines(), (Lines{"cmd 12: CBW failed: 0xFFFFFFF7 Pipe error"}));
     EXPECT_EQ(wire(), (Lines{"CBW 12 tag 55D40001 len 36"}));
 }
 
@@ -213,8 +184,6 @@ TEST_F(BOTSend, ADataReadThatNeverEndsCostsAtMostFourTimeOuts) {
     const auto answer = send(read10(0, 128), 65536, 3.0);
     ASSERT_FALSE(answer);
     EXPECT_EQ(answer.error().text(), "USB transfer failed: status: Operation timed out");
-    EXPECT_EQ(log.lines(), (Lines{"cmd 28: data phase: 0xFFFFFFF9 Operation timed out",
-                                  "cmd 28: status: USB transfer failed: status: Operation timed out"}));
     EXPECT_LE(enclosure.timeWaited, 4 * 3.0);
     EXPECT_EQ(enclosure.resets, 0);  // no recovery during a run: the caller decides
     // The bridge stays stuck: the next wrapper doesn't go out either.

@@ -43,9 +43,6 @@ TEST(USBInterface, StackedDevicesAreNamedWithWhatToCloseFirst) {
     EXPECT_EQ(USBInterface::holderSentence(holders[1]),
               "/dev/sdd2 belongs to the active LVM volume group vg-cards. Deactivate it first "
               "(`vgchange -an vg-cards`) and try again.");
-    EXPECT_EQ(USBInterface::holderSentence({"sdb1", "md127", USBInterface::Holder::Kind::md, "md127"}),
-              "/dev/sdb1 is a member of the running RAID array md127. Stop it first (`mdadm --stop "
-              "/dev/md127`) and try again.");
 
     const platform::LinuxBlockUse use(reader);
     EXPECT_EQ(use.activeSwaps(), (Lines{"sdc2"}));  // the swap file is not a device

@@ -68,27 +68,6 @@ TEST(NVMeController, SharedNamespaceGoesThroughALiveController) {
     EXPECT_EQ(nvmeControllerOf("nvme2n1", sysfs), "nvme1") << "none live: the first";
 }
 
-TEST(NVMeAdminCommands, AsTheKernelTakesThem) {
-    std::vector<std::uint8_t> log(512);
-    const nvme_admin_cmd get = smartLogCommand(log);
-    EXPECT_EQ(get.opcode, 0x02);
-    EXPECT_EQ(get.nsid, 0xFFFFFFFFu);
-    EXPECT_EQ(get.cdw10, 0x007F8002u);  // 128 dwords, retain the event, log 2
-    EXPECT_EQ(get.cdw11, 0u);
-    EXPECT_EQ(get.cdw12, 0u);
-    EXPECT_EQ(get.cdw13, 0u);
-    EXPECT_EQ(get.data_len, 512u);
-    EXPECT_EQ(get.addr, reinterpret_cast<std::uintptr_t>(log.data()));
-
-    std::vector<std::uint8_t> identify(4096);
-    const nvme_admin_cmd id = identifyControllerCommand(identify);
-    EXPECT_EQ(id.opcode, 0x06);
-    EXPECT_EQ(id.nsid, 0u);
-    EXPECT_EQ(id.cdw10, 1u);
-    EXPECT_EQ(id.data_len, 4096u);
-    EXPECT_EQ(id.addr, reinterpret_cast<std::uintptr_t>(identify.data()));
-}
-
 NVMeAdminFailure failureOf(const NVMeAdminReply& reply) {
     const auto* failure = std::get_if<NVMeAdminFailure>(&reply);
     EXPECT_NE(failure, nullptr);

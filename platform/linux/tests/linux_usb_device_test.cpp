@@ -1,7 +1,5 @@
 #include "platform/linux/linux_usb_device.hpp"
 
-#include <libusb.h>
-
 #include <gtest/gtest.h>
 
 namespace platform {
@@ -14,18 +12,6 @@ TEST(LinuxUSB, NamesDevicesAsSysfsDoes) {
     EXPECT_EQ(usbSysfsName(2, ports), "2-1.4");
     const Bytes one = {3};
     EXPECT_EQ(usbSysfsName(10, one), "10-3");
-}
-
-TEST(LinuxUSB, MapsLibusbErrorsToKinds) {
-    EXPECT_EQ(libusbError(LIBUSB_ERROR_PIPE).kind, USBError::Kind::stall);
-    EXPECT_EQ(libusbError(LIBUSB_ERROR_PIPE).code, -9);
-    EXPECT_EQ(libusbError(LIBUSB_ERROR_PIPE).description, "Pipe error");
-    EXPECT_EQ(libusbError(LIBUSB_ERROR_TIMEOUT).kind, USBError::Kind::timeout);
-    EXPECT_EQ(libusbError(LIBUSB_ERROR_ACCESS).kind, USBError::Kind::notPermitted);
-    EXPECT_EQ(libusbError(LIBUSB_ERROR_NO_DEVICE).kind, USBError::Kind::gone);
-    EXPECT_EQ(libusbError(LIBUSB_ERROR_BUSY).kind, USBError::Kind::busy);
-    EXPECT_EQ(libusbError(LIBUSB_ERROR_NOT_SUPPORTED).kind, USBError::Kind::notSupported);
-    EXPECT_EQ(libusbError(LIBUSB_ERROR_IO).kind, USBError::Kind::other);
 }
 
 // The kernel's "descriptors" file: the device descriptor, then each configuration whole.
