@@ -842,8 +842,8 @@ def scan_checks(name, found, tap):
 
 
 # What the writes scenario's two dd processes write (writes.guest.sh).
-WRITES_TOOL_BYTES = 32 * 1024 * 1024
-WRITES_APP_BYTES = 16 * 1024 * 1024
+WRITES_TOOL_BYTES = 16 * 1024 * 1024
+WRITES_APP_BYTES = 8 * 1024 * 1024
 
 
 def writes_checks(name, found, tap):
@@ -869,7 +869,7 @@ def writes_checks(name, found, tap):
     tap.check(abs(shares - 1.0) < 1e-6 and doc.get("total") == sum(o["bytes"] for o in owners.values()),
               f"{name}: shares add up to the whole", str(shares))
     text, rc = found.get("writes-progress", ("", -1))
-    tap.check("Counting every program's writes for 10 seconds" in text, f"{name}: a progress line on stderr", text)
+    tap.check("Counting every program's writes for 20 seconds" in text, f"{name}: a progress line on stderr", text)
     text, rc = found.get("text", ("", -1))
     tap.check(rc == 0 and text.startswith("Written in 1 second"), f"{name}: the text form", text[:200])
 
