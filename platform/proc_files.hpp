@@ -34,6 +34,11 @@ class ProcFiles {
     /// Clock ticks per second, the unit of the start time in "<pid>/stat".
     virtual long ticksPerSecond() const = 0;
 
+    /// When the system booted, in microseconds since 1970: the zero of the start times in
+    /// "<pid>/stat". Finer than "btime" of /proc/stat, which is cut to the second and would
+    /// place a process that started just after a sample up to a second before it.
+    virtual std::optional<std::uint64_t> bootMicros() const = 0;
+
   protected:
     ProcFiles() = default;
     ProcFiles(const ProcFiles&) = default;

@@ -56,13 +56,13 @@ class AppWrites {
 
     struct Options {
         /// Absent: counting is unavailable and the loop doesn't start.
-        std::shared_ptr<WritesSource> source;
+        std::shared_ptr<WritesSource> source = {};
         /// Absent: nothing is stored.
-        std::optional<AppWritesFiles> files;
+        std::optional<AppWritesFiles> files = {};
         drivekit::WriteCalendar calendar = drivekit::WriteCalendar::local();
         /// The system drive's own total of bytes written, as the drive store has it.
-        std::function<std::optional<std::uint64_t>()> driveWritten;
-        std::function<void(const std::string&)> log;
+        std::function<std::optional<std::uint64_t>()> driveWritten = {};
+        std::function<void(const std::string&)> log = {};
         int daysToKeep = kDefaultDaysToKeep;
     };
 

@@ -45,19 +45,22 @@ std::optional<WritesReport> WritesReport::live(const Live& live, std::chrono::mi
     const auto drive = [&]() { return live.driveWritten ? live.driveWritten() : std::nullopt; };
     const auto sample = [&]() -> std::optional<drivekit::WriteSample> {
         // The drive's counter first and last, so that it spans the whole interval.
+        // The time before the snapshot: a process that starts while it runs and isn't
+        // listed then counts whole at the next sample.
         const auto driveBefore = drive();
+        const auto at = live.clock.now();
         auto processes = live.source.snapshot();
         if (!processes) return std::nullopt;
-        return drivekit::WriteSample{live.clock.now(), std::move(*processes), driveBefore};
+        return drivekit::WriteSample{at, std::move(*processes), driveBefore};
     };
     auto first = sample();
     if (!first) return std::nullopt;
     ledger.take(*first);
     live.wait(length);
+    const auto end = live.clock.now();
     auto processes = live.source.snapshot();
     if (!processes) return std::nullopt;
     const auto driveAfter = drive();
-    const auto end = live.clock.now();
     const auto interval = ledger.take({end, std::move(*processes), driveAfter});
     if (!interval) return std::nullopt;
     auto report = of(Source::live, interval->start, interval->end, interval->byOwner);

@@ -168,24 +168,9 @@ std::optional<ProcessWrites> readOne(const platform::ProcFiles& proc, std::int32
     return process;
 }
 
-std::uint64_t bootMicros(const platform::ProcFiles& proc) {
-    const auto seconds = bootTime(proc);
-    return seconds ? *seconds * 1'000'000 : 0;
-}
+std::uint64_t bootMicros(const platform::ProcFiles& proc) { return proc.bootMicros().value_or(0); }
 
 }  // namespace
-
-std::optional<std::uint64_t> bootTime(const platform::ProcFiles& proc) {
-    // /proc/stat holds a line per CPU before btime; 64 KB covers a few hundred CPUs.
-    std::string text(65536, '\0');
-    const auto size = proc.read("stat", text);
-    if (!size) return std::nullopt;
-    text.resize(*size);
-    constexpr std::string_view key = "\nbtime ";
-    const auto at = text.find(key);
-    if (at == std::string::npos) return std::nullopt;
-    return number(std::string_view(text).substr(at + key.size()));
-}
 
 std::vector<ProcessWrites> snapshot(const platform::ProcFiles& proc) {
     const auto pids = proc.pids();

@@ -47,9 +47,6 @@ std::vector<ProcessWrites> snapshot(const platform::ProcFiles& proc);
 /// One process; a record with pid 0 and everything else empty when it can't be read.
 ProcessWrites read(const platform::ProcFiles& proc, std::int32_t pid);
 
-/// "btime" of /proc/stat, the boot time in seconds since 1970; nothing when absent.
-std::optional<std::uint64_t> bootTime(const platform::ProcFiles& proc);
-
 }  // namespace ProcessWritesReader
 
 }  // namespace drivekit

@@ -7,15 +7,23 @@
 
 namespace drivekit {
 
+struct WriteCalendar::Zone {
+    std::unique_ptr<icu::TimeZone> zone;
+};
+
+WriteCalendar::WriteCalendar(std::string id) : id_(std::move(id)) {
+    auto zone = std::make_shared<Zone>();
+    zone->zone.reset(id_.empty() ? icu::TimeZone::createDefault()
+                                 : icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(id_)));
+    zone_ = std::move(zone);
+}
+
 namespace {
 
-std::unique_ptr<icu::Calendar> calendarAt(const std::string& id, WriteCalendar::Time time) {
-    icu::TimeZone* zone = id.empty() ? icu::TimeZone::createDefault()
-                                     : icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(id));
+std::unique_ptr<icu::Calendar> calendarAt(const icu::TimeZone* zone, WriteCalendar::Time time) {
     if (zone == nullptr) return nullptr;
     UErrorCode status = U_ZERO_ERROR;
-    // The calendar adopts the zone.
-    auto calendar = std::make_unique<icu::GregorianCalendar>(zone, status);
+    auto calendar = std::make_unique<icu::GregorianCalendar>(*zone, status);
     if (U_FAILURE(status)) return nullptr;
     const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
     calendar->setTime(static_cast<UDate>(ms), status);
@@ -37,7 +45,7 @@ WriteCalendar WriteCalendar::local() { return WriteCalendar(std::string()); }
 WriteCalendar WriteCalendar::zone(std::string id) { return WriteCalendar(id.empty() ? "UTC" : std::move(id)); }
 
 std::optional<WriteCalendar::Time> WriteCalendar::startOfHour(Time time) const {
-    const auto calendar = calendarAt(id_, time);
+    const auto calendar = calendarAt(zone_->zone.get(), time);
     if (!calendar) return std::nullopt;
     // Sub-millisecond parts are cut by ICU's millisecond dates; hours are whole in every zone.
     calendar->set(UCAL_MINUTE, 0);
@@ -47,7 +55,7 @@ std::optional<WriteCalendar::Time> WriteCalendar::startOfHour(Time time) const {
 }
 
 std::optional<WriteCalendar::Time> WriteCalendar::startOfDay(Time time) const {
-    const auto calendar = calendarAt(id_, time);
+    const auto calendar = calendarAt(zone_->zone.get(), time);
     if (!calendar) return std::nullopt;
     calendar->set(UCAL_HOUR_OF_DAY, 0);
     calendar->set(UCAL_MINUTE, 0);
@@ -57,7 +65,7 @@ std::optional<WriteCalendar::Time> WriteCalendar::startOfDay(Time time) const {
 }
 
 std::optional<WriteCalendar::Time> WriteCalendar::addingDays(Time time, int days) const {
-    const auto calendar = calendarAt(id_, time);
+    const auto calendar = calendarAt(zone_->zone.get(), time);
     if (!calendar) return std::nullopt;
     UErrorCode status = U_ZERO_ERROR;
     calendar->add(UCAL_DATE, days, status);

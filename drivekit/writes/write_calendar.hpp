@@ -2,6 +2,7 @@
 // The user's calendar for write history: where hours and days begin in their time zone,
 // also in zones that are off by half an hour and across summer-time changes.
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -25,8 +26,11 @@ class WriteCalendar {
     const std::string& id() const { return id_; }
 
   private:
-    explicit WriteCalendar(std::string id) : id_(std::move(id)) {}
+    explicit WriteCalendar(std::string id);
     std::string id_;  // empty: the system's default zone
+    // Made once: loading a zone's rules costs far more than the arithmetic on it.
+    struct Zone;
+    std::shared_ptr<const Zone> zone_;
 };
 
 }  // namespace drivekit

@@ -5,8 +5,12 @@
 #include <limits.h>
 #include <unistd.h>
 
+#include <time.h>
+
 #include <cerrno>
+#include <charconv>
 #include <cstring>
+#include <string>
 
 namespace platform {
 
@@ -26,12 +30,43 @@ bool terminated(std::string_view relative, char (&name)[kNameRoom]) {
 
 LinuxProcFiles::LinuxProcFiles(const std::filesystem::path& root, long ticksPerSecond)
     : folder_(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+      system_(root == "/proc"),
       ticks_(ticksPerSecond > 0 ? ticksPerSecond : ::sysconf(_SC_CLK_TCK)) {
     if (ticks_ <= 0) ticks_ = 100;
 }
 
 LinuxProcFiles::~LinuxProcFiles() {
     if (folder_ >= 0) ::close(folder_);
+}
+
+std::optional<std::uint64_t> LinuxProcFiles::bootMicros() const {
+    if (system_) {
+        // Start times count on the boot-time clock, which goes on through suspend.
+        timespec wall{};
+        timespec sinceBoot{};
+        if (::clock_gettime(CLOCK_REALTIME, &wall) != 0 || ::clock_gettime(CLOCK_BOOTTIME, &sinceBoot) != 0) {
+            return std::nullopt;
+        }
+        const auto micros = [](const timespec& t) {
+            return static_cast<std::int64_t>(t.tv_sec) * 1'000'000 + t.tv_nsec / 1000;
+        };
+        const std::int64_t boot = micros(wall) - micros(sinceBoot);
+        if (boot <= 0) return std::nullopt;
+        return static_cast<std::uint64_t>(boot);
+    }
+    // /proc/stat holds a line per CPU before btime; 64 KB covers a few hundred CPUs.
+    std::string text(65536, '\0');
+    const auto size = read("stat", text);
+    if (!size) return std::nullopt;
+    text.resize(*size);
+    constexpr std::string_view key = "\nbtime ";
+    const auto at = text.find(key);
+    if (at == std::string::npos) return std::nullopt;
+    std::uint64_t seconds = 0;
+    const char* first = text.data() + at + key.size();
+    const auto [end, error] = std::from_chars(first, text.data() + text.size(), seconds);
+    if (error != std::errc() || end == first) return std::nullopt;
+    return seconds * 1'000'000;
 }
 
 std::vector<std::int32_t> LinuxProcFiles::pids() const {

@@ -21,9 +21,13 @@ class LinuxProcFiles final : public ProcFiles {
     std::optional<std::size_t> read(std::string_view relative, std::span<char> buffer) const override;
     std::optional<std::string> readLink(std::string_view relative) const override;
     long ticksPerSecond() const override { return ticks_; }
+    /// On the system's /proc, the wall clock less the time since boot; under a fixture
+    /// tree, "btime" of its stat file.
+    std::optional<std::uint64_t> bootMicros() const override;
 
   private:
     int folder_ = -1;
+    bool system_ = false;
     long ticks_ = 100;
 };
 

@@ -914,6 +914,37 @@ def monitor_checks(name, found, tap):
     new = {r["driveID"] for r in after} - {r["driveID"] for r in before}
     tap.check(len(new) == 1 and all(set(r) >= {"driveID", "date", "tier"} for r in after),
               f"{name}: readings.json gained the plugged-in drive", repr(new))
+# What the writes scenario's two dd processes write (writes.guest.sh).
+WRITES_TOOL_BYTES = 16 * 1024 * 1024
+WRITES_APP_BYTES = 8 * 1024 * 1024
+
+
+def writes_checks(name, found, tap):
+    text, rc = found.get("writes-json", ("", -1))
+    try:
+        doc = json.loads(text)
+    except ValueError:
+        tap.check(False, f"{name}: vantrel writes --json printed its list", text[:300])
+        return
+    tap.check(doc.get("source") == "live", f"{name}: without a history, one live interval is counted",
+              str(doc.get("source")))
+    owners = {o["owner"]: o for o in doc.get("owners", [])}
+    for key, expected, what in (("tool:/usr/local/bin/dd", WRITES_TOOL_BYTES, "the dd executable"),
+                                ("app:org.example.Writer", WRITES_APP_BYTES, "the flatpak-like scope's application")):
+        got = owners.get(key, {}).get("bytes", 0)
+        tap.check(abs(got - expected) <= expected * 0.02,
+                  f"{name}: {what} is counted within 2% of what it wrote ({got} of {expected} bytes)",
+                  json.dumps(sorted(owners)))
+    app = owners.get("app:org.example.Writer", {})
+    tap.check(app.get("name") == "Writer" and app.get("kind") == "app",
+              f"{name}: the scope's writes carry the application's short name", json.dumps(app))
+    shares = sum(o.get("share", 0) for o in owners.values())
+    tap.check(abs(shares - 1.0) < 1e-6 and doc.get("total") == sum(o["bytes"] for o in owners.values()),
+              f"{name}: shares add up to the whole", str(shares))
+    text, rc = found.get("writes-progress", ("", -1))
+    tap.check("Counting every program's writes for 20 seconds" in text, f"{name}: a progress line on stderr", text)
+    text, rc = found.get("text", ("", -1))
+    tap.check(rc == 0 and text.startswith("Written in 1 second"), f"{name}: the text form", text[:200])
 
 
 def main():
@@ -948,6 +979,8 @@ def main():
         scan_checks(name, found, tap)
     elif name == "bench":
         bench_checks(name, found, tap)
+    elif name == "writes":
+        writes_checks(name, found, tap)
     return 1 if tap.failed else 0
 
 

@@ -121,5 +121,9 @@ rm -f "$work/bench-big.img"
 # SATA, two USB disks and the bridge, in one boot.
 scenario timing timing.guest.sh -d nvme,sata,usb-bot,usb-uas -H "$lab/guest/hooks" -U "$(satbridge uas)"
 
+# Write accounting: dd writes known amounts with O_DIRECT to the NVMe drive, one from a
+# flatpak-like cgroup scope, while `vantrel writes` counts one live interval.
+scenario writes writes.guest.sh -d nvme -f "$(command -v dd)"
+
 echo "lab: $passed passed, $failed failed, $skipped skipped"
 [[ $failed -eq 0 ]]
