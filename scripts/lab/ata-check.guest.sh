@@ -50,6 +50,7 @@ if [ -n "$bridge" ]; then
   echo "LAB-WOKEN before $(hwlab_host satbridge-woken)"
   with_stderr asleep-list vantrel list
   with_stderr asleep-check vantrel check "$bridge"
+  with_stderr asleep-monitor vantrel monitor --once
   echo "LAB-WOKEN after-list-and-check $(hwlab_host satbridge-woken)"
   block asleep-wake vantrel check "$bridge" --wake --json=report
   echo "LAB-WOKEN after-wake $(hwlab_host satbridge-woken)"

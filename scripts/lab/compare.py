@@ -387,7 +387,10 @@ def asleep_checks(name, found, tap):
               f"rc={rc} {text[:200]}")
     before, after = woken.get("before"), woken.get("after-list-and-check")
     tap.check(before is not None and before == after,
-              f"{name}: neither list nor check woke the drive", f"woken {before} -> {after}")
+              f"{name}: neither list, check nor monitor --once woke the drive", f"woken {before} -> {after}")
+    text, rc = found.get("asleep-monitor", ("", -1))
+    tap.check(rc in (0, 1) and re.search(r"^pass \d+: \d+ drives?", text, re.M) is not None,
+              f"{name}: monitor --once makes its pass over the sleeping drive", f"rc={rc} {text[-300:]}")
     rep, rc, _ = parsed(found, "asleep-wake")
     tap.check(rep is not None and rc in (0, 1) and len(rep.get("attributes", [])) > 0,
               f"{name}: check --wake reads the sleeping drive", f"rc={rc}")
