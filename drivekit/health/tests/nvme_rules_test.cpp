@@ -86,11 +86,6 @@ TEST(NVMeRules, MediaErrorsAreAWarningFromTheFirstAndNeverMore) {
     EXPECT_EQ(report.findings[0].verdict, Verdict::warning);
     EXPECT_EQ(report.findings[0].message, "1 uncorrected data errors recorded.");
 
-    health.mediaErrors = 123'456;
-    report = rate(health);
-    EXPECT_EQ(report.findings[0].verdict, Verdict::warning);
-    EXPECT_EQ(report.findings[0].message, "123,456 uncorrected data errors recorded.");
-
     // Counts past the signed range are shown as the signed maximum.
     health.mediaErrors = std::numeric_limits<std::uint64_t>::max();
     EXPECT_EQ(rate(health).findings[0].message,
@@ -107,12 +102,10 @@ TEST(NVMeRules, WearFindingsAndTheirWords) {
     for (const auto& c : {
              Case{69, std::nullopt, ""},
              Case{70, Verdict::watch, "70% of rated write endurance used."},
-             Case{89, Verdict::watch, "89% of rated write endurance used."},
              Case{90, Verdict::warning, "90% of rated write endurance used."},
              Case{100, Verdict::warning,
                   "At or past its rated write endurance (100% used)." + replace},
              Case{101, Verdict::warning, "Past its rated write endurance (101% used)." + replace},
-             Case{254, Verdict::warning, "Past its rated write endurance (254% used)." + replace},
              Case{255, Verdict::warning,
                   "Past its rated write endurance (255% or more used)." + replace},
          }) {
@@ -131,7 +124,6 @@ TEST(NVMeRules, WearFindingsAndTheirWords) {
     // The wording alone, beyond what a byte can hold.
     EXPECT_EQ(HealthRules::wearMessage(300, en),
               "Past its rated write endurance (255% or more used)." + replace);
-    EXPECT_EQ(HealthRules::wearMessage(0, en), "0% of rated write endurance used.");
 }
 
 TEST(NVMeRules, SpareRuleVerdicts) {
@@ -143,10 +135,8 @@ TEST(NVMeRules, SpareRuleVerdicts) {
     EXPECT_EQ(spare(95, 90, false), Verdict::healthy);
     EXPECT_EQ(spare(40, std::nullopt, false), Verdict::warning);
     EXPECT_EQ(spare(0, std::nullopt, false), Verdict::failed);
-    EXPECT_EQ(spare(0, 10, false), Verdict::failed);
     // Against a usable threshold of 10.
     EXPECT_EQ(spare(30, 10, false), Verdict::warning);
-    EXPECT_EQ(spare(25, 10, false), Verdict::warning);
     EXPECT_EQ(spare(15, 10, false), Verdict::failing);
     EXPECT_EQ(spare(10, 10, false), Verdict::failed);
     EXPECT_EQ(spare(60, 10, false), Verdict::watch);
@@ -165,7 +155,6 @@ TEST(NVMeRules, SMARTStatusFromTheCriticalWarning) {
     EXPECT_EQ(SMARTStatusRules::nvme(0xC0), SMARTStatus::verified);
     EXPECT_EQ(SMARTStatusRules::nvme(0x10), SMARTStatus::failing);
     EXPECT_EQ(SMARTStatusRules::nvme(0x01), SMARTStatus::failing);
-    EXPECT_EQ(SMARTStatusRules::nvme(0x06), SMARTStatus::failing);
 }
 
 }  // namespace

