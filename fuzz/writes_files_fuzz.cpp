@@ -33,7 +33,7 @@ class Proc final : public platform::ProcFiles {
                                       : relative == "7/cmdline" ? parts_[3]
                                                                 : std::string_view();
         const std::size_t size = std::min(text.size(), buffer.size());
-        std::memcpy(buffer.data(), text.data(), size);
+        if (size > 0) std::memcpy(buffer.data(), text.data(), size);
         return size;
     }
     std::optional<std::string> readLink(std::string_view) const override { return std::string(parts_[4]); }
