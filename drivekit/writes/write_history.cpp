@@ -179,8 +179,10 @@ Result<std::vector<WriteBucket>, Problem> decode(std::string_view bytes) {
             return damaged;
         }
         const auto seconds = t->get<std::int64_t>();
-        // Far outside any date a clock gives; the time point would overflow.
-        if (seconds < -(std::int64_t{1} << 40) || seconds > (std::int64_t{1} << 40)) return damaged;
+        // Beyond about 270 years either side of 1970 a time point counted in nanoseconds
+        // overflows; no clock gives such a date.
+        constexpr std::int64_t farthest = std::int64_t{1} << 33;
+        if (seconds < -farthest || seconds > farthest) return damaged;
         WriteBucket bucket{WriteTime(std::chrono::seconds(seconds)), {}};
         for (std::size_t i = 0; i < b->size(); i += 2) {
             const auto& at = (*b)[i];

@@ -116,6 +116,8 @@ TEST(WriteBucketsFile, storesOwnersOnceAndRefusesDamage) {
              R"({"v":1,"owners":["system","web"],"buckets":[{"t":5,"b":[5,1]}]})",
              R"({"v":1,"owners":[3],"buckets":[]})",
              R"({"v":1,"owners":[],"buckets":[{"t":99999999999999999,"b":[]}]})",
+             // Found by fuzzing: a time that fits in seconds but not in nanoseconds.
+             R"({"v":1,"owners":[],"buckets":[{"t":17603200800,"b":[]}]})",
              R"({"v":1,"owners":[],"buckets":[)",
          }) {
         const auto result = WriteBucketsFile::decode(damaged);
