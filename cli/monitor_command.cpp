@@ -39,18 +39,6 @@ app::StatePaths statePaths(bool demo) {
 std::atomic<int> stopSignal{0};
 extern "C" void onStopSignal(int signal) { stopSignal = signal; }
 
-int rank(Tier tier) {
-    switch (tier) {
-        case Tier::limited: return -1;
-        case Tier::healthy: return 0;
-        case Tier::watch: return 1;
-        case Tier::warning: return 2;
-        case Tier::failing: return 3;
-        case Tier::failed: return 4;
-    }
-    return -1;
-}
-
 std::string label(const app::DriveSummary& drive) { return drive.bsdName + " (" + drive.name + ")"; }
 
 /// The lines a pass is worth: the pass itself, then each drive that came, left or changed
@@ -74,10 +62,10 @@ std::vector<std::string> passLines(const app::PassReport& pass, bool first) {
         const std::string tier(drivekit::TierText::raw(drive.tier));
         if (old == nullptr) {
             if (!first) lines.push_back("arrived: " + label(drive) + ", " + tier);
-            if (rank(drive.tier) >= rank(Tier::warning)) lines.push_back("needs care: " + label(drive) + ": " + drive.line);
+            if (drivekit::severity(drive.tier) >= drivekit::severity(Tier::warning)) lines.push_back("needs care: " + label(drive) + ": " + drive.line);
         } else if (old->tier != drive.tier) {
             lines.push_back("tier: " + label(drive) + ": " + std::string(drivekit::TierText::raw(old->tier)) +
-                            " \u2192 " + tier + (rank(drive.tier) > rank(old->tier) ? ": " + drive.line : ""));
+                            " \u2192 " + tier + (drivekit::severity(drive.tier) > drivekit::severity(old->tier) ? ": " + drive.line : ""));
         }
     }
     for (const auto& old : pass.previous) {
@@ -88,7 +76,7 @@ std::vector<std::string> passLines(const app::PassReport& pass, bool first) {
 
 bool needsCare(const std::vector<app::DriveSummary>& drives) {
     return std::any_of(drives.begin(), drives.end(),
-                       [](const app::DriveSummary& d) { return rank(d.tier) >= rank(Tier::warning); });
+                       [](const app::DriveSummary& d) { return drivekit::severity(d.tier) >= drivekit::severity(Tier::warning); });
 }
 
 }  // namespace

@@ -101,18 +101,6 @@ std::string shortForecastMessage(const LifeForecast& forecast, bool sharper, con
     return fillPlaceholders(words.aboutYears, {number(ly, locale)});
 }
 
-int rank(Tier tier) {
-    switch (tier) {
-        case Tier::limited: return -1;
-        case Tier::healthy: return 0;
-        case Tier::watch: return 1;
-        case Tier::warning: return 2;
-        case Tier::failing: return 3;
-        case Tier::failed: return 4;
-    }
-    return -1;
-}
-
 drivekit::Verdict verdictOf(Tier tier) {
     switch (tier) {
         case Tier::healthy: return drivekit::Verdict::healthy;
@@ -357,8 +345,8 @@ void apply(DriveSummary& summary, std::span<const HistoryFinding> findings, cons
 
     const HistoryFinding* winner = nullptr;
     for (const auto& finding : findings) {
-        if (!finding.tier || rank(*finding.tier) <= rank(summary.tier)) continue;
-        if (winner == nullptr || rank(*finding.tier) > rank(*winner->tier)) winner = &finding;
+        if (!finding.tier || drivekit::severity(*finding.tier) <= drivekit::severity(summary.tier)) continue;
+        if (winner == nullptr || drivekit::severity(*finding.tier) > drivekit::severity(*winner->tier)) winner = &finding;
     }
     if (winner != nullptr) {
         summary.tier = *winner->tier;

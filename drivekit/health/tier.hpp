@@ -12,6 +12,20 @@ namespace drivekit {
 
 enum class Tier { healthy, watch, warning, failing, failed, limited };
 
+/// How bad a tier is, for comparing two: limited (no rating) lowest, then healthy up to
+/// failed.
+constexpr int severity(Tier tier) noexcept {
+    switch (tier) {
+        case Tier::limited: return -1;
+        case Tier::healthy: return 0;
+        case Tier::watch: return 1;
+        case Tier::warning: return 2;
+        case Tier::failing: return 3;
+        case Tier::failed: return 4;
+    }
+    return -1;
+}
+
 namespace TierText {
 /// Stored form: "healthy", ... "limited".
 std::string_view raw(Tier tier) noexcept;
