@@ -44,6 +44,7 @@ void DriveStore::log(const std::string& line) const {
 
 void DriveStore::start() {
     if (!services_.paths.data.empty()) StateFiles::removeLeftovers(services_.paths.data);
+    syncWidgetSettings();
     refresh();
     armPoller();
     updateSystem();
@@ -64,6 +65,18 @@ void DriveStore::armPoller() {
 void DriveStore::setPrefs(Prefs prefs) {
     prefs_ = std::move(prefs);
     rememberVisible();
+    syncWidgetSettings();
+}
+
+void DriveStore::syncWidgetSettings() {
+    // Panel widgets colour a volume by this one preference; the file is rewritten only when
+    // it is missing, damaged or says something else, so an idle store writes nothing.
+    const auto path = services_.paths.widgetSettings();
+    if (path.empty()) return;
+    if (StateFiles::readWidgetLowSpacePercent(path) == prefs_.lowSpacePercent) return;
+    if (!StateFiles::writeWidgetLowSpacePercent(path, prefs_.lowSpacePercent)) {
+        log("store: couldn't write " + path.string());
+    }
 }
 
 void DriveStore::scheduleRefresh() {

@@ -136,6 +136,7 @@ class DriveStore final : public QObject {
     std::optional<Speed> speed(const std::string& bsdName) const;
     const SpeedHistory* history(const std::string& bsdName) const;
     const Prefs& prefs() const { return prefs_; }
+    /// Also rewrites the panel widgets' settings file when the low-space limit changed.
     void setPrefs(Prefs prefs);
     bool sampling() const { return sampler_ != 0; }
 
@@ -144,6 +145,7 @@ class DriveStore final : public QObject {
     void publishShared();
     /// Removes the shared state, which tells other programs this one runs.
     void withdrawShared();
+    void syncWidgetSettings();
 
     /// Called after each pass, shown or dropped.
     std::function<void(const PassReport&)> onPass;

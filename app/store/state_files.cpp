@@ -152,6 +152,7 @@ fs::path StatePaths::shared() const { return under(data, "shared"); }
 fs::path StatePaths::knownDrives() const { return under(shared(), "known-drives.json"); }
 fs::path StatePaths::hiddenDrives() const { return under(shared(), "hidden-drives.json"); }
 fs::path StatePaths::sharedState() const { return under(shared(), "shared-state.json"); }
+fs::path StatePaths::widgetSettings() const { return under(shared(), "widget-settings.json"); }
 fs::path StatePaths::prefs() const { return under(config, "prefs.json"); }
 
 namespace StateFiles {
@@ -237,6 +238,20 @@ std::optional<std::vector<std::string>> readHiddenDrives(const fs::path& path) {
 bool writeHiddenDrives(const fs::path& path, std::span<const std::string> keys) {
     json::Object object;
     object["keys"] = std::vector<std::string>(keys.begin(), keys.end());
+    return write(path, object);
+}
+
+std::optional<int> readWidgetLowSpacePercent(const fs::path& path) {
+    const auto value = read(path, [](const json::Object& v) {
+        return v.is_object() && v.contains("lowSpacePercent") && v["lowSpacePercent"].is_number_integer();
+    });
+    if (!value) return std::nullopt;
+    return (*value)["lowSpacePercent"].get<int>();
+}
+
+bool writeWidgetLowSpacePercent(const fs::path& path, int lowSpacePercent) {
+    json::Object object;
+    object["lowSpacePercent"] = lowSpacePercent;
     return write(path, object);
 }
 

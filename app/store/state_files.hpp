@@ -94,6 +94,7 @@ struct StatePaths {
     std::filesystem::path knownDrives() const;
     std::filesystem::path hiddenDrives() const;
     std::filesystem::path sharedState() const;
+    std::filesystem::path widgetSettings() const;
     std::filesystem::path prefs() const;
 };
 
@@ -127,6 +128,11 @@ bool writeKnownDrives(const std::filesystem::path& path, const KnownDrives& know
 /// Absent when missing or damaged, so that a damaged file is rewritten.
 std::optional<std::vector<std::string>> readHiddenDrives(const std::filesystem::path& path);
 bool writeHiddenDrives(const std::filesystem::path& path, std::span<const std::string> keys);
+
+/// {"lowSpacePercent"}: the one preference a panel widget needs to colour a volume. Absent
+/// when missing or damaged, so that a damaged file is rewritten.
+std::optional<int> readWidgetLowSpacePercent(const std::filesystem::path& path);
+bool writeWidgetLowSpacePercent(const std::filesystem::path& path, int lowSpacePercent);
 
 /// {"date", "drives"}: what a panel widget shows while the program runs.
 bool writeSharedState(const std::filesystem::path& path, std::span<const DriveSummary> drives,

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <deque>
+#include <fstream>
 
 #include "app/store/tests/fake_timers.hpp"
 
@@ -220,6 +221,19 @@ TEST_F(DriveStoreTest, TheFirstPassMakesNoArrivalTheNextOneDoes) {
     EXPECT_EQ(store->arrival()->driveID, "sdc");
     EXPECT_TRUE(fs::exists(folder / "data" / "shared" / "shared-state.json"));
     EXPECT_EQ(StateFiles::readKnownDrives(folder / "data" / "shared" / "known-drives.json").entries.size(), 3u);
+}
+
+TEST_F(DriveStoreTest, PanelWidgetsLearnTheLowSpaceLimitAtStartAndWhenItChanges) {
+    reads.immediate = true;
+    const auto settings = folder / "data" / "shared" / "widget-settings.json";
+    store->start();
+    EXPECT_EQ(StateFiles::readWidgetLowSpacePercent(settings), 10);
+    // A damaged file is put right by the next change, whatever the value.
+    std::ofstream(settings) << "{\"lowSpacePercent\": \"ten\"}";
+    Prefs prefs = store->prefs();
+    prefs.lowSpacePercent = 25;
+    store->setPrefs(prefs);
+    EXPECT_EQ(StateFiles::readWidgetLowSpacePercent(settings), 25);
 }
 
 }  // namespace
