@@ -50,11 +50,15 @@ void AppRequests::Refresh() {
 }
 
 void AppRequests::Open(const QString& url) {
-    const auto key = driveInLink(url.toStdString());
+    links_.deliver(url.toStdString());
+}
+
+void AppRequests::selectLinkedDrive(DriveStore& store, const std::string& url) {
+    const auto key = driveInLink(url);
     if (!key || key->empty()) return;
-    for (const auto& drive : store_.allDrives()) {
+    for (const auto& drive : store.allDrives()) {
         if (drive.stableKey() == *key || drive.id == *key) {
-            store_.select(drive.id);
+            store.select(drive.id);
             return;
         }
     }

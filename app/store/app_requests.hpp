@@ -35,13 +35,21 @@ class AppRequests final : public QObject {
   public slots:
     /// A refresh, unless one was asked for in the last 5 s.
     Q_SCRIPTABLE void Refresh();
-    /// Selects the drive a link names, when it is present; other links are dropped.
+    /// Hands the link to the inbox, where it waits until a front end takes links.
     Q_SCRIPTABLE void Open(const QString& url);
+
+    /// Where links wait for a front end: the desktop window sets its handler when it
+    /// appears; a headless front end hands them to `selectLinkedDrive`.
+    LinkInbox& links() { return links_; }
+
+    /// What a link does without an interface: selects the drive it names, if present.
+    static void selectLinkedDrive(DriveStore& store, const std::string& url);
 
   private:
     DriveStore& store_;
     Timers& timers_;
     RequestGate gate_;
+    LinkInbox links_;
 };
 
 }  // namespace app

@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <vector>
+#include <utility>
 #include <string>
 #include <string_view>
 
@@ -42,6 +44,43 @@ struct RequestGate {
     std::optional<drivekit::json::SystemTime> last;
 
     bool admits(drivekit::json::SystemTime now);
+};
+
+/// Links that arrive before an interface can show them wait here, and reach the interface
+/// in the order they came once it sets its handler.
+class LinkInbox {
+  public:
+    using Handler = std::function<void(const std::string& url)>;
+
+    void deliver(std::string url) {
+        pending_.push_back(std::move(url));
+        flush();
+    }
+    void setHandler(Handler handler) {
+        handler_ = std::move(handler);
+        flush();
+    }
+    std::size_t waiting() const { return pending_.size(); }
+
+  private:
+    // A link sent while the handler runs joins the end of the queue, so links keep the
+    // order they came in even when handling one makes another.
+    void flush() {
+        if (!handler_ || flushing_) return;
+        flushing_ = true;
+        while (handler_ && !pending_.empty()) {
+            const std::string url = std::move(pending_.front());
+            pending_.erase(pending_.begin());
+            // A copy: the handler may replace or clear itself (a window closing).
+            const Handler handler = handler_;
+            handler(url);
+        }
+        flushing_ = false;
+    }
+
+    std::vector<std::string> pending_;
+    Handler handler_;
+    bool flushing_ = false;
 };
 
 /// "vantrel://drive/<stableKey or id>" names a drive; "vantrel://drive" alone names none.

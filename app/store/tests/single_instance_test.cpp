@@ -54,5 +54,20 @@ TEST(SingleInstance, LinksNameADriveByItsKey) {
     EXPECT_FALSE(driveInLink("https://drive/x"));
 }
 
+TEST(SingleInstance, LinksBeforeTheWindowWaitAndArriveInOrder) {
+    LinkInbox inbox;
+    inbox.deliver("vantrel://drive/a");
+    inbox.deliver("vantrel://drive/b");
+    std::vector<std::string> seen;
+    inbox.setHandler([&](const std::string& url) {
+        seen.push_back(url);
+        if (url.ends_with("/a")) inbox.deliver("vantrel://drive/c");  // sent while handling
+    });
+    inbox.deliver("vantrel://drive/d");
+    EXPECT_EQ(seen, (std::vector<std::string>{"vantrel://drive/a", "vantrel://drive/b", "vantrel://drive/c",
+                                              "vantrel://drive/d"}));
+    EXPECT_EQ(inbox.waiting(), 0u);
+}
+
 }  // namespace
 }  // namespace app
