@@ -1,0 +1,197 @@
+#include "cli/report_command.hpp"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "app/scan/saved_scans.hpp"
+#include "app/store/state_files.hpp"
+#include "cli/exit_codes.hpp"
+#include "cli/failure_text.hpp"
+#include "platform/file_store.hpp"
+#include "reports/gather.hpp"
+#include "reports/render/render.hpp"
+
+namespace cli {
+
+namespace {
+
+std::optional<std::string> environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? std::optional<std::string>(value) : std::nullopt;
+}
+
+app::StatePaths statePaths(bool demo) {
+    auto paths = app::StatePaths::fromEnvironment(environment);
+    // A demo machine's history never mixes with this computer's.
+    if (demo && !paths.data.empty()) paths.data /= "demo";
+    return paths;
+}
+
+// The words after the command: the options each command takes, the device, and the file.
+struct Options {
+    std::optional<std::string> device;
+    std::optional<std::string> output;
+    std::optional<std::string> format;
+    bool fullSerial = false;
+    bool csv = false;
+    bool help = false;
+    std::optional<reports::render::Card> card;
+    std::string error;
+};
+
+Options parse(const std::vector<std::string_view>& args, std::string_view command) {
+    Options o;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string_view arg = args[i];
+        const auto value = [&]() -> std::optional<std::string> {
+            if (i + 1 >= args.size()) return std::nullopt;
+            return std::string(args[++i]);
+        };
+        if (arg == "--help" || arg == "-h") {
+            o.help = true;
+        } else if (arg == "-o" || arg == "--output") {
+            o.output = value();
+            if (!o.output) o.error = std::string(arg) + " needs a file";
+        } else if (arg.starts_with("--output=")) {
+            o.output = std::string(arg.substr(9));
+        } else if (command == "report" && (arg == "--format" || arg.starts_with("--format="))) {
+            o.format = arg == "--format" ? value() : std::optional<std::string>(std::string(arg.substr(9)));
+            if (!o.format) o.error = "--format needs pdf, png or json";
+        } else if (command == "report" && arg == "--full-serial") {
+            o.fullSerial = true;
+        } else if (command == "card" && arg == "--benchmark") {
+            o.card = reports::render::Card::benchmark;
+        } else if (command == "card" && arg == "--scan") {
+            o.card = reports::render::Card::scan;
+        } else if (command == "readings" && arg == "--csv") {
+            o.csv = true;
+        } else if (command != "readings" && !o.device && !arg.starts_with("-")) {
+            o.device = std::string(arg.starts_with("/dev/") ? arg.substr(5) : arg);
+        } else {
+            o.error = "unknown option for " + std::string(command) + ": " + std::string(arg);
+        }
+        if (!o.error.empty()) break;
+    }
+    return o;
+}
+
+// Writes the bytes whole: to standard output for "-", else atomically into the file.
+int written(const std::string& data, const std::string& file, std::ostream& out, std::ostream& err) {
+    if (file == "-") {
+        out.write(data.data(), static_cast<std::streamsize>(data.size()));
+        return exitOK;
+    }
+    if (auto done = platform::systemFiles().replace(file, data); !done) {
+        err << "vantrel: couldn't write " << file << ": " << std::strerror(done.error().code) << ".\n";
+        return exitOutputFailed;
+    }
+    err << "vantrel: wrote " << file << '\n';
+    return exitOK;
+}
+
+std::optional<reports::DriveShare> gathered(const Options& o, Machine& machine, bool demo, std::ostream& err,
+                                            int& code) {
+    const auto paths = statePaths(demo);
+    reports::ShareRequest request{*o.device, o.fullSerial, paths.data.empty() ? std::filesystem::path() : paths.readings(),
+                                  app::ScanStore::dataFolder(environment)};
+    auto share = reports::shareOf(machine, request);
+    if (!share) {
+        const Said says = said(share.error());
+        err << "vantrel: " << says.sentence << '\n';
+        code = says.exitCode;
+        return std::nullopt;
+    }
+    return std::move(share.value());
+}
+
+}  // namespace
+
+int runReportCommand(const std::vector<std::string_view>& args, Machine& machine, bool demo, std::ostream& out,
+                     std::ostream& err) {
+    const Options o = parse(args, "report");
+    if (o.help) {
+        out << "Usage: vantrel report DEVICE [--format pdf|png|json] [--full-serial] [-o FILE]\n"
+               "The drive's Health report: a PDF of US Letter pages (the default), the pages as one\n"
+               "PNG, or the health document as JSON. The serial number shows only its last\n"
+               "characters unless --full-serial. Without -o the file goes to the working folder\n"
+               "under the name the share gives it; -o - writes to standard output.\n";
+        return exitOK;
+    }
+    if (!o.error.empty() || !o.device) {
+        err << "vantrel: " << (o.error.empty() ? "report needs a drive: vantrel report nvme0n1" : o.error)
+            << ". Run vantrel report --help.\n";
+        return exitUsage;
+    }
+    const auto format = reports::ShareFormatText::parse(o.format.value_or("pdf"));
+    if (!format) {
+        err << "vantrel: --format takes pdf, png or json, not " << *o.format << ".\n";
+        return exitUsage;
+    }
+    int code = exitOK;
+    const auto share = gathered(o, machine, demo, err, code);
+    if (!share) return code;
+    const reports::ShareItem item = reports::ShareItems::healthReport(*share);
+    const auto file = item.file({*format, o.fullSerial});
+    if (!file) {
+        err << "vantrel: the report couldn't be drawn.\n";
+        return exitReadFailed;
+    }
+    return written(file->data, o.output.value_or(file->name), out, err);
+}
+
+int runCardCommand(const std::vector<std::string_view>& args, Machine& machine, bool demo, std::ostream& out,
+                   std::ostream& err) {
+    const Options o = parse(args, "card");
+    if (o.help) {
+        out << "Usage: vantrel card DEVICE [--benchmark | --scan] [-o FILE.png]\n"
+               "The drive's Disk Health card as a PNG, or the card of its last benchmark or surface\n"
+               "scan. Without -o the file goes to the working folder; -o - writes to standard output.\n";
+        return exitOK;
+    }
+    if (!o.error.empty() || !o.device) {
+        err << "vantrel: " << (o.error.empty() ? "card needs a drive: vantrel card nvme0n1" : o.error)
+            << ". Run vantrel card --help.\n";
+        return exitUsage;
+    }
+    int code = exitOK;
+    const auto share = gathered(o, machine, demo, err, code);
+    if (!share) return code;
+    const auto which = o.card.value_or(reports::render::Card::health);
+    if (which == reports::render::Card::benchmark && !share->document.benchmark) {
+        err << "vantrel: no benchmark of " << *o.device << " is kept: run vantrel bench on one of its folders first.\n";
+        return exitNoDevice;
+    }
+    if (which == reports::render::Card::scan && !share->document.surfaceScan) {
+        err << "vantrel: no surface scan of " << *o.device << " is kept: run vantrel scan " << *o.device << " first.\n";
+        return exitNoDevice;
+    }
+    const auto file = reports::ShareItems::card(*share, which).file({reports::ShareFormat::png, false});
+    if (!file) {
+        err << "vantrel: the card couldn't be drawn.\n";
+        return exitReadFailed;
+    }
+    return written(file->data, o.output.value_or(file->name), out, err);
+}
+
+int runReadingsCommand(const std::vector<std::string_view>& args, bool demo, std::ostream& out, std::ostream& err) {
+    const Options o = parse(args, "readings");
+    if (o.help) {
+        out << "Usage: vantrel readings --csv [-o FILE]\n"
+               "Every kept reading of every drive as CSV (UTF-8, ISO 8601 dates in UTC), oldest first.\n"
+               "Without -o it goes to standard output.\n";
+        return exitOK;
+    }
+    if (!o.error.empty() || !o.csv) {
+        err << "vantrel: " << (o.error.empty() ? "readings needs --csv" : o.error) << ". Run vantrel readings --help.\n";
+        return exitUsage;
+    }
+    const auto paths = statePaths(demo);
+    if (paths.data.empty()) {
+        err << "vantrel: no data folder: set HOME or XDG_DATA_HOME.\n";
+        return exitNoDevice;
+    }
+    const auto all = reports::allReadings(paths.readings(), paths.knownDrives());
+    return written(reports::ReadingsCSV::text(all.readings, all.names), o.output.value_or("-"), out, err);
+}
+
+}  // namespace cli
