@@ -338,11 +338,7 @@ std::vector<std::pair<std::string, std::string>> keyFigures(const DriveShare& sh
         tiles.emplace_back("Data written",
                            drivekit::ByteSize::decimal(static_cast<std::int64_t>(*s.dataWrittenBytes), l));
     }
-    if (share.document.health.forecast) {
-        const auto& f = *share.document.health.forecast;
-        tiles.emplace_back("Forecast", drivekit::LocalFormat::decimal(f.lowYears, 0, l) + "\u2013" +
-                                           drivekit::LocalFormat::decimal(f.highYears, 0, l) + " years");
-    }
+    if (share.document.health.forecast) tiles.emplace_back("Forecast", share.document.health.forecast->text);
     tiles.emplace_back("Capacity", drivekit::ByteSize::decimal(s.capacityBytes, l));
     return tiles;
 }
