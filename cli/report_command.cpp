@@ -1,5 +1,6 @@
 #include "cli/report_command.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -32,6 +33,7 @@ struct Options {
     std::optional<std::string> device;
     std::optional<std::string> output;
     std::optional<std::string> format;
+    std::optional<int> page;
     bool fullSerial = false;
     bool csv = false;
     bool help = false;
@@ -57,6 +59,15 @@ Options parse(const std::vector<std::string_view>& args, std::string_view comman
         } else if (command == "report" && (arg == "--format" || arg.starts_with("--format="))) {
             o.format = arg == "--format" ? value() : std::optional<std::string>(std::string(arg.substr(9)));
             if (!o.format) o.error = "--format needs pdf, png or json";
+        } else if (command == "report" && arg == "--page") {
+            const auto number = value();
+            if (number && !number->empty() && number->size() < 4 &&
+                std::all_of(number->begin(), number->end(), [](char c) { return c >= '0' && c <= '9'; }) &&
+                std::stoi(*number) >= 1) {
+                o.page = std::stoi(*number);
+            } else {
+                o.error = "--page needs a page number from 1";
+            }
         } else if (command == "report" && arg == "--full-serial") {
             o.fullSerial = true;
         } else if (command == "card" && arg == "--benchmark") {
@@ -110,9 +121,9 @@ int runReportCommand(const std::vector<std::string_view>& args, Machine& machine
                      std::ostream& err) {
     const Options o = parse(args, "report");
     if (o.help) {
-        out << "Usage: vantrel report DEVICE [--format pdf|png|json] [--full-serial] [-o FILE]\n"
+        out << "Usage: vantrel report DEVICE [--format pdf|png|json] [--page N] [--full-serial] [-o FILE]\n"
                "The drive's Health report: a PDF of US Letter pages (the default), the pages as one\n"
-               "PNG, or the health document as JSON. The serial number shows only its last\n"
+               "PNG (--page N: that page alone), or the health document as JSON. The serial number shows only its last\n"
                "characters unless --full-serial. Without -o the file goes to the working folder\n"
                "under the name the share gives it; -o - writes to standard output.\n";
         return exitOK;
@@ -131,9 +142,13 @@ int runReportCommand(const std::vector<std::string_view>& args, Machine& machine
     const auto share = gathered(o, machine, demo, err, code);
     if (!share) return code;
     const reports::ShareItem item = reports::ShareItems::healthReport(*share);
-    const auto file = item.file({*format, o.fullSerial});
+    if (o.page && *format != reports::ShareFormat::png) {
+        err << "vantrel: --page is for --format png.\n";
+        return exitUsage;
+    }
+    const auto file = item.file({*format, o.fullSerial, o.page});
     if (!file) {
-        err << "vantrel: the report couldn't be drawn.\n";
+        err << "vantrel: the report couldn't be drawn" << (o.page ? " (it may have fewer pages)" : "") << ".\n";
         return exitReadFailed;
     }
     return written(file->data, o.output.value_or(file->name), out, err);

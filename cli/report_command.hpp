@@ -1,6 +1,6 @@
 #pragma once
-// `vantrel report DEVICE [--format pdf|png|json] [--full-serial] [-o FILE]`: the drive's
-// Health report. `vantrel card DEVICE [--benchmark | --scan] [-o FILE.png]`: the Disk
+// `vantrel report DEVICE [--format pdf|png|json] [--page N] [--full-serial] [-o FILE]`: the
+// drive's Health report. `vantrel card DEVICE [--benchmark | --scan] [-o FILE.png]`: the Disk
 // Health card, or the card of its last benchmark or surface scan. `vantrel readings --csv
 // [-o FILE]`: every kept reading as CSV. Without -o, the file is named as the share names
 // it, in the working folder; `-o -` writes to standard output.

@@ -28,6 +28,8 @@ struct ShareOptions {
     ShareFormat format = ShareFormat::pdf;
     /// Show the serial whole instead of masked.
     bool fullSerial = false;
+    /// A report as PNG: only this page, from 1; all of them one under the other without.
+    std::optional<int> page = std::nullopt;
 };
 
 struct ShareFile {

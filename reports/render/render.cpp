@@ -788,7 +788,7 @@ void scanCard(const Ink& ink, const DriveShare& share) {
     }
     // Where on the disk the unreadable blocks lie.
     const QRectF strip(left, 250, width, 18);
-    ink.fill(strip, colour(Tier::healthy).lighter(170), 3);
+    ink.fill(strip, QColor(0xd7, 0xf0, 0xdd), 3);
     const double total = s.blockSize > 0 ? static_cast<double>(s.plannedBytes) / s.blockSize : 0;
     if (total > 0) {
         for (const auto block : s.unreadableBlocks) {
@@ -908,7 +908,8 @@ ShareItem healthReport(const DriveShare& share) {
         const DriveShare shown = share.withSerial(options.fullSerial);
         switch (options.format) {
             case ShareFormat::pdf: return render::reportPDF(shown);
-            case ShareFormat::png: return render::reportPNG(shown, 2.0);
+            case ShareFormat::png:
+                return render::reportPNG(shown, 2.0, options.page ? std::optional<int>(*options.page - 1) : std::nullopt);
             case ShareFormat::json: return drivekit::HealthDocument::json(shown.document) + "\n";
         }
         return std::nullopt;

@@ -18,6 +18,8 @@
 #include <sstream>
 
 #include "app/demo/demo_files.hpp"
+#include "app/scan/saved_scans.hpp"
+#include "platform/file_store.hpp"
 #include "app/store/state_files.hpp"
 #include "reports/gather.hpp"
 #include "reports/render/render.hpp"
@@ -199,6 +201,40 @@ TEST_F(Golden, FailingHardDrive) {
     EXPECT_NE(json->data.find("\"serial\": \"ZFL2RT4K\""), std::string::npos) << json->data;
     EXPECT_NE(json->data.find("\"serialMasked\": false"), std::string::npos);
     EXPECT_EQ(json->name, "Vantrel Health Report \u2013 ST2000DM008-2FR102 \u2013 2026-03-14.json");
+}
+
+TEST_F(Golden, FailingHardDriveWithItsScanAndBenchmark) {
+    const DriveShare first = share("sda");
+    app::SavedScan scan;
+    scan.driveKey = "device:sda";
+    scan.date = first.context.generated - std::chrono::hours(2);
+    scan.result.mode = drivekit::surface_scan::Mode::full;
+    scan.result.totalBlocks = 3907029168;
+    scan.result.readsPlanned = scan.result.readsDone = 1000;
+    scan.result.bytesRead = 2000398934016;
+    scan.result.seconds = 12000;
+    scan.result.slowReads = 7;
+    scan.result.unreadable = {173429612, 173429740};
+    scan.result.failedReads = 2;
+    app::SavedScans scans;
+    EXPECT_FALSE(app::ScanStore::save(platform::systemFiles(), scans, scan, app::ScanStore::file(folder_)));
+    app::SavedBenchmarks benchmarks;
+    drivekit::BenchRuns runs;
+    runs.of(drivekit::BenchTest::seqRead) = {180, 182, 181};
+    runs.of(drivekit::BenchTest::seqWrite) = {170, 171, 169};
+    runs.of(drivekit::BenchTest::rndRead) = {0.8, 0.9, 0.85};
+    runs.of(drivekit::BenchTest::rndWrite) = {1.6, 1.7, 1.5};
+    EXPECT_FALSE(app::BenchStore::save(benchmarks, app::SavedBenchmark::of(first.summary, scan.date, runs),
+                                       app::BenchStore::file(folder_)));
+
+    const DriveShare drive = share("sda");
+    ASSERT_TRUE(drive.document.surfaceScan && drive.document.benchmark);
+    if (hasPoppler()) checkPDF(drive, {"173,429,612, 173,429,740", "181 MB/s", "Unreadable reads"});
+    for (const auto card : {render::Card::scan, render::Card::benchmark}) {
+        const auto png = render::cardPNG(drive, card, 1.0);
+        ASSERT_TRUE(png);
+        EXPECT_EQ(QImage::fromData(QByteArray::fromStdString(*png)).size(), QSize(600, 315));
+    }
 }
 
 TEST_F(Golden, USBDriveWhoseHealthCantBeRead) {
