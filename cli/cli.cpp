@@ -16,7 +16,8 @@
 #include "cli/list_command.hpp"
 #include "cli/monitor_command.hpp"
 #include "cli/printable_stream.hpp"
-#include "cli/report_command.hpp"
+#include "cli/drawing.hpp"
+#include "cli/readings_command.hpp"
 #include "cli/scan_command.hpp"
 #include "cli/selftest_command.hpp"
 #include "cli/watch_command.hpp"
@@ -103,8 +104,11 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
             return runHistoryCommand(rest, machine, demo, printableOut, printableErr);
         }
         // Files and documents, written as they are: no terminal filter on their bytes.
-        if (command == "report") return runReportCommand(rest, machine, demo, out, printableErr);
-        if (command == "card") return runCardCommand(rest, machine, demo, out, printableErr);
+        if (command == "report" || command == "card") {
+            if (const auto draw = drawing()) return draw(command, rest, machine, demo, out, printableErr);
+            printableErr << "vantrel: " << command << " is drawn by vantrel-draw, which this program doesn't include.\n";
+            return exitNotSupported;
+        }
         if (command == "readings") return runReadingsCommand(rest, demo, out, printableErr);
     }
     // scan, writes and bench parse their own arguments.
@@ -135,6 +139,7 @@ int main(int argc, char** argv) {
         std::cerr << usageText();
         return exitUsage;
     }
+    if (drawing() == nullptr && asksForDrawing(args)) return handOverToDrawing(argv, std::cerr);
     if (args.size() > 1 && args.front().starts_with("--demo") && isStoreCommand(args[1])) {
         const auto file = args.front() == "--demo" ? std::string() : std::string(args.front().substr(7));
         return outputChecked(runDemo(args, file, std::cout, std::cerr));

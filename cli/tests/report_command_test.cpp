@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "cli/cli.hpp"
+#include "cli/draw/draw_commands.hpp"
 #include "cli/exit_codes.hpp"
 
 namespace {
@@ -23,6 +24,7 @@ class ReportCommand : public ::testing::Test {
         data_ = std::filesystem::temp_directory_path() / ("vantrel-report-cli-" + std::to_string(::getpid()));
         std::filesystem::create_directories(data_);
         ::setenv("XDG_DATA_HOME", data_.c_str(), 1);
+        cli::useDrawing();
     }
     void TearDown() override {
         ::unsetenv("XDG_DATA_HOME");

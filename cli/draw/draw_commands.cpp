@@ -1,14 +1,13 @@
-#include "cli/report_command.hpp"
+#include "cli/draw/draw_commands.hpp"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
 #include "app/scan/saved_scans.hpp"
-#include "app/store/state_files.hpp"
 #include "cli/exit_codes.hpp"
 #include "cli/failure_text.hpp"
-#include "platform/file_store.hpp"
+#include "cli/share_output.hpp"
 #include "reports/gather.hpp"
 #include "reports/render/render.hpp"
 
@@ -21,13 +20,6 @@ std::optional<std::string> environment(const char* name) {
     return value ? std::optional<std::string>(value) : std::nullopt;
 }
 
-app::StatePaths statePaths(bool demo) {
-    auto paths = app::StatePaths::fromEnvironment(environment);
-    // A demo machine's history never mixes with this computer's.
-    if (demo && !paths.data.empty()) paths.data /= "demo";
-    return paths;
-}
-
 // The words after the command: the options each command takes, the device, and the file.
 struct Options {
     std::optional<std::string> device;
@@ -35,7 +27,6 @@ struct Options {
     std::optional<std::string> format;
     std::optional<int> page;
     bool fullSerial = false;
-    bool csv = false;
     bool help = false;
     std::optional<reports::render::Card> card;
     std::string error;
@@ -74,9 +65,7 @@ Options parse(const std::vector<std::string_view>& args, std::string_view comman
             o.card = reports::render::Card::benchmark;
         } else if (command == "card" && arg == "--scan") {
             o.card = reports::render::Card::scan;
-        } else if (command == "readings" && arg == "--csv") {
-            o.csv = true;
-        } else if (command != "readings" && !o.device && !arg.starts_with("-")) {
+        } else if (!o.device && !arg.starts_with("-")) {
             o.device = std::string(arg.starts_with("/dev/") ? arg.substr(5) : arg);
         } else {
             o.error = "unknown option for " + std::string(command) + ": " + std::string(arg);
@@ -86,23 +75,9 @@ Options parse(const std::vector<std::string_view>& args, std::string_view comman
     return o;
 }
 
-// Writes the bytes whole: to standard output for "-", else atomically into the file.
-int written(const std::string& data, const std::string& file, std::ostream& out, std::ostream& err) {
-    if (file == "-") {
-        out.write(data.data(), static_cast<std::streamsize>(data.size()));
-        return exitOK;
-    }
-    if (auto done = platform::systemFiles().replace(file, data); !done) {
-        err << "vantrel: couldn't write " << file << ": " << std::strerror(done.error().code) << ".\n";
-        return exitOutputFailed;
-    }
-    err << "vantrel: wrote " << file << '\n';
-    return exitOK;
-}
-
 std::optional<reports::DriveShare> gathered(const Options& o, Machine& machine, bool demo, std::ostream& err,
                                             int& code) {
-    const auto paths = statePaths(demo);
+    const auto paths = sharePaths(demo);
     reports::ShareRequest request{*o.device, o.fullSerial, paths.data.empty() ? std::filesystem::path() : paths.readings(),
                                   app::ScanStore::dataFolder(environment)};
     auto share = reports::shareOf(machine, request);
@@ -151,7 +126,7 @@ int runReportCommand(const std::vector<std::string_view>& args, Machine& machine
         err << "vantrel: the report couldn't be drawn" << (o.page ? " (it may have fewer pages)" : "") << ".\n";
         return exitReadFailed;
     }
-    return written(file->data, o.output.value_or(file->name), out, err);
+    return writeShared(file->data, o.output.value_or(file->name), out, err);
 }
 
 int runCardCommand(const std::vector<std::string_view>& args, Machine& machine, bool demo, std::ostream& out,
@@ -185,28 +160,15 @@ int runCardCommand(const std::vector<std::string_view>& args, Machine& machine, 
         err << "vantrel: the card couldn't be drawn.\n";
         return exitReadFailed;
     }
-    return written(file->data, o.output.value_or(file->name), out, err);
+    return writeShared(file->data, o.output.value_or(file->name), out, err);
 }
 
-int runReadingsCommand(const std::vector<std::string_view>& args, bool demo, std::ostream& out, std::ostream& err) {
-    const Options o = parse(args, "readings");
-    if (o.help) {
-        out << "Usage: vantrel readings --csv [-o FILE]\n"
-               "Every kept reading of every drive as CSV (UTF-8, ISO 8601 dates in UTC), oldest first.\n"
-               "Without -o it goes to standard output.\n";
-        return exitOK;
-    }
-    if (!o.error.empty() || !o.csv) {
-        err << "vantrel: " << (o.error.empty() ? "readings needs --csv" : o.error) << ". Run vantrel readings --help.\n";
-        return exitUsage;
-    }
-    const auto paths = statePaths(demo);
-    if (paths.data.empty()) {
-        err << "vantrel: no data folder: set HOME or XDG_DATA_HOME.\n";
-        return exitNoDevice;
-    }
-    const auto all = reports::allReadings(paths.readings(), paths.knownDrives());
-    return written(reports::ReadingsCSV::text(all.readings, all.names), o.output.value_or("-"), out, err);
+int runDrawingCommand(std::string_view command, const std::vector<std::string_view>& args, Machine& machine, bool demo,
+                      std::ostream& out, std::ostream& err) {
+    return command == "card" ? runCardCommand(args, machine, demo, out, err)
+                             : runReportCommand(args, machine, demo, out, err);
 }
+
+void useDrawing() { setDrawing(&runDrawingCommand); }
 
 }  // namespace cli
