@@ -810,7 +810,7 @@ Layout layout(const DriveShare& share) {
     return measured(share, fonts);
 }
 
-std::optional<std::string> reportPDF(const DriveShare& share) {
+std::optional<std::string> reportPDF(const DriveShare& share, const std::string& title) {
     const GuiScope gui;
     if (!gui.usable()) return std::nullopt;
     const Fonts fonts(gui.family());
@@ -825,7 +825,7 @@ std::optional<std::string> reportPDF(const DriveShare& share) {
         // One unit a point: the page is drawn in the coordinates it is measured in.
         writer.setResolution(72);
         writer.setCreator(QStringLiteral("Vantrel"));
-        writer.setTitle(q("Vantrel Health Report \u2013 " + share.document.drive.name));
+        writer.setTitle(q(title.empty() ? "Vantrel Health Report \u2013 " + share.document.drive.name : title));
         QPainter painter;
         if (!painter.begin(&writer)) return std::nullopt;
         for (int page = 0; page < static_cast<int>(laid.pages.size()); ++page) {
@@ -904,10 +904,13 @@ ShareItem healthReport(const DriveShare& share) {
     item.formats = {ShareFormat::pdf, ShareFormat::png, ShareFormat::json};
     item.offersFullSerial = share.wholeSerial.has_value();
     item.note = ShareItem::volumeNote(share.document.drive.volumes);
-    item.make = [share](const ShareOptions& options) -> std::optional<std::string> {
+    // The PDF's title is the document's name: its file name without the extension.
+    std::string title = item.fileName(ShareFormat::pdf);
+    title.resize(title.size() - 4);
+    item.make = [share, title](const ShareOptions& options) -> std::optional<std::string> {
         const DriveShare shown = share.withSerial(options.fullSerial);
         switch (options.format) {
-            case ShareFormat::pdf: return render::reportPDF(shown);
+            case ShareFormat::pdf: return render::reportPDF(shown, title);
             case ShareFormat::png:
                 return render::reportPNG(shown, 2.0, options.page ? std::optional<int>(*options.page - 1) : std::nullopt);
             case ShareFormat::json: return drivekit::HealthDocument::json(shown.document) + "\n";

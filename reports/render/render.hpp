@@ -25,8 +25,9 @@ struct Layout {
 /// Measures the sections of a drive's report and packs them onto pages.
 Layout layout(const DriveShare& share);
 
-/// The whole report as a PDF; nothing when it couldn't be drawn.
-std::optional<std::string> reportPDF(const DriveShare& share);
+/// The whole report as a PDF titled `title` (the report and the drive's name when empty);
+/// nothing when it couldn't be drawn.
+std::optional<std::string> reportPDF(const DriveShare& share, const std::string& title = {});
 /// The report's pages one under the other as a PNG, at `scale` pixels per point; with
 /// `page` only that page (from 0).
 std::optional<std::string> reportPNG(const DriveShare& share, double scale, std::optional<int> page = std::nullopt);
