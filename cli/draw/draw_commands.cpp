@@ -9,6 +9,7 @@
 #include "cli/failure_text.hpp"
 #include "cli/share_output.hpp"
 #include "reports/gather.hpp"
+#include "reports/report_plan.hpp"
 #include "reports/render/render.hpp"
 
 namespace cli {
@@ -126,7 +127,14 @@ int runReportCommand(const std::vector<std::string_view>& args, Machine& machine
         err << "vantrel: the report couldn't be drawn" << (o.page ? " (it may have fewer pages)" : "") << ".\n";
         return exitReadFailed;
     }
-    return writeShared(file->data, o.output.value_or(file->name), out, err);
+    const std::string target = o.output.value_or(file->name);
+    const int wrote = writeShared(file->data, target, out, err);
+    // What leaves the machine with the file, as the share panel says it.
+    if (wrote == exitOK && target != "-") {
+        const auto plan = reports::ReportPlan::make(*share);
+        err << "vantrel: what's in it: " << plan.whatsInIt(share->summary.tier == drivekit::Tier::limited) << '\n';
+    }
+    return wrote;
 }
 
 int runCardCommand(const std::vector<std::string_view>& args, Machine& machine, bool demo, std::ostream& out,
