@@ -16,6 +16,8 @@
 #include "cli/list_command.hpp"
 #include "cli/monitor_command.hpp"
 #include "cli/printable_stream.hpp"
+#include "cli/drawing.hpp"
+#include "cli/readings_command.hpp"
 #include "cli/scan_command.hpp"
 #include "cli/selftest_command.hpp"
 #include "cli/watch_command.hpp"
@@ -65,6 +67,13 @@ int outputChecked(int code) {
     return exitOutputFailed;
 }
 
+// Commands that parse their own words and read the store's files, so --demo keeps them
+// apart from this computer's.
+bool isStoreCommand(std::string_view command) {
+    return command == "monitor" || command == "history" || command == "report" || command == "card" ||
+           command == "readings";
+}
+
 }  // namespace
 
 int runDemo(const std::vector<std::string_view>& args, const std::string& file, std::ostream& out,
@@ -94,6 +103,13 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
             PrintableStream printableOut(out, !json);
             return runHistoryCommand(rest, machine, demo, printableOut, printableErr);
         }
+        // Files and documents, written as they are: no terminal filter on their bytes.
+        if (command == "report" || command == "card") {
+            if (const auto draw = drawing()) return draw(command, rest, machine, demo, out, printableErr);
+            printableErr << "vantrel: " << command << " is drawn by vantrel-draw, which this program doesn't include.\n";
+            return exitNotSupported;
+        }
+        if (command == "readings") return runReadingsCommand(rest, demo, out, printableErr);
     }
     // scan, writes and bench parse their own arguments.
     const std::string_view command = args.empty() ? std::string_view() : args.front();
@@ -123,7 +139,8 @@ int main(int argc, char** argv) {
         std::cerr << usageText();
         return exitUsage;
     }
-    if (args.size() > 1 && args.front().starts_with("--demo") && (args[1] == "monitor" || args[1] == "history")) {
+    if (drawing() == nullptr && asksForDrawing(args)) return handOverToDrawing(argv, std::cerr);
+    if (args.size() > 1 && args.front().starts_with("--demo") && isStoreCommand(args[1])) {
         const auto file = args.front() == "--demo" ? std::string() : std::string(args.front().substr(7));
         return outputChecked(runDemo(args, file, std::cout, std::cerr));
     }

@@ -30,7 +30,7 @@ awk -v t="$test_lines" -v c="$code_lines" -v w="$label" \
 }
 
 if [[ $# -eq 0 ]]; then
-  ratio all app cli drivekit platform fuzz
+  ratio all app cli drivekit platform reports fuzz
 else
   for folder in "$@"; do ratio "$folder" "$folder"; done
 fi
