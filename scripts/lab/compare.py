@@ -950,6 +950,73 @@ def writes_checks(name, found, tap):
     tap.check(rc == 0 and text.startswith("Written in 1 second"), f"{name}: the text form", text[:200])
 
 
+def health_figures(doc):
+    """What a reading found, without when it was made: the same drive read twice in a row
+    by root and through the service must give these alike."""
+    health = dict(doc.get("health", {}))
+    return {"device": doc.get("drive", {}).get("device"), "health": health,
+            "figures": doc.get("figures"), "smartStatus": doc.get("smartStatus"),
+            "selfTests": doc.get("selfTests"), "indicators": doc.get("indicators"),
+            "method": doc.get("reading", {}).get("method")}
+
+
+def service_checks(name, found, tap):
+    installed, _ = found.get("installed", ("", 1))
+    missing = [l for l in installed.splitlines() if l.startswith("missing ")]
+    tap.check(not missing and "present" in installed, f"{name}: the package's files are in their places", "; ".join(missing))
+    tap.check("uid=1000(alice)" in installed and "disk" not in installed.split("uid=1000(alice)")[1].splitlines()[0],
+              f"{name}: alice is an ordinary user outside group disk")
+    tap.check(found.get("bus", ("", 1))[1] == 0, f"{name}: the system bus and polkitd start")
+    tap.check("com.orlend.vantrel.Service" in found.get("activatable", ("", 1))[0],
+              f"{name}: the bus can start com.orlend.vantrel.Service")
+    verdicts = dict(l.split() for l in found.get("pkcheck", ("", 1))[0].splitlines() if len(l.split()) == 2)
+    want = {"read-health": "0", "usb-check": "0", "self-test": "1", "surface-scan": "1", "write-accounting": "1"}
+    tap.check(verdicts == want, f"{name}: polkit knows the actions and the lab's rule grants only reading and USB checks",
+              str(verdicts))
+
+    root, root_rc, _ = parsed(found, "root-list")
+    alice, alice_rc, alice_text = parsed(found, "alice-list")
+    if not isinstance(root, list) or not isinstance(alice, list):
+        tap.check(False, f"{name}: root's and alice's list --json parse", alice_text[:300])
+    else:
+        ours = {d["drive"]["device"]: health_figures(d) for d in root}
+        theirs = {d["drive"]["device"]: health_figures(d) for d in alice}
+        tap.check(set(ours) == set(theirs) and len(ours) >= 3, f"{name}: alice's list shows root's drives",
+                  f"{sorted(ours)} / {sorted(theirs)}")
+        rated = [k for k, v in ours.items() if v["health"].get("tier") not in (None, "limited")]
+        tap.check(len(rated) >= 3, f"{name}: root rates the NVMe, SATA and bridge drives", str(rated))
+        differ = [k for k in ours if ours[k] != theirs.get(k)]
+        tap.check(not differ and root_rc == alice_rc, f"{name}: alice's list gives root's tiers, scores and figures",
+                  f"differ: {differ}; rc {root_rc}/{alice_rc}")
+    service = found.get("service-process", ("", 1))[0]
+    tap.check("vantrel-service" in service and (service.split()[0] in ("root", "0") if service.split() else False),
+              f"{name}: the bus started the service as root on demand", service[:200])
+
+    checked = sorted(b[len("root-check-"):] for b in found if b.startswith("root-check-"))
+    tap.check(len(checked) == 3, f"{name}: three drives checked", str(checked))
+    for disk in checked:
+        r, r_rc, _ = parsed(found, f"root-check-{disk}")
+        a, a_rc, a_text = parsed(found, f"alice-check-{disk}")
+        ok = isinstance(r, dict) and isinstance(a, dict) and health_figures(r) == health_figures(a) and r_rc == a_rc
+        tap.check(ok, f"{name}: alice's check {disk} equals root's", a_text[:300] if not isinstance(a, dict) else f"rc {r_rc}/{a_rc}")
+
+    text, rc = found.get("alice-selftest", ("", 0))
+    after, _, _ = parsed(found, "root-selftest-after")
+    running = isinstance(after, dict) and "running" in json.dumps(after).lower() and "notRunning" not in json.dumps(after)
+    tap.check(rc == 5 and text.strip().count("\n") <= 1 and not running,
+              f"{name}: alice is refused a self-test without authorization (exit 5, one sentence, no test started)",
+              f"rc={rc}: {text[:200]}")
+
+    before = found.get("usb-before", ("", 1))[0]
+    checked_usb, usb_rc, usb_text = parsed(found, "alice-usb-check")
+    after_usb = found.get("usb-after", ("", 1))[0]
+    tap.check("/media/lab/SVCLAB" in before, f"{name}: the bridge's volume is mounted before its USB check")
+    tap.check(usb_rc in (0, 1), f"{name}: alice's USB check of the bridge through the service reads it",
+              f"rc={usb_rc}: {usb_text[-300:]}")
+    tap.check("/media/lab/SVCLAB" in after_usb and "kept" in after_usb,
+              f"{name}: the bridge comes back mounted where it was, its file intact", after_usb[:200])
+
+
 def main():
     name, path = sys.argv[1], sys.argv[2]
     global LOG
@@ -984,6 +1051,8 @@ def main():
         bench_checks(name, found, tap)
     elif name == "writes":
         writes_checks(name, found, tap)
+    elif name == "service":
+        service_checks(name, found, tap)
     return 1 if tap.failed else 0
 
 
