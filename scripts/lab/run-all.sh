@@ -135,7 +135,7 @@ if [[ "$only" == "  " || "$only" == *" service "* ]]; then
     for p in /usr/bin/dbus-daemon /usr/bin/dbus-send /usr/lib/dbus-1.0/dbus-daemon-launch-helper \
              /usr/share/dbus-1 /etc/dbus-1 /usr/lib/polkit-1/polkitd /usr/share/polkit-1 /etc/polkit-1 \
              /usr/bin/pkcheck; do
-      cp -a --parents "$p" "$stage/"
+      mkdir -p "$stage$(dirname "$p")" && cp -a "$p" "$stage$(dirname "$p")/"
     done
     dpkg-deb -x "$here/../../$deb" "$stage"
     scenario service service.guest.sh -d nvme,sata -H "$lab/guest/hooks" -U "$(satbridge bot)" \
