@@ -16,6 +16,7 @@
 #include "platform/scsi_drive.hpp"
 #include "platform/bench_file.hpp"
 #include "platform/block_probe.hpp"
+#include "platform/automount_hold.hpp"
 #include "platform/block_use.hpp"
 #include "platform/clock.hpp"
 #include "platform/disk_events.hpp"
@@ -89,6 +90,9 @@ struct Machine {
     platform::BenchFiles* benchFiles = nullptr;
     /// The processes' own counters, for write accounting; absent, none are read.
     std::shared_ptr<const platform::ProcFiles> procFiles = nullptr;
+    /// Holds the desktop's automount back from USB disks that arrive while they are checked;
+    /// absent, or nothing with why, when it can't be had.
+    std::function<std::unique_ptr<platform::AutomountHold>(std::string& why)> holdAutomount = nullptr;
 };
 
 }  // namespace app

@@ -734,6 +734,43 @@ def watch_checks(name, found, tap):
     tap.check([(e.get("event"), e.get("bsdName")) for e in events] == [("connected", disk), ("disconnected", disk)]
               and "drive" in events[0] and "drive" not in events[1],
               f"{name}: --json gives one object per arrival and departure", text[:300])
+    watch_check_checks(name, found, tap)
+
+
+def udev_events(text, disk):
+    """(action, properties) of each udev event of /dev/DISK, in order."""
+    events, current = [], None
+    for line in text.splitlines():
+        if line.startswith("UDEV "):
+            current = {}
+            events.append(current)
+        elif current is not None and "=" in line:
+            key, value = line.split("=", 1)
+            current[key] = value
+    return [(e.get("ACTION"), e) for e in events if e.get("DEVNAME") == f"/dev/{disk}"]
+
+
+def watch_check_checks(name, found, tap):
+    disk = re.search(r"^disk=(\S*)$", found.get("check-disk", ("", 0))[0], re.M)
+    disk = disk.group(1) if disk else ""
+    rule, rule_rc = found.get("check-rule", ("", 1))
+    tap.check(rule_rc == 0 and "UDISKS_IGNORE" in rule, f"{name}: watch --check puts its udev rule in place", rule[:200])
+    text, rc = found.get("check-text", ("", -1))
+    lines = text.splitlines()
+    tap.check(rc == 0 and len(lines) >= 3 and lines[1].endswith("connected over USB. Checking before it mounts…")
+              and lines[2].startswith(f"{disk}: "),
+              f"{name}: watch --check says it checks the USB disk before it mounts, then the outcome", repr(lines))
+    tap.check("90-vantrel-hold.rules" not in found.get("check-rule-after", ("", 1))[0],
+              f"{name}: the rule is gone when the watcher ends")
+    events = udev_events(found.get("check-udev", ("", 1))[0], disk)
+    # From its arrival to its return from the capture (the check ends after that), every
+    # event but the capture's remove tells udisks2 to ignore the disk.
+    last_add = max((i for i, (action, _) in enumerate(events) if action == "add"), default=-1)
+    during = [(action, e.get("UDISKS_IGNORE")) for action, e in events[:last_add + 2] if action != "remove"]
+    tap.check(last_add >= 0 and all(held == "1" for _, held in during[:-1]),
+              f"{name}: udisks2 is told to ignore the disk while it is checked", repr(during)[:300])
+    tap.check(bool(events) and events[-1][0] == "change" and "UDISKS_IGNORE" not in events[-1][1],
+              f"{name}: once checked the disk is offered again without the hold", repr(events[-2:])[:300])
 
 
 def timing_checks(name, found, tap):
