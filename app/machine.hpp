@@ -13,6 +13,8 @@
 #include "drivekit/core/local_format.hpp"
 #include "drivekit/core/result.hpp"
 #include "drivekit/usb/captured_usb_drive.hpp"
+#include "drivekit/usb/checker.hpp"
+#include "app/failure.hpp"
 #include "platform/scsi_drive.hpp"
 #include "platform/bench_file.hpp"
 #include "platform/block_probe.hpp"
@@ -93,6 +95,12 @@ struct Machine {
     /// Holds the desktop's automount back from USB disks that arrive while they are checked;
     /// absent, or nothing with why, when it can't be had.
     std::function<std::unique_ptr<platform::AutomountHold>(std::string& why)> holdAutomount = nullptr;
+    /// The careful USB check done by the privileged service, for a user who can't take
+    /// USB devices; absent where there is no service.
+    std::function<drivekit::Result<drivekit::Checker::Reading, Failure>(
+        const drivekit::Drive& drive, bool wake, const std::function<bool()>& stop,
+        const std::function<void(const std::string&)>& progress)>
+        serviceCheck = nullptr;
 };
 
 }  // namespace app

@@ -1026,6 +1026,31 @@ def service_checks(name, found, tap):
         differ = [k for k in ours if ours[k] != theirs.get(k)]
         tap.check(not differ and root_rc == alice_rc, f"{name}: alice's list gives root's tiers, scores and figures",
                   f"differ: {differ}; rc {root_rc}/{alice_rc}")
+    # The service's methods asked directly.
+    def bus_bytes(block):
+        text = found.get(block, ("", 1))[0]
+        if "array of bytes" not in text:
+            return None
+        return re.findall(r"\b[0-9a-f]{2}\b", text.split("array of bytes", 1)[1])
+    log, root_log = bus_bytes("bus-nvme-log"), found.get("root-nvme-log", ("", 1))[0].split()
+    tap.check(log is not None and len(log) == 512 and log == root_log,
+              f"{name}: alice's NVMe health log through the bus equals root's nvme-cli read",
+              found.get("bus-nvme-log", ("", 1))[0][:200])
+    identify = bus_bytes("bus-ata-identify")
+    tap.check(identify is not None and len(identify) == 512, f"{name}: alice's ATA IDENTIFY through the bus",
+              found.get("bus-ata-identify", ("", 1))[0][:200])
+    refused = found.get("bus-selftest", ("", 0))
+    tap.check(refused[1] != 0 and "Error.NotAuthorized" in refused[0],
+              f"{name}: the bus refuses alice's self-test without authorization", refused[0][:200])
+    bad = found.get("bus-bad-name", ("", 0))
+    tap.check(bad[1] != 0 and "InvalidArgs" in bad[0], f"{name}: a path for a drive name is refused", bad[0][:200])
+    usb = found.get("bus-usb-check", ("", 1))
+    tap.check(usb[1] == 0 and "string" in usb[0], f"{name}: alice's USBCheck of the bridge through the bus reads it",
+              usb[0][-300:])
+    after_bus = found.get("bus-usb-after", ("", 1))[0]
+    tap.check("/media/lab/SVCLAB" in after_bus and "kept" in after_bus,
+              f"{name}: after the bus's USB check the bridge is back mounted where it was", after_bus[:200])
+
     service = found.get("service-process", ("", 1))[0]
     tap.check("vantrel-service" in service and (service.split()[0] in ("root", "0") if service.split() else False),
               f"{name}: the bus started the service as root on demand", service[:200])

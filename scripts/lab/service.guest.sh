@@ -49,11 +49,20 @@ echo "LAB-END rc=0"
 nvme=$(hwlab_disk_of nvme); sata=$(hwlab_disk_of sata); bridge=$(hwlab_disk_of usbredir0)
 echo "disks: nvme=$nvme sata=$sata bridge=$bridge"
 
-# Root reads directly; alice's first request starts the service.
-block root-list $V list --json
-block alice-list as_alice "$V list --json"
+# The service's own methods, asked by alice with dbus-send: the first call starts it.
+call() { as_alice "dbus-send --system --print-reply --reply-timeout=120000 --dest=com.orlend.vantrel.Service /com/orlend/vantrel/Service com.orlend.vantrel.Service1.$*"; }
+ctrl=${nvme%n*}
+with_stderr bus-nvme-log call NVMeHealthLog string:$nvme
+echo "LAB-BEGIN root-nvme-log"; nvme smart-log "/dev/$ctrl" -o binary | od -An -tx1 -v; echo "LAB-END rc=$?"
+with_stderr bus-ata-identify call ATAIdentify string:$sata byte:16
+with_stderr bus-selftest call StartSelfTest string:$sata string:short byte:16
+with_stderr bus-bad-name call ATAIdentify string:../sda byte:16
 echo "LAB-BEGIN service-process"; ps -o user,args 2>/dev/null | grep '[v]antrel-service' || ps | grep '[v]antrel-service'
 echo "LAB-END rc=0"
+
+# Root reads directly; alice asks the service through vantrel.
+block root-list $V list --json
+block alice-list as_alice "$V list --json"
 for d in $nvme $sata $bridge; do
   block "root-check-$d" $V check "$d" --json
   block "alice-check-$d" as_alice "$V check $d --json"
@@ -70,11 +79,17 @@ if [ -n "$bridge" ]; then
   mkdosfs -n SVCLAB "/dev/$bridge" >/dev/null && mkdir -p /media/lab/SVCLAB && mount "/dev/$bridge" /media/lab/SVCLAB
   echo "kept" > /media/lab/SVCLAB/kept.txt; sync
   echo "LAB-BEGIN usb-before"; grep ' /media/lab/SVCLAB ' /proc/mounts; echo "LAB-END rc=0"
+  back() {
+    i=0
+    while ! grep -q ' /media/lab/SVCLAB ' /proc/mounts && [ $i -lt 80 ]; do sleep 0.25; i=$((i + 1)); done
+    echo "LAB-BEGIN $1"; grep ' /media/lab/SVCLAB ' /proc/mounts; cat /media/lab/SVCLAB/kept.txt
+    echo "LAB-END rc=0"
+  }
+  # Through the service's method, then through vantrel as alice runs it.
+  with_stderr bus-usb-check call USBCheck string:$bridge boolean:false
+  back bus-usb-after
   block alice-usb-check as_alice "$V check $bridge --capture --json 2>/tmp/usb-check.err"
   block usb-check-progress cat /tmp/usb-check.err
-  i=0
-  while ! grep -q ' /media/lab/SVCLAB ' /proc/mounts && [ $i -lt 80 ]; do sleep 0.25; i=$((i + 1)); done
-  echo "LAB-BEGIN usb-after"; grep ' /media/lab/SVCLAB ' /proc/mounts; cat /media/lab/SVCLAB/kept.txt
-  echo "LAB-END rc=0"
+  back usb-after
 fi
 exit 0
