@@ -13,9 +13,12 @@
 #include "drivekit/core/local_format.hpp"
 #include "drivekit/core/result.hpp"
 #include "drivekit/usb/captured_usb_drive.hpp"
+#include "drivekit/usb/checker.hpp"
+#include "app/failure.hpp"
 #include "platform/scsi_drive.hpp"
 #include "platform/bench_file.hpp"
 #include "platform/block_probe.hpp"
+#include "platform/automount_hold.hpp"
 #include "platform/block_use.hpp"
 #include "platform/clock.hpp"
 #include "platform/disk_events.hpp"
@@ -89,6 +92,15 @@ struct Machine {
     platform::BenchFiles* benchFiles = nullptr;
     /// The processes' own counters, for write accounting; absent, none are read.
     std::shared_ptr<const platform::ProcFiles> procFiles = nullptr;
+    /// Holds the desktop's automount back from USB disks that arrive while they are checked;
+    /// absent, or nothing with why, when it can't be had.
+    std::function<std::unique_ptr<platform::AutomountHold>(std::string& why)> holdAutomount = nullptr;
+    /// The careful USB check done by the privileged service, for a user who can't take
+    /// USB devices; absent where there is no service.
+    std::function<drivekit::Result<drivekit::Checker::Reading, Failure>(
+        const drivekit::Drive& drive, bool wake, const std::function<bool()>& stop,
+        const std::function<void(const std::string&)>& progress)>
+        serviceCheck = nullptr;
 };
 
 }  // namespace app

@@ -65,18 +65,37 @@ constexpr double holdPollSeconds = 0.02;
 
 Result<SummaryBuilder::Reading, Failure> readByCapture(const Drive& drive, Machine& machine,
                                                         const CheckRequest& request) {
-    const std::string& name = drive.bsdName;
-    CapturePlatform* capture = machine.capture;
-    Failure refusal;
-    refusal.device = name;
-    if (!capture || !machine.mounts || !machine.probe || !machine.clock) {
-        refusal.kind = Failure::Kind::noCapture;
-        return Unexpected(refusal);
-    }
     const auto progress = [&request](const std::string& line) {
         if (request.progress) request.progress(line);
     };
     const auto stop = [&request] { return request.stop && request.stop(); };
+    auto outcome = captureReading(drive, machine, request.wake, stop, progress);
+    if (!outcome) return Unexpected(std::move(outcome).error());
+    const Checker::Reading& got = *outcome;
+    SummaryBuilder::Reading reading;
+    reading.method = ReadMethod::ataSMARTHandOver;
+    reading.smartStatus = got.smartStatus;
+    reading.report = HealthRules::evaluate(std::optional<ATAIdentity>(got.identity), got.attributes, drive,
+                                           got.source, got.selfTests, machine.locale);
+    return reading;
+}
+
+Result<Checker::Reading, Failure> captureReading(const Drive& drive, Machine& machine, bool wake,
+                                                 const std::function<bool()>& stop,
+                                                 const std::function<void(const std::string&)>& progress) {
+    const std::string& name = drive.bsdName;
+    CapturePlatform* capture = machine.capture;
+    Failure refusal;
+    refusal.device = name;
+    // Without root the privileged service takes the drive over, when there is one.
+    const bool privileged = capture && capture->usb.privileged();
+    if (!privileged && machine.serviceCheck && drive.transport == Transport::usb) {
+        return machine.serviceCheck(drive, wake, stop, progress);
+    }
+    if (!capture || !machine.mounts || !machine.probe || !machine.clock) {
+        refusal.kind = Failure::Kind::noCapture;
+        return Unexpected(refusal);
+    }
     if (capture->usb.privileged() && capture->recoverOrphans) {
         for (const auto& line : capture->recoverOrphans()) progress("vantrel: " + line);
     }
@@ -111,7 +130,7 @@ Result<SummaryBuilder::Reading, Failure> readByCapture(const Drive& drive, Machi
         }
     };
     Checker::USBSteps steps = Checker::steps(checkerMachine);
-    steps.wake = request.wake;
+    steps.wake = wake;
     bool taken = false;
     steps.capture = [take = steps.capture, &log, &taken](const platform::USBTarget& target) {
         taken = true;
@@ -126,13 +145,7 @@ Result<SummaryBuilder::Reading, Failure> readByCapture(const Drive& drive, Machi
         return Unexpected(refusal);
     }
     if (!outcome) return Unexpected(failureOf(outcome.error(), name));
-    const Checker::Reading& got = *outcome;
-    SummaryBuilder::Reading reading;
-    reading.method = ReadMethod::ataSMARTHandOver;
-    reading.smartStatus = got.smartStatus;
-    reading.report = HealthRules::evaluate(std::optional<ATAIdentity>(got.identity), got.attributes, drive,
-                                           got.source, got.selfTests, machine.locale);
-    return reading;
+    return std::move(outcome).value();
 }
 
 }  // namespace app

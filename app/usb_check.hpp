@@ -7,6 +7,7 @@
 #include "app/machine.hpp"
 #include "app/summary_builder.hpp"
 #include "drivekit/core/result.hpp"
+#include "drivekit/usb/checker.hpp"
 
 namespace app {
 
@@ -15,5 +16,12 @@ namespace app {
 drivekit::Result<SummaryBuilder::Reading, Failure> readByCapture(const drivekit::Drive& drive,
                                                                  Machine& machine,
                                                                  const CheckRequest& request);
+
+/// The careful check's reading of a USB drive, not yet rated: what the privileged service
+/// hands back to a caller, which rates it as it would a reading of its own. Without root,
+/// asks the machine's service when it has one.
+drivekit::Result<drivekit::Checker::Reading, Failure> captureReading(
+    const drivekit::Drive& drive, Machine& machine, bool wake, const std::function<bool()>& stop,
+    const std::function<void(const std::string&)>& progress);
 
 }  // namespace app

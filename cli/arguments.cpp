@@ -68,7 +68,7 @@ ParseResult parseSelfTest(const std::vector<std::string_view>& rest) {
 }
 
 // Commands about every drive (list, watch): --json and --help, no device; list also
-// takes --wake and --wide.
+// takes --wake and --wide, watch --check.
 ParseResult parseAllDrives(Command command, std::string_view word, const std::vector<std::string_view>& rest) {
     Arguments parsed;
     parsed.command = command;
@@ -79,6 +79,8 @@ ParseResult parseAllDrives(Command command, std::string_view word, const std::ve
             parsed.wake = true;
         } else if (command == Command::list && arg == "--wide") {
             parsed.wide = true;
+        } else if (command == Command::watch && arg == "--check") {
+            parsed.checkArrivals = true;
         } else if (arg == "--help" || arg == "-h") {
             parsed.help = true;
         } else if (arg.starts_with("-")) {
@@ -132,7 +134,7 @@ std::string usageText() {
            "  check [DEVICE] [--json]   health of one drive, or of every NVMe drive\n"
            "  selftest DEVICE [short|extended] [--json]\n"
            "                            start a drive's own self-test, or follow it\n"
-           "  watch [--json]            print drives as they are plugged in and removed\n"
+           "  watch [--check] [--json]  print drives as they are plugged in and removed\n"
            "  scan DEVICE [--quick|--full] [--json]   read the whole drive for bad blocks\n"
            "  writes [--since 24h|7d|30d] [--json]   the programs that write the most\n"
            "  bench DIRECTORY [--json]  four speed tests on a temporary file in the folder\n"
@@ -196,11 +198,13 @@ std::string listUsageText() {
 }
 
 std::string watchUsageText() {
-    return "Usage: vantrel watch [--json]\n"
+    return "Usage: vantrel watch [--check] [--json]\n"
            "\n"
            "Watches for drives being plugged in and removed, and prints one line for each,\n"
            "until Ctrl-C. Drives attached when it starts are not reported.\n"
            "\n"
+           "  --check  check each drive as it arrives; a USB drive is held back from the\n"
+           "           desktop's automount until its check is over (needs root)\n"
            "  --json   one JSON object per line: {\"event\": \"connected\", \"bsdName\": ...}\n"
            "\n"
            "Exit codes: 0 ended by Ctrl-C, 2 bad command line, 6 no device events.\n";

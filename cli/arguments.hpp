@@ -32,6 +32,8 @@ struct Arguments {
     bool wide = false;
     /// selftest --abort: start a test even while one runs, which ends that one.
     bool abort = false;
+    /// watch --check: check each drive as it arrives, a USB drive before it mounts.
+    bool checkArrivals = false;
 };
 
 struct ParseResult {

@@ -84,15 +84,20 @@ bool needsCare(const std::vector<app::DriveSummary>& drives) {
 int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machine, bool demo, std::ostream& out,
                       std::ostream& err) {
     bool once = false;
+    // A vantrel:// link the desktop opened (the scheme's handler runs `vantrel monitor URL`):
+    // handed to the monitor that runs. A first monitor has no window to open it in: it starts.
+    std::string url = "vantrel://drive";
     for (const auto arg : args) {
         if (arg == "--once") {
             once = true;
+        } else if (arg.starts_with("vantrel://")) {
+            url = std::string(arg);
         } else if (arg == "--help" || arg == "-h") {
-            out << "Usage: vantrel monitor [--once]\n"
+            out << "Usage: vantrel monitor [--once] [vantrel://drive/KEY]\n"
                    "Watches every drive: a pass every few minutes (the checkMinutes preference) and\n"
                    "when a disk is plugged in or removed, one line per pass and per change, readings\n"
                    "kept in $XDG_DATA_HOME/vantrel. --once makes one pass and ends. Sleeping disks\n"
-                   "are left asleep.\n";
+                   "are left asleep. A vantrel:// link is handed to the monitor that runs.\n";
             return exitOK;
         } else {
             err << "vantrel: unknown option for monitor: " << arg << ". Run vantrel monitor --help.\n";
@@ -108,7 +113,7 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
     QCoreApplication application(argc, argv);
     if (!lock.isInstance) {
         std::string why;
-        const bool handed = app::AppRequests::handOver("vantrel://drive", why);
+        const bool handed = app::AppRequests::handOver(url, why);
         out << "another vantrel runs" << (lock.holder ? " (pid " + std::to_string(*lock.holder) + ")" : std::string())
             << "; it keeps the drives" << (handed ? "" : " (not reached on the session bus: " + why + ")") << '\n';
         return exitOK;

@@ -7,6 +7,7 @@
 
 #include "drivekit/usb/uas_transport.hpp"
 #include "platform/linux/linux_bench_file.hpp"
+#include "platform/linux/linux_automount_hold.hpp"
 #include "platform/linux/linux_block_probe.hpp"
 #include "platform/linux/linux_block_read_drive.hpp"
 #include "platform/linux/linux_udev_monitor.hpp"
@@ -105,7 +106,11 @@ struct LinuxMachine::Parts {
                     std::make_shared<platform::LinuxProcFiles>()};
 };
 
-LinuxMachine::LinuxMachine() : parts_(std::make_unique<Parts>()) {}
+LinuxMachine::LinuxMachine() : parts_(std::make_unique<Parts>()) {
+    parts_->machine.holdAutomount = [](std::string& why) -> std::unique_ptr<platform::AutomountHold> {
+        return platform::LinuxAutomountHold::open(why);
+    };
+}
 LinuxMachine::~LinuxMachine() = default;
 
 Machine& LinuxMachine::machine() { return parts_->machine; }

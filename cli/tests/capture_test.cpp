@@ -9,6 +9,7 @@
 
 #include "cli/cli.hpp"
 #include "cli/exit_codes.hpp"
+#include "cli/watch_command.hpp"
 #include "drivekit/discovery/discovery.hpp"
 #include "drivekit/health/tests/fake_sat_disk.hpp"
 #include "drivekit/usb/tests/support/sim_enclosure.hpp"
@@ -197,6 +198,65 @@ TEST_F(CaptureCommand, AnEnclosureThatIsGoneIsNoDeviceAndAnOrphanLineIsShown) {
     // The device is still waited for, then the capture's own sentence closes the run.
     EXPECT_NE(std::find(lines.begin(), lines.end(), "Waiting for the drive to come back…"), lines.end());
     EXPECT_EQ(lines.back(), "vantrel: /dev/sdb: The USB device disappeared.");
+}
+
+// watch --check: sdb plugged in is held from the automount, checked by capture, then let
+// go; the capture's own departure and return of the disk aren't news.
+struct ScriptedEvents final : platform::DiskEvents {
+    std::vector<std::vector<platform::DiskEvent>> batches;
+    std::vector<platform::DiskEvent> wait(std::chrono::milliseconds) override {
+        if (batches.empty()) return {};
+        auto batch = batches.front();
+        batches.erase(batches.begin());
+        return batch;
+    }
+};
+struct RecordedHold final : platform::AutomountHold {
+    Lines& calls;
+    const SimEnclosure& enclosure;
+    RecordedHold(Lines& c, const SimEnclosure& e) : calls(c), enclosure(e) {}
+    ~RecordedHold() override { calls.push_back("end"); }
+    void release(std::uint32_t location) override {
+        calls.push_back("release " + std::to_string(location) + (enclosure.driverAttached ? " (given back)" : ""));
+    }
+    void forget(std::uint32_t location) override { calls.push_back("forget " + std::to_string(location)); }
+};
+
+TEST_F(CaptureCommand, WatchCheckHoldsAUSBDriveFromMountingUntilItsCheckIsOver) {
+    using platform::DiskEvent;
+    ScriptedEvents events;
+    events.batches = {{{DiskEvent::Action::removed, "sdb"}, {DiskEvent::Action::added, "sdb"}},
+                      {{DiskEvent::Action::removed, "sdb"}, {DiskEvent::Action::added, "sdb"}},
+                      {{DiskEvent::Action::removed, "sdb"}}};
+    Lines holdCalls;
+    cli::CapturePlatform capture{volumes, holders, host, [](double) {}, options, [] { return Lines{}; }};
+    const cli::OpenSCSI open = [this](std::string_view name) -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
+        auto drive = disk.connect()(name);
+        if (!drive) return drivekit::Unexpected(ENOENT);
+        return drive;
+    };
+    cli::Machine machine{sysfs, nvme, drivekit::Locale{"en_US"}, open, &mounts, &probe, nullptr, &clock};
+    machine.capture = &capture;
+    machine.holdAutomount = [&](std::string&) -> std::unique_ptr<platform::AutomountHold> {
+        return std::make_unique<RecordedHold>(holdCalls, enclosure);
+    };
+    cli::Arguments arguments;
+    arguments.command = cli::Command::watch;
+    arguments.checkArrivals = true;
+    std::ostringstream out;
+    cli::watchDrives(arguments, machine, events, [&] { return events.batches.empty(); }, out);
+
+    const Lines lines = linesOf(out.str());
+    ASSERT_EQ(lines.size(), 5u) << out.str();
+    EXPECT_EQ(lines[0], "Watching for drives. Plug one in.");
+    EXPECT_EQ(lines[1], "sdb disconnected.");
+    EXPECT_NE(lines[2].find(" connected over USB. Checking before it mounts…"), std::string::npos) << lines[2];
+    EXPECT_EQ(lines[3].rfind("sdb: healthy, score ", 0), 0u) << lines[3];
+    // The capture's echo is skipped; a departure after the disk came back is the user's.
+    EXPECT_EQ(lines[4], "sdb disconnected.");
+    EXPECT_EQ(holdCalls, (Lines{"release " + std::to_string(location) + " (given back)",
+                                "forget " + std::to_string(location), "end"}));
+    EXPECT_TRUE(enclosure.driverAttached);
 }
 
 }  // namespace

@@ -26,6 +26,18 @@ std::optional<Watcher::News> Watcher::handle(const platform::DiskEvent& event) {
 
 std::string Watcher::startLine() { return "Watching for drives. Plug one in."; }
 
+std::string Watcher::arrivalLine(const News& news, Arrival arrival, const Locale& locale) {
+    if (!news.drive) return line(news, locale);
+    const std::string name = Discovery::displayName(*news.drive).name;
+    switch (arrival) {
+        case Arrival::checkBeforeMount: return name + " connected over USB. Checking before it mounts…";
+        case Arrival::check: return name + " connected. Checking…";
+        case Arrival::needsRoot: return name + " connected. Run the watcher with sudo to check USB drives.";
+        case Arrival::report: break;
+    }
+    return line(news, locale);
+}
+
 std::string Watcher::line(const News& news, const Locale& locale) {
     if (news.kind == News::Kind::disconnected || !news.drive) return news.bsdName + " disconnected.";
     const Drive& drive = *news.drive;

@@ -44,8 +44,19 @@ public:
     /// The news an event brings, if any.
     std::optional<News> handle(const platform::DiskEvent& event);
 
+    /// What a watcher that checks drives does with one that arrived.
+    enum class Arrival {
+        report,            // only news: not a drive to check, or one unsafe to take
+        checkBeforeMount,  // a USB drive, held back from mounting while it is checked
+        check,             // another drive that can be read
+        needsRoot,         // a USB drive, left to mount: checking it needs root
+    };
+
     /// "Watching for drives. Plug one in."
     static std::string startLine();
+    /// The sentence of an arrival that is checked or could be: "SanDisk Extreme connected
+    /// over USB. Checking before it mounts…"; the news line for `report`.
+    static std::string arrivalLine(const News& news, Arrival arrival, const Locale& locale);
     /// "sdb connected: SanDisk Extreme (USB, 64 GB). Check it with sudo vantrel check sdb."
     /// and "sdb disconnected."
     static std::string line(const News& news, const Locale& locale);

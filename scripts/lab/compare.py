@@ -734,6 +734,43 @@ def watch_checks(name, found, tap):
     tap.check([(e.get("event"), e.get("bsdName")) for e in events] == [("connected", disk), ("disconnected", disk)]
               and "drive" in events[0] and "drive" not in events[1],
               f"{name}: --json gives one object per arrival and departure", text[:300])
+    watch_check_checks(name, found, tap)
+
+
+def udev_events(text, disk):
+    """(action, properties) of each udev event of /dev/DISK, in order."""
+    events, current = [], None
+    for line in text.splitlines():
+        if line.startswith("UDEV "):
+            current = {}
+            events.append(current)
+        elif current is not None and "=" in line:
+            key, value = line.split("=", 1)
+            current[key] = value
+    return [(e.get("ACTION"), e) for e in events if e.get("DEVNAME") == f"/dev/{disk}"]
+
+
+def watch_check_checks(name, found, tap):
+    disk = re.search(r"^disk=(\S*)$", found.get("check-disk", ("", 0))[0], re.M)
+    disk = disk.group(1) if disk else ""
+    rule, rule_rc = found.get("check-rule", ("", 1))
+    tap.check(rule_rc == 0 and "UDISKS_IGNORE" in rule, f"{name}: watch --check puts its udev rule in place", rule[:200])
+    text, rc = found.get("check-text", ("", -1))
+    lines = text.splitlines()
+    tap.check(rc == 0 and len(lines) >= 3 and lines[1].endswith("connected over USB. Checking before it mounts…")
+              and lines[2].startswith(f"{disk}: "),
+              f"{name}: watch --check says it checks the USB disk before it mounts, then the outcome", repr(lines))
+    tap.check("90-vantrel-hold.rules" not in found.get("check-rule-after", ("", 1))[0],
+              f"{name}: the rule is gone when the watcher ends")
+    events = udev_events(found.get("check-udev", ("", 1))[0], disk)
+    # From its arrival to its return from the capture (the check ends after that), every
+    # event but the capture's remove tells udisks2 to ignore the disk.
+    last_add = max((i for i, (action, _) in enumerate(events) if action == "add"), default=-1)
+    during = [(action, e.get("UDISKS_IGNORE")) for action, e in events[:last_add + 2] if action != "remove"]
+    tap.check(last_add >= 0 and all(held == "1" for _, held in during[:-1]),
+              f"{name}: udisks2 is told to ignore the disk while it is checked", repr(during)[:300])
+    tap.check(bool(events) and events[-1][0] == "change" and "UDISKS_IGNORE" not in events[-1][1],
+              f"{name}: once checked the disk is offered again without the hold", repr(events[-2:])[:300])
 
 
 def timing_checks(name, found, tap):
@@ -950,6 +987,99 @@ def writes_checks(name, found, tap):
     tap.check(rc == 0 and text.startswith("Written in 1 second"), f"{name}: the text form", text[:200])
 
 
+def health_figures(doc):
+    """What a reading found, without when it was made: the same drive read twice in a row
+    by root and through the service must give these alike."""
+    health = dict(doc.get("health", {}))
+    return {"device": doc.get("drive", {}).get("device"), "health": health,
+            "figures": doc.get("figures"), "smartStatus": doc.get("smartStatus"),
+            "selfTests": doc.get("selfTests"), "indicators": doc.get("indicators"),
+            "method": doc.get("reading", {}).get("method")}
+
+
+def service_checks(name, found, tap):
+    installed, _ = found.get("installed", ("", 1))
+    missing = [l for l in installed.splitlines() if l.startswith("missing ")]
+    tap.check(not missing and "present" in installed, f"{name}: the package's files are in their places", "; ".join(missing))
+    tap.check("uid=1000(alice)" in installed and "disk" not in installed.split("uid=1000(alice)")[1].splitlines()[0],
+              f"{name}: alice is an ordinary user outside group disk")
+    tap.check(found.get("bus", ("", 1))[1] == 0, f"{name}: the system bus and polkitd start")
+    tap.check("com.orlend.vantrel.Service" in found.get("activatable", ("", 1))[0],
+              f"{name}: the bus can start com.orlend.vantrel.Service")
+    verdicts = dict(l.split() for l in found.get("pkcheck", ("", 1))[0].splitlines() if len(l.split()) == 2)
+    # pkcheck: 0 allowed, 2 allowed after an administrator's password (there is no agent).
+    want = {"read-health": "0", "usb-check": "0", "self-test": "2", "surface-scan": "2", "write-accounting": "2"}
+    tap.check(verdicts == want, f"{name}: polkit knows the actions; the lab's rule grants reading and USB checks, the rest ask for a password",
+              str(verdicts))
+
+    root, root_rc, _ = parsed(found, "root-list")
+    alice, alice_rc, alice_text = parsed(found, "alice-list")
+    if not isinstance(root, list) or not isinstance(alice, list):
+        tap.check(False, f"{name}: root's and alice's list --json parse", alice_text[:300])
+    else:
+        ours = {d["drive"]["device"]: health_figures(d) for d in root}
+        theirs = {d["drive"]["device"]: health_figures(d) for d in alice}
+        tap.check(set(ours) == set(theirs) and len(ours) >= 3, f"{name}: alice's list shows root's drives",
+                  f"{sorted(ours)} / {sorted(theirs)}")
+        rated = [k for k, v in ours.items() if v["health"].get("tier") not in (None, "limited")]
+        tap.check(len(rated) >= 3, f"{name}: root rates the NVMe, SATA and bridge drives", str(rated))
+        differ = [k for k in ours if ours[k] != theirs.get(k)]
+        tap.check(not differ and root_rc == alice_rc, f"{name}: alice's list gives root's tiers, scores and figures",
+                  f"differ: {differ}; rc {root_rc}/{alice_rc}")
+    # The service's methods asked directly.
+    def bus_bytes(block):
+        text = found.get(block, ("", 1))[0]
+        if "array of bytes" not in text:
+            return None
+        return re.findall(r"\b[0-9a-f]{2}\b", text.split("array of bytes", 1)[1])
+    log, root_log = bus_bytes("bus-nvme-log"), found.get("root-nvme-log", ("", 1))[0].split()
+    tap.check(log is not None and len(log) == 512 and log == root_log,
+              f"{name}: alice's NVMe health log through the bus equals root's nvme-cli read",
+              found.get("bus-nvme-log", ("", 1))[0][:200])
+    identify = bus_bytes("bus-ata-identify")
+    tap.check(identify is not None and len(identify) == 512, f"{name}: alice's ATA IDENTIFY through the bus",
+              found.get("bus-ata-identify", ("", 1))[0][:200])
+    refused = found.get("bus-selftest", ("", 0))
+    tap.check(refused[1] != 0 and "Error.NotAuthorized" in refused[0],
+              f"{name}: the bus refuses alice's self-test without authorization", refused[0][:200])
+    bad = found.get("bus-bad-name", ("", 0))
+    tap.check(bad[1] != 0 and "InvalidArgs" in bad[0], f"{name}: a path for a drive name is refused", bad[0][:200])
+    usb = found.get("bus-usb-check", ("", 1))
+    tap.check(usb[1] == 0 and "string" in usb[0], f"{name}: alice's USBCheck of the bridge through the bus reads it",
+              usb[0][-300:])
+    after_bus = found.get("bus-usb-after", ("", 1))[0]
+    tap.check("/media/lab/SVCLAB" in after_bus and "kept" in after_bus,
+              f"{name}: after the bus's USB check the bridge is back mounted where it was", after_bus[:200])
+
+    service = found.get("service-process", ("", 1))[0]
+    tap.check("vantrel-service" in service and (service.split()[0] in ("root", "0") if service.split() else False),
+              f"{name}: the bus started the service as root on demand", service[:200])
+
+    checked = sorted(b[len("root-check-"):] for b in found if b.startswith("root-check-"))
+    tap.check(len(checked) == 3, f"{name}: three drives checked", str(checked))
+    for disk in checked:
+        r, r_rc, _ = parsed(found, f"root-check-{disk}")
+        a, a_rc, a_text = parsed(found, f"alice-check-{disk}")
+        ok = isinstance(r, dict) and isinstance(a, dict) and health_figures(r) == health_figures(a) and r_rc == a_rc
+        tap.check(ok, f"{name}: alice's check {disk} equals root's", a_text[:300] if not isinstance(a, dict) else f"rc {r_rc}/{a_rc}")
+
+    text, rc = found.get("alice-selftest", ("", 0))
+    after, _, _ = parsed(found, "root-selftest-after")
+    running = isinstance(after, dict) and "running" in json.dumps(after).lower() and "notRunning" not in json.dumps(after)
+    tap.check(rc == 5 and text.strip().count("\n") <= 1 and not running,
+              f"{name}: alice is refused a self-test without authorization (exit 5, one sentence, no test started)",
+              f"rc={rc}: {text[:200]}")
+
+    before = found.get("usb-before", ("", 1))[0]
+    checked_usb, usb_rc, usb_text = parsed(found, "alice-usb-check")
+    after_usb = found.get("usb-after", ("", 1))[0]
+    tap.check("/media/lab/SVCLAB" in before, f"{name}: the bridge's volume is mounted before its USB check")
+    tap.check(usb_rc in (0, 1), f"{name}: alice's USB check of the bridge through the service reads it",
+              f"rc={usb_rc}: {usb_text[-300:]}")
+    tap.check("/media/lab/SVCLAB" in after_usb and "kept" in after_usb,
+              f"{name}: the bridge comes back mounted where it was, its file intact", after_usb[:200])
+
+
 def main():
     name, path = sys.argv[1], sys.argv[2]
     global LOG
@@ -984,6 +1114,8 @@ def main():
         bench_checks(name, found, tap)
     elif name == "writes":
         writes_checks(name, found, tap)
+    elif name == "service":
+        service_checks(name, found, tap)
     return 1 if tap.failed else 0
 
 

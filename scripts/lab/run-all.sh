@@ -125,5 +125,26 @@ scenario timing timing.guest.sh -d nvme,sata,usb-bot,usb-uas -H "$lab/guest/hook
 # flatpak-like cgroup scope, while `vantrel writes` counts one live interval.
 scenario writes writes.guest.sh -d nvme -f "$(command -v dd)"
 
+# The installed package: the .deb (built by scripts/package.sh) unpacked into a stage with
+# this machine's system bus and polkit daemon, copied into the guest as the root tree. An
+# ordinary user reads the NVMe, SATA and bridge drives through the service, in one boot.
+if [[ "$only" == "  " || "$only" == *" service "* ]]; then
+  stage="$work/service-stage"
+  if deb=$("$here/../package.sh" 2>"$work/service-package.log" | tail -n 1) && [[ -f "$here/../../$deb" ]]; then
+    rm -rf "$stage"; mkdir -p "$stage"
+    for p in /usr/bin/dbus-daemon /usr/bin/dbus-send /usr/lib/dbus-1.0/dbus-daemon-launch-helper \
+             /usr/share/dbus-1 /etc/dbus-1 /usr/lib/polkit-1/polkitd /usr/share/polkit-1 /etc/polkit-1 \
+             /usr/bin/pkcheck; do
+      mkdir -p "$stage$(dirname "$p")" && cp -a "$p" "$stage$(dirname "$p")/"
+    done
+    dpkg-deb -x "$here/../../$deb" "$stage"
+    scenario service service.guest.sh -d nvme,sata -H "$lab/guest/hooks" -U "$(satbridge bot)" \
+      -M vfat -M nls_cp437 -M nls_ascii -T "$stage:/"
+  else
+    echo "# lab scenario service did not run (scripts/package.sh failed); see $work/service-package.log"
+    skipped=$((skipped + 1))
+  fi
+fi
+
 echo "lab: $passed passed, $failed failed, $skipped skipped"
 [[ $failed -eq 0 ]]

@@ -1,0 +1,163 @@
+#include "service/operations.hpp"
+
+#include <string>
+
+#include "app/drive_check.hpp"
+#include "app/usb_check.hpp"
+#include "app/writes/writes_source.hpp"
+#include "drivekit/discovery/discovery.hpp"
+#include "drivekit/health/ata_commands.hpp"
+#include "drivekit/health/sat.hpp"
+#include "drivekit/health/sat_non_data.hpp"
+#include "drivekit/health/self_test.hpp"
+#include "drivekit/writes/process_writes.hpp"
+
+namespace service {
+
+using app::ServiceProtocol::DriveKind;
+using app::ServiceProtocol::Operation;
+using app::ServiceProtocol::Request;
+using drivekit::Unexpected;
+namespace Error = app::ServiceProtocol::Error;
+namespace SAT = drivekit::SAT;
+
+namespace {
+
+ErrorReply error(std::string_view name, std::string message) { return {std::string(name), std::move(message)}; }
+
+bool fits(DriveKind kind, const drivekit::Drive& drive) {
+    using drivekit::Transport;
+    switch (kind) {
+        case DriveKind::none: return true;
+        case DriveKind::nvme: return drive.transport == Transport::internalNVMe || drive.transport == Transport::externalNVMe;
+        case DriveKind::ata:
+            return drive.transport == Transport::sata || drive.transport == Transport::usb ||
+                   drive.transport == Transport::other;
+        case DriveKind::usb: return drive.transport == Transport::usb;
+    }
+    return false;
+}
+
+drivekit::Result<Answer, ErrorReply> nvme(const platform::NVMeAdminReply& reply) {
+    if (const auto* data = std::get_if<std::vector<std::uint8_t>>(&reply)) return Answer{*data};
+    const auto& why = std::get<platform::NVMeAdminFailure>(reply);
+    std::string kind = "noController";
+    if (why.kind == platform::NVMeAdminFailure::Kind::systemError) kind = "systemError";
+    if (why.kind == platform::NVMeAdminFailure::Kind::commandStatus) kind = "commandStatus";
+    return Unexpected(error(Error::nvme, kind + " " + std::to_string(why.code)));
+}
+
+// The block the operation stands for, built here from the operation alone, and how many
+// bytes come back.
+struct Block {
+    drivekit::Bytes cdb;
+    std::int64_t dataIn = 0;
+};
+
+// The SMART log that holds the self-test results.
+constexpr std::uint8_t selfTestLog = 0x06;
+
+Block blockOf(const Request& request) {
+    constexpr std::int64_t page = 512;
+    switch (request.operation) {
+        case Operation::ataPowerMode: return {SAT::checkPowerMode(request.form), 0};
+        case Operation::ataIdentify: return {SAT::identify(request.form), page};
+        case Operation::ataSmartData: return {SAT::smartReadData(request.form), page};
+        case Operation::ataSmartThresholds: return {SAT::smartReadThresholds(request.form), page};
+        case Operation::ataSelfTestLog: return {SAT::smartReadLog(request.form, selfTestLog), page};
+        case Operation::ataSmartStatus: return {SAT::smartReturnStatus(request.form), 0};
+        case Operation::startSelfTest:
+            return {SAT::smartExecuteOffLineImmediate(request.form, static_cast<std::uint8_t>(request.test)), 0};
+        case Operation::nvmeHealthLog:
+        case Operation::nvmeIdentify:
+        case Operation::usbCheck:
+        case Operation::processWrites:
+            break;
+    }
+    return {};
+}
+
+drivekit::Result<Answer, ErrorReply> ata(app::Machine& machine, const Request& request) {
+    if (!machine.openSCSI) return Unexpected(error(Error::cantOpen, std::to_string(ENODEV)));
+    auto opened = machine.openSCSI(request.drive);
+    if (!opened) return Unexpected(error(Error::cantOpen, std::to_string(opened.error())));
+    const Block block = blockOf(request);
+    auto answer = (*opened)->command(block.cdb, block.dataIn, drivekit::ATACommands::commandTimeout);
+    if (!answer) {
+        return Unexpected(error(answer.error().refused ? Error::refused : Error::failed, answer.error().message));
+    }
+    return Answer{std::move(answer).value()};
+}
+
+drivekit::Result<Answer, ErrorReply> processWrites(const app::Machine& machine) {
+    if (!machine.procFiles) return Unexpected(error(Error::failed, "No process counters on this computer."));
+    app::DirectWritesSource source(machine.procFiles);
+    const auto processes = source.snapshot();
+    if (!processes) return Unexpected(error(Error::failed, "/proc couldn't be read."));
+    drivekit::json::Object list = drivekit::json::Object::array();
+    for (const auto& process : *processes) list.push_back(drivekit::toJson(process));
+    return Answer{drivekit::json::dump(list, drivekit::json::Layout::compact)};
+}
+
+}  // namespace
+
+USBCheck machineUSBCheck(app::Machine& machine) {
+    return [&machine](const drivekit::Drive& drive, const std::function<bool()>& stop,
+                      const drivekit::Checker::Log& log) {
+        // The service is root: the check takes the device itself, never through a service.
+        return app::captureReading(drive, machine, false, stop, log);
+    };
+}
+
+namespace Operations {
+
+drivekit::Result<std::optional<drivekit::Drive>, ErrorReply> findDrive(const app::Machine& machine,
+                                                                       const Request& request) {
+    const auto& method = app::ServiceProtocol::methodOf(request.operation);
+    if (method.drive == DriveKind::none) return std::optional<drivekit::Drive>();
+    // The name was checked to be a bare kernel name; it still has to be a whole disk that
+    // discovery shows (not a partition, a loop, md or device-mapper device).
+    if (const auto refused = app::refuseName(machine, request.drive)) {
+        return Unexpected(error(Error::noSuchDrive, refused->kind == app::Failure::Kind::partition
+                                                         ? request.drive + " is a partition."
+                                                         : "No disk " + request.drive + "."));
+    }
+    auto drive = drivekit::Discovery::drive(request.drive, app::sourcesOf(machine));
+    if (!drive || drive->bsdName != request.drive) {
+        return Unexpected(error(Error::noSuchDrive, request.drive + " isn't a drive Vantrel reads."));
+    }
+    if (!fits(method.drive, *drive)) {
+        return Unexpected(error(Error::noSuchDrive, std::string(method.member) + " doesn't read " + request.drive + "."));
+    }
+    return std::optional<drivekit::Drive>(std::move(*drive));
+}
+
+drivekit::Result<Answer, ErrorReply> perform(app::Machine& machine, const Request& request,
+                                             const std::optional<drivekit::Drive>& drive, const USBCheck& usbCheck,
+                                             const std::function<bool()>& stop) {
+    switch (request.operation) {
+        case Operation::nvmeHealthLog: return nvme(machine.nvme.smartLog(request.drive));
+        case Operation::nvmeIdentify: return nvme(machine.nvme.identifyController(request.drive));
+        case Operation::processWrites: return processWrites(machine);
+        case Operation::usbCheck: {
+            if (!drive || !usbCheck) return Unexpected(error(Error::noSuchDrive, "No USB drive."));
+            std::vector<std::string> lines;
+            auto reading = usbCheck(*drive, stop, [&lines](const std::string& line) { lines.push_back(line); });
+            if (!reading) return Unexpected(error(Error::checkFailed, app::ServiceProtocol::encodeFailure(reading.error())));
+            return Answer{app::ServiceProtocol::encodeReading(*reading, lines)};
+        }
+        case Operation::ataPowerMode:
+        case Operation::ataIdentify:
+        case Operation::ataSmartData:
+        case Operation::ataSmartThresholds:
+        case Operation::ataSelfTestLog:
+        case Operation::ataSmartStatus:
+        case Operation::startSelfTest:
+            return ata(machine, request);
+    }
+    return Unexpected(error(Error::unknownMethod, "No such method."));
+}
+
+}  // namespace Operations
+
+}  // namespace service

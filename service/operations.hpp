@@ -1,0 +1,52 @@
+#pragma once
+// What the service does for a decoded request, without the bus: find the drive the
+// request names among the whole disks discovery shows, build the command block for the
+// operation, send it, and turn the answer or the failure into a reply. Runs on a worker
+// thread; blocks while the drive answers.
+#include <functional>
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "app/machine.hpp"
+#include "app/service/protocol.hpp"
+#include "drivekit/core/result.hpp"
+#include "drivekit/discovery/drive.hpp"
+#include "drivekit/usb/checker.hpp"
+
+namespace service {
+
+/// A D-Bus error: its name and message.
+struct ErrorReply {
+    std::string name;
+    std::string message;
+
+    bool operator==(const ErrorReply&) const = default;
+};
+
+/// The answer of a method: bytes (`ay`) or a text (`s`).
+using Answer = std::variant<drivekit::Bytes, std::string>;
+
+/// The careful check of one USB drive: its reading, or why there is none. `stop` turns
+/// true when the caller went away; the check then gives the drive back and ends.
+using USBCheck = std::function<drivekit::Result<drivekit::Checker::Reading, app::Failure>(
+    const drivekit::Drive& drive, const std::function<bool()>& stop, const drivekit::Checker::Log& log)>;
+
+/// The careful check over the machine's own capture platform.
+USBCheck machineUSBCheck(app::Machine& machine);
+
+namespace Operations {
+
+/// The drive a request names, when discovery shows it as a whole disk of the kind the
+/// operation reads; nothing for a request that names no drive.
+drivekit::Result<std::optional<drivekit::Drive>, ErrorReply> findDrive(const app::Machine& machine,
+                                                                       const app::ServiceProtocol::Request& request);
+
+/// Carries out the request on the drive `findDrive` gave.
+drivekit::Result<Answer, ErrorReply> perform(app::Machine& machine, const app::ServiceProtocol::Request& request,
+                                             const std::optional<drivekit::Drive>& drive, const USBCheck& usbCheck,
+                                             const std::function<bool()>& stop);
+
+}  // namespace Operations
+
+}  // namespace service

@@ -1,0 +1,297 @@
+// The service on a private bus, with the demo machine behind it and a stand-in polkit.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QProcess>
+#include <QThread>
+#include <atomic>
+#include <future>
+#include <set>
+
+#include "app/demo/demo_files.hpp"
+#include "app/service/protocol.hpp"
+#include "drivekit/health/ata_identity.hpp"
+#include "platform/demo/memory_file_store.hpp"
+#include "platform/linux/linux_proc_files.hpp"
+#include "service/service.hpp"
+
+namespace {
+
+namespace Protocol = app::ServiceProtocol;
+using Protocol::Error::checkFailed;
+using Protocol::Error::invalidArgs;
+using Protocol::Error::noSuchDrive;
+using Protocol::Error::notAuthorized;
+using Protocol::Error::unknownMethod;
+
+QString qs(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
+
+class StandInAuthority final : public service::Authority {
+  public:
+    void check(const QString&, std::string_view action, std::function<void(bool)> done) override {
+        asked.push_back(std::string(action));
+        done(allowed.contains(std::string(action)));
+    }
+    std::set<std::string> allowed;
+    std::vector<std::string> asked;
+};
+
+// Answers like a careful check of the demo's USB drive, or waits for the caller to go.
+struct StandInCheck {
+    bool waitForStop = false;
+    std::optional<app::Failure> failure;
+    std::promise<void> stopped;
+
+    service::USBCheck function() {
+        return [this](const drivekit::Drive& drive, const std::function<bool()>& stop,
+                      const drivekit::Checker::Log& log) -> drivekit::Result<drivekit::Checker::Reading, app::Failure> {
+            log("Unmounting " + drive.bsdName + "…");
+            if (waitForStop) {
+                // Bounded, so a service that never stops fails the test instead of hanging it.
+                for (int i = 0; i < 10'000 && !stop(); ++i) QThread::msleep(1);
+                if (stop()) stopped.set_value();
+                return drivekit::Unexpected(app::Failure{app::Failure::Kind::interrupted, drive.bsdName});
+            }
+            if (failure) return drivekit::Unexpected(*failure);
+            drivekit::Checker::Reading reading;
+            reading.identity.model = "Demo Disk";
+            reading.attributes.push_back({});
+            reading.attributes.back().id = 5;
+            reading.source = "ATA SMART over USB";
+            reading.smartStatus = drivekit::SMARTStatus::verified;
+            return reading;
+        };
+    }
+};
+
+class ServiceOnPrivateBus : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        static int argc = 1;
+        static char name[] = "service_tests";
+        static char* argv[] = {name, nullptr};
+        if (!QCoreApplication::instance()) new QCoreApplication(argc, argv);
+    }
+
+    void SetUp() override {
+        daemon_.start("dbus-daemon", {"--config-file=" VANTREL_SERVICE_TEST_SUPPORT "/bus.conf", "--print-address",
+                                      "--nofork"});
+        ASSERT_TRUE(daemon_.waitForStarted(10'000));
+        while (address_.isEmpty() && daemon_.waitForReadyRead(10'000)) {
+            address_ = QString::fromUtf8(daemon_.readLine()).trimmed();
+        }
+        ASSERT_FALSE(address_.isEmpty());
+        auto loaded = platform::DemoMachine::load(VANTREL_DEMO_DATA "/machine.json");
+        ASSERT_TRUE(loaded);
+        demo_ = std::move(loaded).value();
+        machine_.emplace(app::demoMachine(*demo_, drivekit::Locale{"en_US"}));
+        machine_->procFiles = std::make_shared<platform::LinuxProcFiles>();
+
+        thread_.start();
+        std::promise<bool> published;
+        QMetaObject::invokeMethod(
+            &context_,
+            [&] {
+                auto bus = QDBusConnection::connectToBus(address_, "service");
+                service_ = std::make_unique<service::Service>(
+                    bus, service::Service::Options{*machine_, authority_, check_.function(), approvals_});
+                published.set_value(service_->publish() && bus.registerService(qs(Protocol::busName)));
+            },
+            Qt::QueuedConnection);
+        ASSERT_TRUE(published.get_future().get());
+    }
+
+    void TearDown() override {
+        QMetaObject::invokeMethod(&context_, [&] { service_.reset(); QDBusConnection::disconnectFromBus("service"); },
+                                  Qt::BlockingQueuedConnection);
+        thread_.quit();
+        thread_.wait();
+        for (const auto& name : clients_) QDBusConnection::disconnectFromBus(name);
+        daemon_.kill();
+        daemon_.waitForFinished();
+    }
+
+    QDBusConnection client(const QString& name = "client") {
+        if (!clients_.contains(name)) clients_.insert(name);
+        return QDBusConnection::connectToBus(address_, name);
+    }
+
+    static QDBusMessage callOf(const QString& member, const QVariantList& args) {
+        auto message = QDBusMessage::createMethodCall(qs(Protocol::busName), qs(Protocol::objectPath),
+                                                      qs(Protocol::interfaceName), member);
+        message.setArguments(args);
+        return message;
+    }
+
+    QDBusMessage call(const QString& member, const QVariantList& args = {}) {
+        return client().call(callOf(member, args), QDBus::Block, 20'000);
+    }
+
+    static std::string errorOf(const QDBusMessage& reply) {
+        return reply.type() == QDBusMessage::ErrorMessage ? reply.errorName().toStdString() : "";
+    }
+
+    static QByteArray bytesOf(const QDBusMessage& reply) {
+        return reply.type() == QDBusMessage::ReplyMessage && reply.arguments().size() == 1
+                   ? reply.arguments().front().toByteArray()
+                   : QByteArray();
+    }
+
+    void allowAll() {
+        for (auto action : {Protocol::Action::readHealth, Protocol::Action::selfTest, Protocol::Action::usbCheck,
+                            Protocol::Action::writeAccounting}) {
+            authority_.allowed.insert(std::string(Protocol::actionId(action)));
+        }
+    }
+
+    QProcess daemon_;
+    QString address_;
+    std::set<QString> clients_;
+    std::unique_ptr<platform::DemoMachine> demo_;
+    std::optional<app::Machine> machine_;
+    StandInAuthority authority_;
+    StandInCheck check_;
+    platform::MemoryFileStore files_;
+    service::Approvals approvals_{files_, "/var/lib/vantrel/usb-approvals.json"};
+    QThread thread_;
+    QObject context_;
+    std::unique_ptr<service::Service> service_;
+
+  public:
+    ServiceOnPrivateBus() { context_.moveToThread(&thread_); }
+};
+
+const QVariant sixteen = QVariant::fromValue(uchar{16});
+
+TEST_F(ServiceOnPrivateBus, EveryReadOperationAnswersFromTheDrive) {
+    allowAll();
+    EXPECT_EQ(bytesOf(call("NVMeHealthLog", {"nvme0n1"})).size(), 512);
+    EXPECT_EQ(bytesOf(call("NVMeIdentify", {"nvme0n1"})).size(), 4096);
+    const QByteArray identify = bytesOf(call("ATAIdentify", {"sda", sixteen}));
+    const auto identity = drivekit::ATAIdentity::decode(drivekit::Bytes(identify.begin(), identify.end()));
+    ASSERT_TRUE(identity);
+    EXPECT_FALSE(identity->model.empty());
+    for (const char* page : {"ATASmartData", "ATASmartThresholds", "ATASelfTestLog"}) {
+        EXPECT_EQ(bytesOf(call(page, {"sda", sixteen})).size(), 512) << page;
+    }
+    // The two non-data commands answer with the sense data that holds the registers.
+    EXPECT_FALSE(bytesOf(call("ATASmartStatus", {"sda", sixteen})).isEmpty());
+    EXPECT_FALSE(bytesOf(call("ATAPowerMode", {"sda", sixteen})).isEmpty());
+    EXPECT_EQ(call("StartSelfTest", {"sda", "short", sixteen}).type(), QDBusMessage::ReplyMessage);
+
+    const auto writes = call("ProcessWrites");
+    ASSERT_EQ(writes.type(), QDBusMessage::ReplyMessage);
+    const auto list = drivekit::json::parse(writes.arguments().front().toString().toStdString());
+    ASSERT_TRUE(list && list->is_array());
+    EXPECT_FALSE(list->empty());
+}
+
+TEST_F(ServiceOnPrivateBus, EachOperationAsksItsOwnActionAndARefusalReadsNothing) {
+    authority_.allowed.insert(std::string(Protocol::actionId(Protocol::Action::readHealth)));
+    EXPECT_EQ(bytesOf(call("ATASmartData", {"sda", sixteen})).size(), 512);
+    EXPECT_EQ(errorOf(call("StartSelfTest", {"sda", "extended", sixteen})), notAuthorized);
+    EXPECT_EQ(errorOf(call("USBCheck", {"sdd", false})), notAuthorized);
+    EXPECT_EQ(errorOf(call("ProcessWrites")), notAuthorized);
+    EXPECT_EQ(authority_.asked, (std::vector<std::string>{"com.orlend.vantrel.read-health",
+                                                          "com.orlend.vantrel.self-test",
+                                                          "com.orlend.vantrel.usb-check",
+                                                          "com.orlend.vantrel.write-accounting"}));
+    authority_.allowed.clear();
+    EXPECT_EQ(errorOf(call("NVMeHealthLog", {"nvme0n1"})), notAuthorized);
+}
+
+TEST_F(ServiceOnPrivateBus, NamesOutsideDiscoveryAndMalformedCallsAreRefusedBeforeAnyoneIsAsked) {
+    allowAll();
+    for (const char* name : {"../sda", "/dev/mem", "sda/../../mem", "", "SDA", "sda "}) {
+        EXPECT_EQ(errorOf(call("ATAIdentify", {name, sixteen})), invalidArgs) << name;
+    }
+    // Well-formed names that aren't whole disks discovery shows: a partition, a loop
+    // device, an md array, a disk that isn't there.
+    for (const char* name : {"sda1", "loop0", "md127", "sdz", "nvme0n1p1"}) {
+        EXPECT_EQ(errorOf(call("ATAIdentify", {name, sixteen})), noSuchDrive) << name;
+    }
+    // A drive of the wrong kind for the method.
+    EXPECT_EQ(errorOf(call("NVMeHealthLog", {"sda"})), noSuchDrive);
+    EXPECT_EQ(errorOf(call("ATAIdentify", {"nvme0n1", sixteen})), noSuchDrive);
+    EXPECT_EQ(errorOf(call("USBCheck", {"sda", false})), noSuchDrive);
+
+    EXPECT_EQ(errorOf(call("WriteSectors", {"sda"})), unknownMethod);
+    EXPECT_EQ(errorOf(call("ATAIdentify", {"sda"})), invalidArgs);
+    EXPECT_EQ(errorOf(call("ATAIdentify", {"sda", QVariant::fromValue(uchar{13})})), invalidArgs);
+    EXPECT_EQ(errorOf(call("ATAIdentify", {"sda", 16})), invalidArgs);
+    EXPECT_EQ(errorOf(call("StartSelfTest", {"sda", "conveyance", sixteen})), invalidArgs);
+    EXPECT_EQ(errorOf(call("NVMeHealthLog", {"nvme0n1", "extra"})), invalidArgs);
+    auto foreign = callOf("NVMeHealthLog", {"nvme0n1"});
+    foreign = QDBusMessage::createMethodCall(qs(Protocol::busName), qs(Protocol::objectPath),
+                                             "org.example.Other", "NVMeHealthLog");
+    foreign << QString("nvme0n1");
+    EXPECT_EQ(errorOf(client().call(foreign)), unknownMethod);
+    EXPECT_TRUE(authority_.asked.empty());
+}
+
+TEST_F(ServiceOnPrivateBus, AUSBCheckReturnsItsReadingAndAnApprovedDriveIsNotAskedAgain) {
+    authority_.allowed.insert(std::string(Protocol::actionId(Protocol::Action::usbCheck)));
+    const auto first = call("USBCheck", {"sdd", false});
+    ASSERT_EQ(first.type(), QDBusMessage::ReplyMessage) << first.errorMessage().toStdString();
+    const auto answer = Protocol::decodeReading(first.arguments().front().toString().toStdString());
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->reading.identity.model, "Demo Disk");
+    EXPECT_EQ(answer->lines, std::vector<std::string>{"Unmounting sdd…"});
+
+    authority_.allowed.clear();
+    authority_.asked.clear();
+    EXPECT_EQ(call("USBCheck", {"sdd", false}).type(), QDBusMessage::ReplyMessage);
+    EXPECT_TRUE(authority_.asked.empty());
+
+    // A failed check says why, as the failure the caller words itself.
+    check_.failure = app::Failure{app::Failure::Kind::captureRefused, "sdd", "This enclosure doesn't pass health requests through to the drive."};
+    const auto failed = call("USBCheck", {"sdd", false});
+    ASSERT_EQ(errorOf(failed), checkFailed);
+    EXPECT_EQ(Protocol::decodeFailure(failed.errorMessage().toStdString()), check_.failure);
+}
+
+TEST_F(ServiceOnPrivateBus, ACallerThatLeavesMidCheckStopsItAndTheDriveIsGivenBack) {
+    allowAll();
+    check_.waitForStop = true;
+    auto stopped = check_.stopped.get_future();
+    client("leaving").asyncCall(callOf("USBCheck", {"sdd", false}));
+    // Waits until the service holds the check, then leaves the bus.
+    for (int i = 0; i < 10'000 && service_->running() == 0; ++i) QThread::msleep(1);
+    ASSERT_EQ(service_->running(), 1);
+    // The bus closes the connection once no QDBusConnection refers to it any more.
+    QDBusConnection::disconnectFromBus("leaving");
+    clients_.erase("leaving");
+    EXPECT_EQ(stopped.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+}
+
+TEST(ServiceReading, TravelsWhole) {
+    drivekit::Checker::Reading reading;
+    reading.enclosure = drivekit::ATACommands::Inquiry{"JMicron", "Tech"};
+    reading.identity.model = "WDC WD40EFRX";
+    reading.identity.rotationRate = 5400;
+    reading.identity.sectors = 7814037168;
+    reading.identity.sataLink = drivekit::SATALink{drivekit::SATALink::Speed::gen3, std::nullopt};
+    reading.variant = drivekit::SAT::Variant::twelve;
+    drivekit::ATAAttribute attribute;
+    attribute.id = 194;
+    attribute.raw = 0x0000002A00140028;
+    reading.attributes = {attribute};
+    reading.selfTests = {drivekit::SelfTest::Entry{1, drivekit::SelfTest::Outcome::fatalError, 300, 1234u}};
+    reading.smartStatus = drivekit::SMARTStatus::failing;
+    reading.source = "ATA SMART over USB (JMicron JMS578 bridge)";
+    const auto back = Protocol::decodeReading(Protocol::encodeReading(reading, {"a", "b"}));
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->lines, (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(back->reading.identity, reading.identity);
+    EXPECT_EQ(back->reading.attributes, reading.attributes);
+    EXPECT_EQ(back->reading.selfTests, reading.selfTests);
+    EXPECT_EQ(back->reading.enclosure, reading.enclosure);
+    EXPECT_EQ(back->reading.variant, reading.variant);
+    EXPECT_EQ(back->reading.smartStatus, reading.smartStatus);
+    EXPECT_FALSE(Protocol::decodeReading(R"({"identity":{}})"));
+}
+
+}  // namespace
