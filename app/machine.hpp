@@ -89,6 +89,9 @@ struct Machine {
     platform::BenchFiles* benchFiles = nullptr;
     /// The processes' own counters, for write accounting; absent, none are read.
     std::shared_ptr<const platform::ProcFiles> procFiles = nullptr;
+    /// Waits between the looks at a long job of the drive's own (a self-test); absent, the
+    /// thread sleeps.
+    std::function<void(double seconds)> pause = nullptr;
 };
 
 }  // namespace app

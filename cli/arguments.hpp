@@ -32,6 +32,10 @@ struct Arguments {
     bool wide = false;
     /// selftest --abort: start a test even while one runs, which ends that one.
     bool abort = false;
+    /// selftest --wait: follow the test to its end.
+    bool wait = false;
+    /// selftest --cancel: ask the drive to end its test.
+    bool cancel = false;
 };
 
 struct ParseResult {

@@ -153,6 +153,7 @@ fs::path StatePaths::knownDrives() const { return under(shared(), "known-drives.
 fs::path StatePaths::hiddenDrives() const { return under(shared(), "hidden-drives.json"); }
 fs::path StatePaths::sharedState() const { return under(shared(), "shared-state.json"); }
 fs::path StatePaths::prefs() const { return under(config, "prefs.json"); }
+fs::path StatePaths::alerts() const { return under(data, "alerts.json"); }
 
 namespace StateFiles {
 

@@ -95,6 +95,8 @@ struct StatePaths {
     std::filesystem::path hiddenDrives() const;
     std::filesystem::path sharedState() const;
     std::filesystem::path prefs() const;
+    /// The tiers of the last pass and when each note last went out.
+    std::filesystem::path alerts() const;
 };
 
 namespace StateFiles {

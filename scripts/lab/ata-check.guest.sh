@@ -44,6 +44,16 @@ if [ -n "$bridge" ]; then
   with_stderr bridge-selftest-start vantrel selftest "$bridge" short
   block bridge-smartctl-selftest smartctl -d sat -l selftest -j "/dev/$bridge"
   block bridge-selftest-json vantrel selftest "$bridge" --json
+  # Followed to its end: the outcome vantrel ends with is the entry smartctl then reads.
+  with_stderr bridge-selftest-wait vantrel selftest "$bridge" short --wait
+  block bridge-smartctl-after-wait smartctl -d sat -l selftest -j "/dev/$bridge"
+  # The monitor's alerts and metrics, with its state in a folder of its own: the healthy
+  # drive's tier is what the failing one is compared with below.
+  export XDG_DATA_HOME=/tmp/xdg/data XDG_CONFIG_HOME=/tmp/xdg/config XDG_RUNTIME_DIR=/tmp/xdg/run
+  mkdir -p "$XDG_RUNTIME_DIR" /tmp/prom
+  with_stderr monitor-healthy vantrel monitor --once --textfile /tmp/prom
+  block textfile-healthy cat /tmp/prom/vantrel.prom
+  block list-healthy vantrel list --json
   # Asleep, the drive is asked whether it sleeps and nothing else: the emulator counts
   # every command that would have spun it up. --wake reads it (one more wake-up).
   hwlab_host satbridge-standby on >/dev/null
@@ -57,4 +67,10 @@ if [ -n "$bridge" ]; then
   hwlab_host satbridge-config failing
   read_both failing "$bridge" -d sat
   with_stderr failing-check-text vantrel check "$bridge"
+  # One "worse" note, then none from a second pass: the silence holds across a restart.
+  with_stderr monitor-failing vantrel monitor --once --textfile /tmp/prom
+  block textfile-failing cat /tmp/prom/vantrel.prom
+  block list-failing vantrel list --json
+  with_stderr monitor-failing-again vantrel monitor --once
+  block alerts-state cat "$XDG_DATA_HOME/vantrel/alerts.json"
 fi
