@@ -2,11 +2,14 @@
 
 #include <unistd.h>
 
+#include <QCoreApplication>
+#include <QDBusConnection>
 #include <chrono>
 #include <thread>
 
 #include "app/self_test_run.hpp"
 #include "app/self_test_runner.hpp"
+#include "app/store/note_sinks.hpp"
 #include "cli/signals.hpp"
 #include "app/shown.hpp"
 #include "cli/exit_codes.hpp"
@@ -94,13 +97,24 @@ class ProgressLine {
     bool open_ = false;
 };
 
+/// A test can take hours: its end is also a note on the desktop, when there is one.
+void tellDesktop(const app::Note& note) {
+    int argc = 1;
+    char name[] = "vantrel";
+    char* argv[] = {name, nullptr};
+    std::optional<QCoreApplication> application;
+    if (QCoreApplication::instance() == nullptr) application.emplace(argc, argv);
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (app::DesktopNotifications::available(bus)) app::DesktopNotifications(bus).show(note);
+}
+
 /// Follows the test on `name` to its end: started here when `kind` is given. The exit code
 /// tells the outcome.
 int follow(const Arguments& arguments, Machine& machine, std::ostream& out, std::ostream& err) {
     const std::string& name = *arguments.device;
     std::optional<app::Failure> failure;
     std::optional<app::SelfTestRun::Started> started;
-    const StopOnSignals signals;
+    const StopOnSignals stopOnSignals;
     app::SelfTestRunner::Drive drive;
     drive.progress = [&](const std::string& bsdName) -> std::optional<SelfTest::Progress> {
         auto state = app::SelfTestRun::state(machine, bsdName);
@@ -163,6 +177,8 @@ int follow(const Arguments& arguments, Machine& machine, std::ostream& out, std:
             << " --cancel\n";
         StopOnSignals::endBySignal();
     }
+
+    tellDesktop(app::Notes::selfTestEnded(key, "/dev/" + name, end->kind, end->outcome));
 
     // The drive's log holds the test's entry once it ended: the newest one.
     std::optional<SelfTest::Entry> entry;

@@ -49,67 +49,37 @@ TEST(AlertPlanTest, ComparesRatedTiersWithTheStoredOnesOnly) {
         drives, {{"a", "limited"}, {"b", "sideways"}, {"c", "healthy"}, {"e", "failed"}, {"gone", "watch"}}, 10);
 
     EXPECT_EQ(kinds(plan), (std::vector<std::string>{"worse a from limited"}));
-    EXPECT_EQ(plan.lastTiers, (std::map<std::string, std::string>{{"a", "healthy"},
-                                                                  {"b", "watch"},
-                                                                  {"c", "healthy"},
-                                                                  {"d", "warning"},
-                                                                  {"e", "failed"},
-                                                                  {"gone", "watch"}}));
+    using Tiers = std::map<std::string, std::string>;
+    EXPECT_EQ(plan.lastTiers, (Tiers{{"a", "healthy"}, {"b", "watch"}, {"c", "healthy"}, {"d", "warning"},
+                                     {"e", "failed"}, {"gone", "watch"}}));
 }
 
-TEST(AlertPlanTest, HotFromSeventyDegreesOnRatedDrivesOnly) {
+TEST(AlertPlanTest, HotFromSeventyDegreesOnRatedDrivesAndLowSpaceOnAnyVolume) {
     auto at70 = drive("a", Tier::healthy);
     at70.temperatureC = 70;
     auto at69 = drive("b", Tier::healthy);
     at69.temperatureC = 69;
     auto unrated = drive("c", Tier::limited);
     unrated.temperatureC = 85;
-    const std::vector drives{at70, at69, unrated};
-    EXPECT_EQ(kinds(AlertPlan::make(drives, {}, 10)), (std::vector<std::string>{"hot a 70"}));
-}
 
-TEST(AlertPlanTest, LowSpaceCountsEachVolumeOrTheDriveItselfCutNotRounded) {
-    // No volume list: the drive's own main volume stands for it, also on a limited drive.
-    auto bare = drive("a", Tier::limited);
+    // Low space: with no volume list, the drive's own main volume stands for it, also on a
+    // limited drive; the share is cut, not rounded.
+    auto bare = drive("d", Tier::limited);
     bare.mountPoint = "/media/me/Stick";
     bare.volumeName = "Stick";
     bare.space = FreeSpace{99, 1000};  // 9.9 %
     // Without a mount point it has nothing to fill.
     auto unmounted = bare;
-    unmounted.id = "b";
+    unmounted.id = "e";
     unmounted.mountPoint.reset();
-    auto volumes = drive("c", Tier::healthy);
+    auto volumes = drive("f", Tier::healthy);
     volumes.space = FreeSpace{1, 1000};  // the main volume counts only through the list
     volumes.volumes = {VolumeInfo{"Roomy", "/mnt/r", std::nullopt, FreeSpace{500, 1000}},
                        VolumeInfo{"Full", "/mnt/f", std::nullopt, FreeSpace{0, 1000}},
                        VolumeInfo{"Empty", "/mnt/e", std::nullopt, FreeSpace{0, 0}}};
-    const std::vector drives{bare, unmounted, volumes};
-    EXPECT_EQ(kinds(AlertPlan::make(drives, {}, 10)), (std::vector<std::string>{"space Stick 9", "space Full 0"}));
-}
-
-TEST(NotesTest, GatesAndWords) {
-    auto worse = drive("a", Tier::failed);
-    worse.name = "Backup";
-    worse.readOnly = true;
-    worse.temperatureC = 72;
-    worse.kind = drivekit::DriveKind::internalSSD;
-    worse.mountPoint = "/";
-    worse.volumeName = "root";
-    worse.space = FreeSpace{5'500'000'000, 100'000'000'000};
-    const std::vector drives{worse};
-    const auto plan = AlertPlan::make(drives, {{"a", "watch"}}, 10);
-    const drivekit::Locale en{"en_US"};
-
-    const auto all = Notes::of(plan, true, true, true, en);
-    ASSERT_EQ(all.size(), 3u);
-    EXPECT_EQ(all[0], (Note{"worse.a", "Backup is read-only", "From Watch to Failed.", 24.0, Note::Urgency::warning}));
-    EXPECT_EQ(all[1].id, "hot.a");
-    EXPECT_EQ(all[1].body, "It's at 72 \u00b0C. Give it some air, or pause big copies for a while.");
-    EXPECT_EQ(all[1].hours, 6.0);
-    EXPECT_EQ(all[2], (Note{"space.root", "root is almost full",
-                            "Only 5.5 GB free (5%). SSDs slow down and wear faster when they're nearly full.", 24.0,
-                            Note::Urgency::notice}));
-    EXPECT_TRUE(Notes::of(plan, false, false, false, en).empty());
+    const std::vector drives{at70, at69, unrated, bare, unmounted, volumes};
+    EXPECT_EQ(kinds(AlertPlan::make(drives, {}, 10)),
+              (std::vector<std::string>{"hot a 70", "space Stick 9", "space Full 0"}));
 }
 
 class NotifierTest : public ::testing::Test {

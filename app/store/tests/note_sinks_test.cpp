@@ -3,14 +3,10 @@
 // or a real notification daemon (dunst under Xvfb) when the machine has one.
 #include "app/store/note_sinks.hpp"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QDBusConnectionInterface>
+#include <QProcess>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -23,58 +19,33 @@ namespace app {
 namespace {
 
 namespace fs = std::filesystem;
-using Lines = std::vector<std::string>;
 
-// A child process with its standard output on a pipe.
+// A child process whose first line of output says it is ready; killed with the test.
 struct Child {
-    pid_t pid = -1;
-    int out = -1;
+    std::unique_ptr<QProcess> process;
 
-    // The next line of its output, or nothing when none came within ten seconds.
+    static Child start(const QString& program, const QStringList& arguments, const QStringList& environment = {}) {
+        Child child{std::make_unique<QProcess>()};
+        auto env = QProcessEnvironment::systemEnvironment();
+        for (const auto& pair : environment) env.insert(pair.section('=', 0, 0), pair.section('=', 1));
+        child.process->setProcessEnvironment(env);
+        child.process->start(program, arguments);
+        return child;
+    }
+    /// The first line it prints, or nothing within ten seconds.
     std::optional<std::string> line() const {
-        std::string text;
-        char c = 0;
-        while (true) {
-            pollfd ready{out, POLLIN, 0};
-            if (::poll(&ready, 1, 10'000) <= 0 || ::read(out, &c, 1) != 1) return std::nullopt;
-            if (c == '\n') return text;
-            text += c;
+        while (!process->canReadLine()) {
+            if (!process->waitForReadyRead(10'000)) return std::nullopt;
         }
+        return process->readLine().trimmed().toStdString();
     }
     void stop() {
-        if (pid > 0) {
-            ::kill(pid, SIGTERM);
-            ::waitpid(pid, nullptr, 0);
-        }
-        if (out >= 0) ::close(out);
-        pid = -1;
-        out = -1;
+        if (!process) return;
+        process->kill();
+        process->waitForFinished();
+        process.reset();
     }
 };
-
-Child spawn(const Lines& argv, const Lines& environment = {}) {
-    int pipeEnds[2] = {-1, -1};
-    if (::pipe2(pipeEnds, O_CLOEXEC) != 0) return {};
-    // Built before the fork: the child of a threaded process may only exec.
-    std::vector<char*> args;
-    for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
-    args.push_back(nullptr);
-    // The first of two equal names wins: the test's own come first.
-    std::vector<char*> env;
-    for (const auto& e : environment) env.push_back(const_cast<char*>(e.c_str()));
-    for (char** e = environ; *e != nullptr; ++e) env.push_back(*e);
-    env.push_back(nullptr);
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        // A test run that dies leaves no bus or service behind.
-        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-        ::dup2(pipeEnds[1], STDOUT_FILENO);
-        ::execve(args[0], args.data(), env.data());
-        ::_exit(127);
-    }
-    ::close(pipeEnds[1]);
-    return Child{pid, pipeEnds[0]};
-}
 
 class NoteSinksTest : public ::testing::Test {
   protected:
@@ -91,7 +62,8 @@ class NoteSinksTest : public ::testing::Test {
             << folder_.string()
             << "</listen><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
                "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
-        daemon_ = spawn({kDaemon, "--config-file=" + (folder_ / "bus.conf").string(), "--print-address=1", "--nofork"});
+        daemon_ = Child::start(kDaemon, {"--config-file=" + QString::fromStdString((folder_ / "bus.conf").string()),
+                                         "--print-address=1", "--nofork"});
         address_ = daemon_.line().value_or("");
         ASSERT_FALSE(address_.empty()) << "the private dbus-daemon didn't start";
         bus_ = QDBusConnection::connectToBus(QString::fromStdString(address_), "vantrel-notes");
@@ -113,8 +85,9 @@ class NoteSinksTest : public ::testing::Test {
 TEST_F(NoteSinksTest, TheStandInHearsEachNoteAndANoteOfTheSameIdReplacesTheOld) {
     EXPECT_FALSE(DesktopNotifications::available(bus_));  // a server: notes become log lines
     const auto log = folder_ / "calls.log";
-    service_ = spawn({"/usr/bin/python3", std::string(VANTREL_STORE_TEST_SUPPORT) + "/notification_service.py",
-                      "--address", address_, "--log", log.string()});
+    service_ = Child::start("/usr/bin/python3", {VANTREL_STORE_TEST_SUPPORT "/notification_service.py", "--address",
+                                                 QString::fromStdString(address_), "--log",
+                                                 QString::fromStdString(log.string())});
     ASSERT_EQ(service_.line().value_or(""), "ready");
     ASSERT_TRUE(DesktopNotifications::available(bus_));
 
@@ -148,10 +121,11 @@ TEST_F(NoteSinksTest, ARealNotificationDaemonTakesNotesAndReplacements) {
     const char* xvfb = "/usr/bin/Xvfb";
     const char* dunst = "/usr/bin/dunst";
     if (::access(xvfb, X_OK) != 0 || ::access(dunst, X_OK) != 0) GTEST_SKIP() << "Xvfb or dunst is not installed";
-    display_ = spawn({xvfb, "-displayfd", "1", "-nolisten", "tcp", "-screen", "0", "640x480x24"});
+    display_ = Child::start(xvfb, {"-displayfd", "1", "-nolisten", "tcp", "-screen", "0", "640x480x24"});
     const auto display = display_.line();
     ASSERT_TRUE(display) << "Xvfb didn't start";
-    service_ = spawn({dunst}, {"DISPLAY=:" + *display, "DBUS_SESSION_BUS_ADDRESS=" + address_});
+    service_ = Child::start(dunst, {}, {QString::fromStdString("DISPLAY=:" + *display),
+                                        QString::fromStdString("DBUS_SESSION_BUS_ADDRESS=" + address_)});
     bool up = false;
     for (int i = 0; i < 100 && !up; ++i) {
         up = bus_.interface()->isServiceRegistered(DesktopNotifications::kService);
