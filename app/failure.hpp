@@ -56,6 +56,8 @@ struct Failure {
         selfTestRunning,
         /// The drive didn't take the self-test start.
         selfTestNotStarted,
+        /// The drive (or its bridge) refused to end its self-test.
+        selfTestNotCancelled,
         /// Disk events can't be watched: `detail` is why.
         cantWatch,
         /// The disk can't be read past the system's cache (O_DIRECT refused).

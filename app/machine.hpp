@@ -107,6 +107,9 @@ struct Machine {
     std::function<bool(std::string_view name)> serviceRefused = nullptr;
     /// Every process's write counters through the privileged service; absent without one.
     std::shared_ptr<WritesSource> serviceWrites = nullptr;
+    /// Waits between the looks at a long job of the drive's own (a self-test); absent, the
+    /// thread sleeps.
+    std::function<void(double seconds)> pause = nullptr;
 };
 
 }  // namespace app

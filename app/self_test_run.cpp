@@ -71,4 +71,16 @@ Result<Started, Failure> start(const Machine& machine, const std::string& name, 
     return Started{kind, estimate};
 }
 
+Result<void, Failure> cancel(const Machine& machine, const std::string& name) {
+    auto opened = open(machine, name);
+    if (!opened) return Unexpected(opened.error());
+    if (!opened.value().session.abortSelfTest()) {
+        Failure f;
+        f.device = name;
+        f.kind = Failure::Kind::selfTestNotCancelled;
+        return Unexpected(f);
+    }
+    return {};
+}
+
 }  // namespace app::SelfTestRun

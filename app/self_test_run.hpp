@@ -31,4 +31,8 @@ drivekit::Result<State, Failure> state(const Machine& machine, const std::string
 drivekit::Result<Started, Failure> start(const Machine& machine, const std::string& name,
                                          drivekit::SelfTest::Kind kind, bool abort);
 
+/// Asks the drive to end the test under way. `selfTestNotCancelled` when the drive refused
+/// the request (not every bridge passes it on).
+drivekit::Result<void, Failure> cancel(const Machine& machine, const std::string& name);
+
 }  // namespace app::SelfTestRun

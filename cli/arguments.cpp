@@ -44,6 +44,10 @@ ParseResult parseSelfTest(const std::vector<std::string_view>& rest) {
             parsed.json = true;
         } else if (arg == "--abort") {
             parsed.abort = true;
+        } else if (arg == "--wait") {
+            parsed.wait = true;
+        } else if (arg == "--cancel") {
+            parsed.cancel = true;
         } else if (arg == "--help" || arg == "-h") {
             parsed.help = true;
         } else if (arg.starts_with("-")) {
@@ -64,6 +68,7 @@ ParseResult parseSelfTest(const std::vector<std::string_view>& rest) {
     }
     if (!parsed.device && !parsed.help) return failure("selftest needs a device, such as sda.");
     if (parsed.abort && !parsed.start) return failure("--abort goes with a test to start: short or extended.");
+    if (parsed.cancel && (parsed.start || parsed.wait)) return failure("--cancel ends a test; it takes no test to start and no --wait.");
     return {parsed, {}};
 }
 
@@ -211,19 +216,26 @@ std::string watchUsageText() {
 }
 
 std::string selfTestUsageText() {
-    return "Usage: vantrel selftest DEVICE [short|extended [--abort]] [--json]\n"
+    return "Usage: vantrel selftest DEVICE [short|extended [--abort]] [--wait] [--json]\n"
+           "       vantrel selftest DEVICE --cancel\n"
            "\n"
            "With short or extended, asks a SATA or USB drive (such as sda) to start its own\n"
            "self-test; the drive runs it in the background, minutes for a short test, hours\n"
            "for an extended one. Without a test, shows whether one is running and how far it\n"
            "got, and the drive's self-test log. Needs root.\n"
            "\n"
-           "  --abort  start the test even while another runs: the drive ends that one\n"
-           "  --json   print the progress and the log as JSON\n"
+           "  --abort   start the test even while another runs: the drive ends that one\n"
+           "  --wait    follow the test (the one started, or the one running) to its end,\n"
+           "            looking every 10 seconds, and exit with its outcome; Ctrl-C stops\n"
+           "            following, not the test\n"
+           "  --cancel  ask the drive to end the test under way\n"
+           "  --json    print the progress and the log as JSON\n"
            "\n"
-           "Exit codes: 0 done, 2 bad command line, 3 no such device, 4 no self-tests on this\n"
-           "drive, 5 needs root, 6 the drive didn't start the test, 8 a test is running\n"
-           "(without --abort).\n";
+           "Exit codes: 0 done (with --wait: the test passed), 1 with --wait: the test found a\n"
+           "fault, 2 bad command line, 3 no such device, 4 no self-tests on this drive, 5 needs\n"
+           "root, 6 the drive didn't start (or end) the test, 8 a test is running (without\n"
+           "--abort), 11 with --wait: the test ended without a verdict (cancelled or\n"
+           "interrupted), or no test was running to follow.\n";
 }
 
 }  // namespace cli

@@ -34,6 +34,10 @@ struct Arguments {
     bool abort = false;
     /// watch --check: check each drive as it arrives, a USB drive before it mounts.
     bool checkArrivals = false;
+    /// selftest --wait: follow the test to its end.
+    bool wait = false;
+    /// selftest --cancel: ask the drive to end its test.
+    bool cancel = false;
 };
 
 struct ParseResult {

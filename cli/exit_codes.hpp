@@ -15,6 +15,7 @@ enum ExitCode : int {
     exitBusy = 8,          // the drive is busy with a self-test (--abort ends it)
     exitOutputFailed = 9,  // the output couldn't be written (a full disk, a closed pipe)
     exitRefused = 10,      // bench: the volume is read-only, too full, or can't be read past the cache
+    exitNoVerdict = 11,    // selftest --wait: the test ended without a verdict, or none ran
 };
 
 /// The worse of two outcomes when several drives are checked: a failure to read beats

@@ -64,6 +64,8 @@ Said said(const app::Failure& f) {
                     exitBusy};
         case Kind::selfTestNotStarted:
             return {"The drive didn't start its self-test. Try again in a moment.", exitReadFailed};
+        case Kind::selfTestNotCancelled:
+            return {dev + " didn't take the request to end its self-test; it runs on to its end.", exitReadFailed};
         case Kind::cantWatch:
             return {"can't watch for drives: " + f.detail + ".", exitReadFailed};
         case Kind::noDirectReads:

@@ -6,12 +6,18 @@
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <QDBusConnection>
 #include <thread>
 
 #include "app/store/app_requests.hpp"
 #include "app/store/drive_source.hpp"
 #include "app/store/drive_store.hpp"
 #include "app/store/history.hpp"
+#include "app/store/note_sinks.hpp"
+#include "app/metrics.hpp"
+#include "platform/file_store.hpp"
 #include "app/store/single_instance.hpp"
 #include "app/store/system_stats.hpp"
 #include "app/drive_check.hpp"
@@ -87,17 +93,32 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
     // A vantrel:// link the desktop opened (the scheme's handler runs `vantrel monitor URL`):
     // handed to the monitor that runs. A first monitor has no window to open it in: it starts.
     std::string url = "vantrel://drive";
-    for (const auto arg : args) {
+    std::optional<std::filesystem::path> textfile;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const auto arg = args[i];
         if (arg == "--once") {
             once = true;
         } else if (arg.starts_with("vantrel://")) {
             url = std::string(arg);
+        } else if (arg == "--textfile" || arg.starts_with("--textfile=")) {
+            std::string_view folder = arg == "--textfile" ? (i + 1 < args.size() ? args[++i] : "") : arg.substr(11);
+            if (folder.empty()) {
+                err << "vantrel: --textfile needs a folder: vantrel monitor --textfile /var/lib/node_exporter/textfile_collector.\n";
+                return exitUsage;
+            }
+            textfile = std::filesystem::path(folder);
         } else if (arg == "--help" || arg == "-h") {
-            out << "Usage: vantrel monitor [--once] [vantrel://drive/KEY]\n"
+            out << "Usage: vantrel monitor [--once] [--textfile DIR] [vantrel://drive/KEY]\n"
                    "Watches every drive: a pass every few minutes (the checkMinutes preference) and\n"
                    "when a disk is plugged in or removed, one line per pass and per change, readings\n"
                    "kept in $XDG_DATA_HOME/vantrel. --once makes one pass and ends. Sleeping disks\n"
-                   "are left asleep. A vantrel:// link is handed to the monitor that runs.\n";
+                   "are left asleep. A vantrel:// link is handed to the monitor that runs.\n"
+                   "When a drive gets worse, runs hot or a volume is almost full, a note goes to the\n"
+                   "desktop's notification service; without one (a server) it is a \"note:\" line\n"
+                   "here, or a journal entry under systemd. A note of the same kind for the same\n"
+                   "drive waits 24 hours (6 for heat), across restarts too.\n"
+                   "  --textfile DIR  after each pass, write DIR/vantrel.prom in the Prometheus text\n"
+                   "                  format (for node_exporter's textfile collector), replaced whole\n";
             return exitOK;
         } else {
             err << "vantrel: unknown option for monitor: " << arg << ". Run vantrel monitor --help.\n";
@@ -141,11 +162,33 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
         system = app::SystemStatsReader::updated(system, app::SystemStatsReader::read(procFiles, std::nullopt));
         return system->mark();
     };
+    // Notes go to the desktop when it has a notification service, else into this log.
+    std::optional<app::DesktopNotifications> desktop;
+    if (!demo && app::DesktopNotifications::available(QDBusConnection::sessionBus())) {
+        desktop.emplace(QDBusConnection::sessionBus());
+    }
+    const app::NoteSink logged = app::logNotes(out, app::stderrIsJournal(), err);
+    services.notes = [&](const app::Note& note) {
+        if (!desktop) return logged(note);
+        if (!desktop->show(note)) return false;
+        out << "notified: " << app::noteLine(note).substr(6) << std::endl;
+        return true;
+    };
     app::DriveStore store(std::move(services), app::StateFiles::readPrefs(paths.prefs()));
     bool first = true;
+    std::map<std::string, app::Metrics::Time> lastRead;
     store.onPass = [&](const app::PassReport& pass) {
         for (const auto& line : passLines(pass, first)) out << line << std::endl;
         if (pass.shown) first = false;
+        if (!pass.shown || !textfile) return;
+        app::Metrics::noteReads(lastRead, pass.drives, timers.now());
+        const auto written = app::Metrics::write(platform::systemFiles(), *textfile,
+                                                 app::Metrics::text(pass.drives, lastRead));
+        if (!written) {
+            out << "couldn't write " << (*textfile / app::Metrics::kFileName).string() << ": "
+                << std::strerror(written.error().code) << " (" << written.error().call << "); the next pass tries again"
+                << std::endl;
+        }
     };
 
     if (once) {

@@ -11,10 +11,12 @@ packages=(
   libusb-1.0-0-dev libudev-dev libblkid-dev
   qt6-base-dev qt6-qpa-plugins fonts-dejavu-core poppler-utils
   dbus-daemon python3-dbus python3-gi
+  xvfb dunst
 )
 lab_packages=(
   qemu-system-x86 qemu-utils linux-image-amd64 busybox-static smartmontools nvme-cli
   sg3-utils usbutils udev kmod cpio gzip python3 dmsetup e2fsprogs util-linux fio
+  python3-prometheus-client
 )
 [[ "${1:-}" == "--lab" ]] && packages+=("${lab_packages[@]}")
 

@@ -31,7 +31,11 @@ void SpeedHistory::push(Speed speed) noexcept {
 
 DriveStore::DriveStore(Services services, Prefs prefs, QObject* parent)
     : QObject(parent), services_(std::move(services)), timers_(*services_.timers), prefs_(std::move(prefs)),
-      launchedAt_(timers_.now()) {}
+      launchedAt_(timers_.now()) {
+    if (services_.notes) {
+        notifier_.emplace(services_.paths.alerts(), services_.notes, [this] { return timers_.now(); });
+    }
+}
 
 DriveStore::~DriveStore() {
     *alive_ = false;
@@ -172,6 +176,7 @@ void DriveStore::apply(std::uint64_t ticket, json::SystemTime started,
         }
     }
     publishShared();
+    speakUp(plan);
 
     // A selection that left the list stays while its drive is under a USB read: it comes
     // back in a moment and must come back selected.
@@ -186,6 +191,21 @@ void DriveStore::apply(std::uint64_t ticket, json::SystemTime started,
 
     emit drivesChanged();
     if (onPass) onPass(PassReport{ticket, elapsed, true, std::move(previous), allDrives_});
+}
+
+bool DriveStore::notify(const Note& note) { return notifier_ && notifier_->post(note); }
+
+void DriveStore::speakUp(const RefreshPlan& plan) {
+    if (!notifier_) return;
+    const auto alerts = AlertPlan::make(allDrives_, notifier_->lastTiers(), prefs_.lowSpacePercent);
+    // The tiers first: a note that fails to go out mustn't make the next pass alert again.
+    notifier_->setLastTiers(alerts.lastTiers);
+    for (const auto& note : Notes::of(alerts, prefs_.notifyWorse, prefs_.notifyHot, prefs_.notifyLowSpace, services_.locale)) {
+        notifier_->post(note);
+    }
+    if (plan.arriving && !plan.arriving->card.autoRead && prefs_.notifyChecked) {
+        notifier_->post(Notes::checked(plan.arriving->drive, services_.usbCheckAvailable, services_.locale));
+    }
 }
 
 void DriveStore::logMountChanges(const std::vector<DriveSummary>& drives) const {

@@ -20,6 +20,7 @@
 
 #include "app/drive_summary.hpp"
 #include "app/read_all.hpp"
+#include "app/store/alerts.hpp"
 #include "app/store/reading.hpp"
 #include "app/store/refresh_plan.hpp"
 #include "app/store/state_files.hpp"
@@ -101,6 +102,8 @@ class DriveStore final : public QObject {
         std::function<bool()> windowVisible;
         /// The USB check is offered on this system.
         bool usbCheckAvailable = false;
+        /// Where notes are shown; none keeps the store silent (and its alert state untouched).
+        NoteSink notes;
     };
 
     static constexpr Timers::Duration kDebounce{700};
@@ -147,6 +150,10 @@ class DriveStore final : public QObject {
     void withdrawShared();
     void syncWidgetSettings();
 
+    /// Sends a note through the store's silences; false when it stayed silent or couldn't
+    /// be shown.
+    bool notify(const Note& note);
+
     /// Called after each pass, shown or dropped.
     std::function<void(const PassReport&)> onPass;
 
@@ -158,6 +165,7 @@ class DriveStore final : public QObject {
                std::chrono::steady_clock::time_point steadyStarted, std::vector<DriveSummary> drives);
     void armPoller();
     void updateSystem();
+    void speakUp(const RefreshPlan& plan);
     void logMountChanges(const std::vector<DriveSummary>& drives) const;
     void rememberVisible();
     void log(const std::string& line) const;
@@ -179,6 +187,7 @@ class DriveStore final : public QObject {
     std::map<std::string, drivekit::json::SystemTime> recentUSBReads_;
     std::set<std::string> previousUSBKeys_;
     std::optional<Arrival> arrival_;
+    std::optional<Notifier> notifier_;
     struct Order {
         std::uint64_t issued = 0;
         std::uint64_t applied = 0;

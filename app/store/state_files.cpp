@@ -154,6 +154,7 @@ fs::path StatePaths::hiddenDrives() const { return under(shared(), "hidden-drive
 fs::path StatePaths::sharedState() const { return under(shared(), "shared-state.json"); }
 fs::path StatePaths::widgetSettings() const { return under(shared(), "widget-settings.json"); }
 fs::path StatePaths::prefs() const { return under(config, "prefs.json"); }
+fs::path StatePaths::alerts() const { return under(data, "alerts.json"); }
 
 namespace StateFiles {
 

@@ -96,6 +96,8 @@ struct StatePaths {
     std::filesystem::path sharedState() const;
     std::filesystem::path widgetSettings() const;
     std::filesystem::path prefs() const;
+    /// The tiers of the last pass and when each note last went out.
+    std::filesystem::path alerts() const;
 };
 
 namespace StateFiles {

@@ -136,6 +136,10 @@ bool Session::startSelfTest(SelfTest::Kind kind) {
     return drive_->command(SAT::smartExecuteOffLineImmediate(variant_, subcommand), 0, timeout).ok();
 }
 
+bool Session::abortSelfTest() {
+    return drive_->command(SAT::smartExecuteOffLineImmediate(variant_, SAT::ata::abortSelfTestOffLine), 0, timeout).ok();
+}
+
 bool isCapable(const Connect& connect, std::string_view bsdName) {
     return findNode(connect, bsdName).has_value();
 }

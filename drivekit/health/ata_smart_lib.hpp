@@ -83,6 +83,8 @@ public:
     std::vector<SelfTest::Entry> selfTestLog();
     SMARTStatus smartStatus();
     bool startSelfTest(SelfTest::Kind kind);
+    /// Asks the drive to end its self-test; false when the command failed.
+    bool abortSelfTest();
 
 private:
     Session(std::unique_ptr<SCSIDrive> drive, SAT::Variant variant) : drive_(std::move(drive)), variant_(variant) {}

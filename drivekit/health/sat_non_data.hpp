@@ -38,6 +38,8 @@ inline constexpr std::uint8_t thresholdExceededLbaHigh = 0x2C;
 /// Sub-commands of EXECUTE OFF-LINE IMMEDIATE: the tests in off-line mode.
 inline constexpr std::uint8_t shortSelfTestOffLine = 0x01;
 inline constexpr std::uint8_t extendedSelfTestOffLine = 0x02;
+/// Ends the self-test under way; a drive with none running ignores it.
+inline constexpr std::uint8_t abortSelfTestOffLine = 0x7F;
 }  // namespace ata
 
 }  // namespace drivekit::SAT

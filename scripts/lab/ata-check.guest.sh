@@ -44,6 +44,29 @@ if [ -n "$bridge" ]; then
   with_stderr bridge-selftest-start vantrel selftest "$bridge" short
   block bridge-smartctl-selftest smartctl -d sat -l selftest -j "/dev/$bridge"
   block bridge-selftest-json vantrel selftest "$bridge" --json
+  # Followed to its end: the outcome vantrel ends with is the entry smartctl then reads.
+  with_stderr bridge-selftest-wait vantrel selftest "$bridge" short --wait
+  block bridge-smartctl-after-wait smartctl -d sat -l selftest -j "/dev/$bridge"
+  # The monitor's alerts and metrics, with its state in a folder of its own: the healthy
+  # drive's tier is what the failing one is compared with below.
+  export XDG_DATA_HOME=/tmp/xdg/data XDG_CONFIG_HOME=/tmp/xdg/config XDG_RUNTIME_DIR=/tmp/xdg/run
+  mkdir -p "$XDG_RUNTIME_DIR" /tmp/prom
+  # A session bus with a stand-in notification service, when the lab brought them: the
+  # monitor's notes then go there instead of into its log.
+  if command -v dbus-daemon >/dev/null && command -v note_recorder >/dev/null; then
+    printf '%s' '<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd"><busconfig><type>session</type>
+ <listen>unix:dir=/tmp</listen><policy context="default">
+ <allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/>
+ </policy></busconfig>' >/tmp/session.conf
+    dbus-daemon --config-file=/tmp/session.conf --fork --print-address=1 >/tmp/bus.address
+    export DBUS_SESSION_BUS_ADDRESS="$(head -n 1 /tmp/bus.address)"
+    note_recorder >/tmp/notes.out 2>&1 &
+    i=0; while [ $i -lt 100 ] && ! grep -q '^ready' /tmp/notes.out; do sleep 0.1; i=$((i + 1)); done
+  fi
+  with_stderr monitor-healthy vantrel monitor --once --textfile /tmp/prom
+  block textfile-healthy cat /tmp/prom/vantrel.prom
+  block list-healthy vantrel list --json
   # Asleep, the drive is asked whether it sleeps and nothing else: the emulator counts
   # every command that would have spun it up. --wake reads it (one more wake-up).
   hwlab_host satbridge-standby on >/dev/null
@@ -57,4 +80,11 @@ if [ -n "$bridge" ]; then
   hwlab_host satbridge-config failing
   read_both failing "$bridge" -d sat
   with_stderr failing-check-text vantrel check "$bridge"
+  # One "worse" note, then none from a second pass: the silence holds across a restart.
+  with_stderr monitor-failing vantrel monitor --once --textfile /tmp/prom
+  block textfile-failing cat /tmp/prom/vantrel.prom
+  block list-failing vantrel list --json
+  with_stderr monitor-failing-again vantrel monitor --once
+  block alerts-state sh -c "cat '$XDG_DATA_HOME/vantrel/alerts.json'; echo"
+  [ -n "${DBUS_SESSION_BUS_ADDRESS:-}" ] && block notes-recorded cat /tmp/notes.out
 fi

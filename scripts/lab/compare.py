@@ -398,6 +398,119 @@ def asleep_checks(name, found, tap):
               int(woken["after-wake"]) > int(after), f"{name}: and --wake did wake it", str(woken))
 
 
+def selftest_wait_checks(name, found, tap):
+    """`vantrel selftest DISK short --wait`: followed to the end, which smartctl's log shows."""
+    text, rc = found.get("bridge-selftest-wait", ("", -1))
+    sm, _, sm_text = parsed(found, "bridge-smartctl-after-wait")
+    if sm is None:
+        tap.check(False, f"{name}: smartctl's self-test log after --wait parses", sm_text[:200])
+        return
+    newest = (smartctl_selftests(sm) or [(None, None, None, None)])[0]
+    want = {"passed": (0, "Passed"), "readFailure": (1, "Failed: read")}.get(newest[1], (11, newest[1]))
+    tap.check(newest[0] == "short" and rc == want[0] and f"The self-test ended: {want[1]}." in text,
+              f"{name}: selftest --wait follows the short test to the outcome smartctl logs (exit {want[0]})",
+              f"rc={rc} smartctl {newest} {text[-300:]!r}")
+
+
+def note_lines(text):
+    return [line for line in text.splitlines() if line.startswith("note: ")]
+
+
+def textfile_samples(text):
+    """{(metric, device): value} of a Prometheus text file, read by the format's own parser."""
+    try:
+        from prometheus_client.parser import text_string_to_metric_families
+    except ImportError:
+        # Debian's package, when another python3 comes first on the PATH.
+        sys.path.append("/usr/lib/python3/dist-packages")
+        from prometheus_client.parser import text_string_to_metric_families
+    samples = {}
+    for family in text_string_to_metric_families(text):
+        for sample in family.samples:
+            labels = sample.labels
+            key = sample.name + ("/" + labels["tier"] if "tier" in labels else "")
+            samples[(key, labels["device"])] = (sample.value, labels)
+    return samples
+
+
+def textfile_checks(name, found, tap, state):
+    """The textfile after a pass parses and holds what `vantrel list --json` shows."""
+    docs, _, list_text = parsed(found, f"list-{state}")
+    text, rc = found.get(f"textfile-{state}", ("", -1))
+    try:
+        samples = textfile_samples(text)
+    except ImportError:
+        tap.check(False, f"{name}/{state}: the host has python3-prometheus-client to parse the textfile")
+        return
+    except Exception as error:  # the parser raises plain ValueErrors and others on bad text
+        tap.check(False, f"{name}/{state}: the textfile parses as Prometheus text", f"{error}: {text[:200]!r}")
+        return
+    tap.check(rc == 0 and len(samples) > 0, f"{name}/{state}: the textfile parses as Prometheus text")
+    if not isinstance(docs, list) or not docs:
+        tap.check(False, f"{name}/{state}: list --json parses", list_text[:200])
+        return
+    for doc in docs:
+        drive, health, figures = doc.get("drive", {}), doc.get("health", {}), doc.get("figures", {})
+        device = drive.get("device", "").removeprefix("/dev/")
+        want = {
+            "vantrel_drive_tier/" + health.get("tier", "?"): 1,
+            "vantrel_drive_health_score": health.get("score"),
+            "vantrel_drive_temperature_celsius": figures.get("temperatureC"),
+            "vantrel_drive_life_left_ratio": None if figures.get("lifeLeftPercent") is None
+            else figures["lifeLeftPercent"] / 100,
+            "vantrel_drive_available_spare_ratio": None if figures.get("sparePercent") is None
+            else figures["sparePercent"] / 100,
+            "vantrel_drive_media_errors_total": figures.get("dataErrors"),
+            "vantrel_drive_power_on_seconds_total": None if figures.get("powerOnHours") is None
+            else figures["powerOnHours"] * 3600,
+            "vantrel_drive_written_bytes_total": figures.get("dataWrittenBytes"),
+        }
+        got = {key: samples.get((key, device), (None, {}))[0] for key in want}
+        same = all((w is None and g is None) or (w is not None and g is not None and abs(w - g) < 1e-9)
+                   for w, g in ((want[k], got[k]) for k in want))
+        tap.check(same, f"{name}/{state}: the textfile's figures of {device} equal list --json", f"want {want} got {got}")
+        # The document masks the serial for sharing; the metrics stay with whoever runs them
+        # and carry it whole, as smartctl reads it.
+        sm, _, _ = parsed(found, "bridge-smartctl" if state == "healthy" else "failing-smartctl")
+        labels = samples.get(("vantrel_drive_health_score", device), (None, {}))[1]
+        tap.check(labels.get("model") == drive.get("model") and sm is not None and
+                  labels.get("serial") == sm.get("serial_number"),
+                  f"{name}/{state}: labelled by device, model and serial", f"{labels} {drive}")
+        read_at = samples.get(("vantrel_drive_last_read_timestamp_seconds", device), (None, {}))[0]
+        tap.check(health.get("tier") == "limited" or (read_at or 0) > 1.6e9,
+                  f"{name}/{state}: a read drive has its last-read time", str(read_at))
+
+
+def alert_checks(name, found, tap):
+    """The monitor's notes: none for a healthy drive, one "worse" note when the bridge turns
+    failing, none from the next start within the silence. Recorded by the stand-in service
+    on the guest's session bus when the lab brought one, else read from the log lines."""
+    recorded = "notes-recorded" in found
+    sent = (lambda text: [l for l in text.splitlines() if l.startswith("notified: ")]) if recorded else note_lines
+    how = "to the session bus's notification service" if recorded else "as log lines (no session bus)"
+    text, rc = found.get("monitor-healthy", ("", -1))
+    tap.check(rc == 0 and not sent(text) and not note_lines(text),
+              f"{name}: monitor --once over the healthy drive sends no note", f"rc={rc} {text[-300:]!r}")
+    text, rc = found.get("monitor-failing", ("", -1))
+    notes = sent(text)
+    tap.check(rc == 1 and len(notes) == 1 and not (recorded and note_lines(text)) and
+              re.match(r"^(note|notified): .+ (needs attention|has failed): From Healthy to (Failing|Failed)\.$",
+                       notes[0]) is not None,
+              f"{name}: once the bridge fails, monitor sends exactly one \"worse\" note {how}", f"rc={rc} {notes}")
+    text, rc = found.get("monitor-failing-again", ("", -1))
+    tap.check(rc == 1 and not sent(text) and re.search(r"^pass \d+:", text, re.M) is not None,
+              f"{name}: the next monitor pass within the silence sends none", f"rc={rc} {text[-300:]!r}")
+    if recorded:
+        calls = [l for l in found["notes-recorded"][0].splitlines() if l.startswith("NOTIFY ")]
+        tap.check(len(calls) == 1 and re.match(r"^NOTIFY id=1 replaces=0 title=.+ (needs attention|has failed) "
+                                               r"body=From Healthy to (Failing|Failed)\.$", calls[0]) is not None,
+                  f"{name}: the stand-in notification service recorded that one note", str(calls))
+    state, _, state_text = parsed(found, "alerts-state")
+    worse = [key for key in (state or {}).get("notified", {}) if key.startswith("worse.")]
+    tap.check(len(worse) == 1 and "failing" in (state or {}).get("lastTiers", {}).values(),
+              f"{name}: the note's time and the drive's tier are kept for the next start", state_text[:300])
+
+
 def ata_checks(name, found, tap):
     if "sata-smartctl" in found:
         ata_read_checks(name, "sata", found, tap)
@@ -418,6 +531,10 @@ def ata_checks(name, found, tap):
     if "bridge-smartctl" in found:
         ata_read_checks(name, "bridge", found, tap)
         selftest_checks(name, "bridge", found, tap)
+    if "bridge-selftest-wait" in found:
+        selftest_wait_checks(name, found, tap)
+    if "monitor-healthy" in found:
+        textfile_checks(name, found, tap, "healthy")
     if "asleep-list" in found:
         asleep_checks(name, found, tap)
     if "failing-smartctl" in found:
@@ -438,6 +555,9 @@ def ata_checks(name, found, tap):
         for finding in (rep or {}).get("findings", []):
             line = f"[{VERDICTS[finding['verdict']]}] {finding['message']}"
             tap.check(line in text, f"{name}/failing: human output lists {line[:60]}...", text[:200])
+    if "monitor-failing" in found:
+        alert_checks(name, found, tap)
+        textfile_checks(name, found, tap, "failing")
     if not any(k in found for k in ("sata-smartctl", "usb-refused", "bridge-smartctl")):
         tap.check(False, f"{name}: the guest found a disk to read", ", ".join(found))
 

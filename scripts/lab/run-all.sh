@@ -52,8 +52,18 @@ satbridge() {
     " --image \"\$HWLAB_IMG_DIR/usbredir0.img\" --config \"\$HWLAB_WORK/satbridge.json\""
 }
 scenario ata-sata ata-check.guest.sh -d sata,usb-storage
-scenario ata-bridge-bot ata-check.guest.sh -d none -H "$lab/guest/hooks" -U "$(satbridge bot)"
-scenario ata-bridge-uas ata-check.guest.sh -d none -H "$lab/guest/hooks" -U "$(satbridge uas)"
+# The bridge scenarios also watch `vantrel monitor`'s notes on a session bus of the guest's
+# own (dbus-daemon from the host), recorded by a stand-in notification service built here
+# against the host's Qt; without a compiler or Qt, the notes are read from its log lines.
+notes=()
+recorder="$work/note_recorder"
+if [[ ! -x "$recorder" || "$here/tools/note_recorder.cpp" -nt "$recorder" ]]; then
+  g++ -std=c++20 -fPIC -O1 -o "$recorder" "$here/tools/note_recorder.cpp" \
+    $(pkg-config --cflags --libs Qt6DBus Qt6Core 2>/dev/null) 2>"$work/note_recorder.log" || rm -f "$recorder"
+fi
+[[ -x "$recorder" && -x /usr/bin/dbus-daemon ]] && notes=(-f "$recorder" -f /usr/bin/dbus-daemon)
+scenario ata-bridge-bot ata-check.guest.sh -d none -H "$lab/guest/hooks" -U "$(satbridge bot)" "${notes[@]}"
+scenario ata-bridge-uas ata-check.guest.sh -d none -H "$lab/guest/hooks" -U "$(satbridge uas)" "${notes[@]}"
 
 # Real-looking drives from the unit tests' gallery, served one after another by the bridge
 # (our own hook switches its config): vantrel's tier, score and reasons against expectations.

@@ -1,0 +1,151 @@
+// Notes against a private session bus: a dbus-daemon of the test's own, and either the
+// stand-in service of support/notification_service.py, which logs each call it answers,
+// or a real notification daemon (dunst under Xvfb) when the machine has one.
+#include "app/store/note_sinks.hpp"
+
+#include <unistd.h>
+
+#include <QDBusConnectionInterface>
+#include <QProcess>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "drivekit/core/json.hpp"
+
+namespace app {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A child process whose first line of output says it is ready; killed with the test.
+struct Child {
+    std::unique_ptr<QProcess> process;
+
+    static Child start(const QString& program, const QStringList& arguments, const QStringList& environment = {}) {
+        Child child{std::make_unique<QProcess>()};
+        auto env = QProcessEnvironment::systemEnvironment();
+        for (const auto& pair : environment) env.insert(pair.section('=', 0, 0), pair.section('=', 1));
+        child.process->setProcessEnvironment(env);
+        child.process->start(program, arguments);
+        return child;
+    }
+    /// The first line it prints, or nothing within ten seconds.
+    std::optional<std::string> line() const {
+        while (!process->canReadLine()) {
+            if (!process->waitForReadyRead(10'000)) return std::nullopt;
+        }
+        return process->readLine().trimmed().toStdString();
+    }
+    void stop() {
+        if (!process) return;
+        process->kill();
+        process->waitForFinished();
+        process.reset();
+    }
+};
+
+class NoteSinksTest : public ::testing::Test {
+  protected:
+    static constexpr const char* kDaemon = "/usr/bin/dbus-daemon";
+
+    void SetUp() override {
+        if (::access(kDaemon, X_OK) != 0) GTEST_SKIP() << "dbus-daemon is not installed";
+        folder_ = fs::temp_directory_path() / ("vantrel-notes-" + std::to_string(::getpid()));
+        fs::create_directories(folder_);
+        std::ofstream(folder_ / "bus.conf")
+            << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
+               " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+               "<busconfig><type>session</type><listen>unix:dir="
+            << folder_.string()
+            << "</listen><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+               "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
+        daemon_ = Child::start(kDaemon, {"--config-file=" + QString::fromStdString((folder_ / "bus.conf").string()),
+                                         "--print-address=1", "--nofork"});
+        address_ = daemon_.line().value_or("");
+        ASSERT_FALSE(address_.empty()) << "the private dbus-daemon didn't start";
+        bus_ = QDBusConnection::connectToBus(QString::fromStdString(address_), "vantrel-notes");
+        ASSERT_TRUE(bus_.isConnected());
+    }
+    void TearDown() override {
+        QDBusConnection::disconnectFromBus("vantrel-notes");
+        for (auto* child : {&service_, &display_, &daemon_}) child->stop();
+        std::error_code ignored;
+        fs::remove_all(folder_, ignored);
+    }
+
+    fs::path folder_;
+    Child daemon_, service_, display_;
+    std::string address_;
+    QDBusConnection bus_{""};
+};
+
+TEST_F(NoteSinksTest, TheStandInHearsEachNoteAndANoteOfTheSameIdReplacesTheOld) {
+    EXPECT_FALSE(DesktopNotifications::available(bus_));  // a server: notes become log lines
+    const auto log = folder_ / "calls.log";
+    service_ = Child::start("/usr/bin/python3", {VANTREL_STORE_TEST_SUPPORT "/notification_service.py", "--address",
+                                                 QString::fromStdString(address_), "--log",
+                                                 QString::fromStdString(log.string())});
+    ASSERT_EQ(service_.line().value_or(""), "ready");
+    ASSERT_TRUE(DesktopNotifications::available(bus_));
+
+    DesktopNotifications desktop(bus_);
+    EXPECT_TRUE(desktop.show(Note{"worse.S1", "Backup needs care", "From Healthy to Warning.", 24.0,
+                                  Note::Urgency::warning}));
+    EXPECT_TRUE(desktop.show(Note{"hot.S1", "Backup is running hot", "It's at 71 °C.", 6.0}));
+    EXPECT_TRUE(desktop.show(Note{"worse.S1", "Backup needs attention", "From Warning to Failing.", 24.0,
+                                  Note::Urgency::warning}));
+
+    std::vector<drivekit::json::Object> calls;
+    std::ifstream in(log);
+    for (std::string line; std::getline(in, line);) calls.push_back(*drivekit::json::parse(line));
+    ASSERT_EQ(calls.size(), 3u);
+    EXPECT_EQ(calls[0]["title"], "Backup needs care");
+    EXPECT_EQ(calls[0]["body"], "From Healthy to Warning.");
+    EXPECT_EQ(calls[0]["replaces"], 0);
+    EXPECT_EQ(calls[0]["urgency"], 2);
+    EXPECT_EQ(calls[1]["replaces"], 0);
+    EXPECT_EQ(calls[1]["urgency"], 1);
+    EXPECT_EQ(calls[2]["replaces"], calls[0]["id"]);
+    EXPECT_EQ(calls[2]["title"], "Backup needs attention");
+
+    service_.stop();
+    EXPECT_FALSE(desktop.show(Note{"hot.S2", "t", "b", 6.0}));  // gone: not counted as sent
+}
+
+// A real notification daemon, when this machine has one that runs without a screen: it
+// takes the note and answers with its own number, and takes a replacement under that number.
+TEST_F(NoteSinksTest, ARealNotificationDaemonTakesNotesAndReplacements) {
+    const char* xvfb = "/usr/bin/Xvfb";
+    const char* dunst = "/usr/bin/dunst";
+    if (::access(xvfb, X_OK) != 0 || ::access(dunst, X_OK) != 0) GTEST_SKIP() << "Xvfb or dunst is not installed";
+    display_ = Child::start(xvfb, {"-displayfd", "1", "-nolisten", "tcp", "-screen", "0", "640x480x24"});
+    const auto display = display_.line();
+    ASSERT_TRUE(display) << "Xvfb didn't start";
+    service_ = Child::start(dunst, {}, {QString::fromStdString("DISPLAY=:" + *display),
+                                        QString::fromStdString("DBUS_SESSION_BUS_ADDRESS=" + address_)});
+    bool up = false;
+    for (int i = 0; i < 100 && !up; ++i) {
+        up = bus_.interface()->isServiceRegistered(DesktopNotifications::kService);
+        if (!up) ::usleep(50'000);
+    }
+    ASSERT_TRUE(up) << "dunst didn't take the service's name";
+    DesktopNotifications desktop(bus_);
+    EXPECT_TRUE(desktop.show(Note{"worse.S1", "Backup needs care", "From Healthy to Warning.", 24.0}));
+    EXPECT_TRUE(desktop.show(Note{"worse.S1", "Backup needs attention", "From Warning to Failing.", 24.0}));
+}
+
+TEST(LogNotesTest, OneLinePerNoteOrAJournalEntryWithItsPriority) {
+    std::ostringstream out, journal;
+    const Note note{"hot.a", "Disk\nname is running hot", "It's at 70 °C.", 6.0, Note::Urgency::warning};
+    EXPECT_TRUE(logNotes(out, false, journal)(note));
+    EXPECT_EQ(out.str(), "note: Disk name is running hot: It's at 70 °C.\n");
+    EXPECT_TRUE(logNotes(out, true, journal)(Note{"space.x", "x is almost full", "Only 1 GB free (2%).", 24.0,
+                                                  Note::Urgency::notice}));
+    EXPECT_EQ(journal.str(), "<5>note: x is almost full: Only 1 GB free (2%).\n");
+}
+
+}  // namespace
+}  // namespace app
