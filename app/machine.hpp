@@ -89,6 +89,11 @@ struct Machine {
     platform::BenchFiles* benchFiles = nullptr;
     /// The processes' own counters, for write accounting; absent, none are read.
     std::shared_ptr<const platform::ProcFiles> procFiles = nullptr;
+    /// Unmounting, stopping arrays and powering drives off, for ejecting; absent, no drive
+    /// is ejected or mounted again.
+    platform::Volumes* volumes = nullptr;
+    /// Who holds files on a volume, named when an eject is refused as busy.
+    const platform::FileHolders* holders = nullptr;
 };
 
 }  // namespace app

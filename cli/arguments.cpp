@@ -138,6 +138,8 @@ std::string usageText() {
            "  bench DIRECTORY [--json]  four speed tests on a temporary file in the folder\n"
            "  monitor [--once]          watch every drive, keep its readings, log each change\n"
            "  history DEVICE [--json]   a drive's kept readings and the forecast they give\n"
+           "  eject DEVICE              unmount a drive (a RAID set whole) and power it off\n"
+           "  mount DEVICE              mount a drive's volumes again\n"
            "\n"
            "Options:\n"
            "  --demo[=FILE] COMMAND     run the command on a described demo machine instead of\n"

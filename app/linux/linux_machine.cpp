@@ -102,7 +102,9 @@ struct LinuxMachine::Parts {
                     },
                     &capture,
                     &benchFiles,
-                    std::make_shared<platform::LinuxProcFiles>()};
+                    std::make_shared<platform::LinuxProcFiles>(),
+                    volumes.get(),
+                    &holders};
 };
 
 LinuxMachine::LinuxMachine() : parts_(std::make_unique<Parts>()) {}

@@ -55,6 +55,8 @@ class DriveStoreTest : public ::testing::Test {
     int passesRead = 0;
     std::vector<std::string> lines;
     std::vector<PassReport> passes;
+    EjectOutcome ejectAnswer;
+    std::vector<std::string> ejectedJobs;
     fs::path folder = fs::path(::testing::TempDir()) /
                       ("store-" + std::to_string(::getpid()) + "-" +
                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
@@ -78,6 +80,14 @@ class DriveStoreTest : public ::testing::Test {
         services.log = [this](const std::string& line) { lines.push_back(line); };
         services.ioStats = std::move(io);
         services.windowVisible = std::move(windowVisible);
+        services.eject = [this](const EjectJob& job) {
+            ejectedJobs.push_back(job.name);
+            return ejectAnswer;
+        };
+        services.work = [](auto work, auto then) {
+            work();
+            then();
+        };
         store = std::make_unique<DriveStore>(std::move(services), std::move(prefs));
         store->onPass = [this](const PassReport& report) { passes.push_back(report); };
     }
@@ -220,6 +230,47 @@ TEST_F(DriveStoreTest, TheFirstPassMakesNoArrivalTheNextOneDoes) {
     EXPECT_EQ(store->arrival()->driveID, "sdc");
     EXPECT_TRUE(fs::exists(folder / "data" / "shared" / "shared-state.json"));
     EXPECT_EQ(StateFiles::readKnownDrives(folder / "data" / "shared" / "known-drives.json").entries.size(), 3u);
+}
+
+TEST_F(DriveStoreTest, ARefusalStaysThroughPassesAndASecondClickTriesAgain) {
+    machine = {{drive("sdb"), drive("sdc")}, {drive("sdb"), drive("sdc")}, {drive("sdc")}};
+    reads.immediate = true;
+    store->refresh();
+    int ejectedNotes = 0;
+    store->onEjected = [&](const EjectJob&) { ++ejectedNotes; };
+
+    ejectAnswer = EjectOutcome{EjectOutcome::Kind::busy};
+    store->eject("sdb");
+    store->refresh();
+    ASSERT_EQ(store->ejectStates().count("sdb"), 1u);
+    EXPECT_EQ(store->ejectStates().at("sdb").kind, EjectState::Kind::refused);
+    EXPECT_EQ(lines.back(), "Eject refused: a file on the drive is open.");
+
+    // Ejected: its pass no longer lists the drive, and the state goes with it.
+    ejectAnswer = EjectOutcome{EjectOutcome::Kind::ejected};
+    store->eject("sdb");
+    EXPECT_EQ(ejectedJobs.size(), 2u);
+    EXPECT_EQ(ejectedNotes, 1);
+    EXPECT_EQ(passesRead, 3);
+    EXPECT_TRUE(store->ejectStates().empty());
+}
+
+TEST_F(DriveStoreTest, AnEjectDuringAUSBCheckChangesNothingButTheLine) {
+    DriveSummary usb = drive("sdb");
+    usb.usbKey = "33619968-1000";
+    machine = {{usb}};
+    reads.immediate = true;
+    store->refresh();
+
+    store->setUSBCheck("33619968-1000", true);
+    store->eject("sdb");
+    EXPECT_TRUE(ejectedJobs.empty());
+    EXPECT_EQ(store->ejectStates().at("sdb"),
+              (EjectState{EjectState::Kind::refused, "A health check is using this drive. Cancel it first."}));
+
+    store->setUSBCheck("33619968-1000", false);
+    store->eject("sdb");
+    EXPECT_EQ(ejectedJobs.size(), 1u);
 }
 
 }  // namespace
