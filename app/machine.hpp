@@ -15,6 +15,7 @@
 #include "drivekit/usb/captured_usb_drive.hpp"
 #include "platform/scsi_drive.hpp"
 #include "platform/bench_file.hpp"
+#include "platform/block_counters.hpp"
 #include "platform/block_probe.hpp"
 #include "platform/block_use.hpp"
 #include "platform/clock.hpp"
@@ -94,6 +95,11 @@ struct Machine {
     platform::Volumes* volumes = nullptr;
     /// Who holds files on a volume, named when an eject is refused as busy.
     const platform::FileHolders* holders = nullptr;
+    /// The machine's mount table changing (`mountsChanged` events); nothing, with why,
+    /// when it can't be watched.
+    std::function<std::unique_ptr<platform::DiskEvents>(std::string& why)> openMountEvents = nullptr;
+    /// Disks' byte counters for live speeds; from one thread at a time (the store's).
+    platform::BlockCounterReader* blockCounters = nullptr;
 };
 
 }  // namespace app

@@ -64,11 +64,10 @@ int runEjectCommand(const std::vector<std::string_view>& args, Machine& machine,
         err << "vantrel: couldn't eject " << app::Eject::title(job) << ": " << reason << '\n';
         return exitRefused;
     }
-    out << "Ejected " << app::Eject::title(job);
-    for (std::size_t i = 0; i < job.members.size(); ++i) {
-        out << (i == 0 ? " (" : ", ") << job.members[i].bsdName;
-    }
-    out << "). " << app::Eject::safeToUnplug(job.members.size()) << '\n';
+    // "Ejected Photos (sdb).", "Ejected labset (all its drives): sdb, sdc."
+    out << "Ejected " << app::Eject::title(job) << (job.isSet() ? ": " : " (");
+    for (std::size_t i = 0; i < job.members.size(); ++i) out << (i == 0 ? "" : ", ") << job.members[i].bsdName;
+    out << (job.isSet() ? ". " : "). ") << app::Eject::safeToUnplug(job.members.size()) << '\n';
     return exitOK;
 }
 

@@ -15,6 +15,7 @@ packages=(
 lab_packages=(
   qemu-system-x86 qemu-utils linux-image-amd64 busybox-static smartmontools nvme-cli
   sg3-utils usbutils udev kmod cpio gzip python3 dmsetup e2fsprogs util-linux fio
+  udisks2 libblockdev-mdraid2 mdadm polkitd
 )
 [[ "${1:-}" == "--lab" ]] && packages+=("${lab_packages[@]}")
 

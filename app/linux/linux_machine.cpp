@@ -7,11 +7,13 @@
 
 #include "drivekit/usb/uas_transport.hpp"
 #include "platform/linux/linux_bench_file.hpp"
+#include "platform/linux/linux_block_counters.hpp"
 #include "platform/linux/linux_block_probe.hpp"
 #include "platform/linux/linux_block_read_drive.hpp"
 #include "platform/linux/linux_udev_monitor.hpp"
 #include "platform/linux/linux_block_use.hpp"
 #include "platform/linux/linux_clock.hpp"
+#include "platform/linux/linux_mount_watch.hpp"
 #include "platform/linux/linux_mounts.hpp"
 #include "platform/linux/linux_nvme_admin.hpp"
 #include "platform/linux/linux_proc_files.hpp"
@@ -65,6 +67,7 @@ struct LinuxMachine::Parts {
     platform::LinuxUSBHost usb;
     const platform::LinuxBlockUse blockUse;
     platform::LinuxBenchFiles benchFiles;
+    platform::LinuxBlockCounters blockCounters;
     CapturePlatform capture{*volumes,
                             holders,
                             usb,
@@ -104,7 +107,11 @@ struct LinuxMachine::Parts {
                     &benchFiles,
                     std::make_shared<platform::LinuxProcFiles>(),
                     volumes.get(),
-                    &holders};
+                    &holders,
+                    [](std::string& why) -> std::unique_ptr<platform::DiskEvents> {
+                        return platform::LinuxMountWatch::open(why);
+                    },
+                    &blockCounters};
 };
 
 LinuxMachine::LinuxMachine() : parts_(std::make_unique<Parts>()) {}

@@ -72,6 +72,7 @@ echo "members=$a $b"
 vantrel eject "$a"; rc=$?
 gone "$a"; gone "$b"
 if grep -q "^md0 " /proc/mdstat; then echo "mdstat md0=running"; else echo "mdstat md0=none"; fi
+echo "udisksd-powered-off=$(grep -cE "Powered off /dev/($a|$b) " /tmp/udisksd.log)"
 grep -q "^/dev/md0 " /proc/mounts && echo "mounts md0=mounted"
 echo "LAB-END rc=$rc"
 

@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <condition_variable>
 #include <deque>
+#include <mutex>
 
+#include "app/store/store_events.hpp"
 #include "app/store/tests/fake_timers.hpp"
 
 namespace app {
@@ -271,6 +274,42 @@ TEST_F(DriveStoreTest, AnEjectDuringAUSBCheckChangesNothingButTheLine) {
     store->setUSBCheck("33619968-1000", false);
     store->eject("sdb");
     EXPECT_EQ(ejectedJobs.size(), 1u);
+}
+
+// Disks and the mount table each on their own thread: both bursts land on the store's
+// thread as one debounced pass with its settling pass, each event logged.
+TEST_F(DriveStoreTest, EventsOfBothSourcesMakeOnePassAndItsSettlingPass) {
+    struct Once final : platform::DiskEvents {
+        platform::DiskEvent event;
+        bool sent = false;
+        explicit Once(platform::DiskEvent e) : event(std::move(e)) {}
+        std::vector<platform::DiskEvent> wait(std::chrono::milliseconds) override {
+            if (sent) return {};
+            sent = true;
+            return {event};
+        }
+    };
+    reads.immediate = true;
+    std::mutex lock;
+    std::condition_variable arrived;
+    std::vector<std::function<void()>> handed;
+    {
+        StoreEvents events(*store, [this](const std::string& line) { lines.push_back(line); },
+                           [&](std::function<void()> call) {
+                               std::lock_guard guard(lock);
+                               handed.push_back(std::move(call));
+                               arrived.notify_all();
+                           });
+        events.add(std::make_unique<Once>(platform::DiskEvent{platform::DiskEvent::Action::added, "sdc"}));
+        events.add(std::make_unique<Once>(platform::DiskEvent{platform::DiskEvent::Action::mountsChanged, ""}));
+        std::unique_lock guard(lock);
+        ASSERT_TRUE(arrived.wait_for(guard, 10s, [&] { return handed.size() == 2; }));
+    }
+    for (auto& call : handed) call();
+    timers.advance(DriveStore::kDebounce + DriveStore::kSettle);
+    EXPECT_EQ(passesRead, 2);
+    std::sort(lines.begin(), lines.end());
+    EXPECT_EQ(lines, (std::vector<std::string>{"event: added sdc", "event: mounts changed"}));
 }
 
 }  // namespace
