@@ -18,6 +18,7 @@
 #include "app/writes/writes_source.hpp"
 #include "platform/scsi_drive.hpp"
 #include "platform/bench_file.hpp"
+#include "platform/block_counters.hpp"
 #include "platform/block_probe.hpp"
 #include "platform/automount_hold.hpp"
 #include "platform/block_use.hpp"
@@ -110,6 +111,16 @@ struct Machine {
     /// Waits between the looks at a long job of the drive's own (a self-test); absent, the
     /// thread sleeps.
     std::function<void(double seconds)> pause = nullptr;
+    /// Unmounting, stopping arrays and powering drives off, for ejecting; absent, no drive
+    /// is ejected or mounted again.
+    platform::Volumes* volumes = nullptr;
+    /// Who holds files on a volume, named when an eject is refused as busy.
+    const platform::FileHolders* holders = nullptr;
+    /// The machine's mount table changing (`mountsChanged` events); nothing, with why,
+    /// when it can't be watched.
+    std::function<std::unique_ptr<platform::DiskEvents>(std::string& why)> openMountEvents = nullptr;
+    /// Disks' byte counters for live speeds; from one thread at a time (the store's).
+    platform::BlockCounterReader* blockCounters = nullptr;
 };
 
 }  // namespace app

@@ -150,6 +150,8 @@ std::string usageText() {
            "  card DEVICE [--benchmark|--scan] [-o FILE.png]\n"
            "                            the Disk Health card, or of the last benchmark or scan\n"
            "  readings --csv [-o FILE]  every kept reading of every drive as CSV\n"
+           "  eject DEVICE              unmount a drive (a RAID set whole) and power it off\n"
+           "  mount DEVICE              mount a drive's volumes again\n"
            "\n"
            "Options:\n"
            "  --demo[=FILE] COMMAND     run the command on a described demo machine instead of\n"

@@ -12,6 +12,7 @@
 #include "cli/arguments.hpp"
 #include "cli/bench_command.hpp"
 #include "cli/check_command.hpp"
+#include "cli/eject_command.hpp"
 #include "cli/exit_codes.hpp"
 #include "cli/list_command.hpp"
 #include "cli/monitor_command.hpp"
@@ -111,9 +112,10 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
         }
         if (command == "readings") return runReadingsCommand(rest, demo, out, printableErr);
     }
-    // scan, writes and bench parse their own arguments.
+    // scan, writes, bench, eject and mount parse their own arguments.
     const std::string_view command = args.empty() ? std::string_view() : args.front();
-    const bool ownArguments = command == "scan" || command == "writes" || command == "bench";
+    const bool ownArguments = command == "scan" || command == "writes" || command == "bench" ||
+                              command == "eject" || command == "mount";
     const ParseResult parsed = ownArguments ? ParseResult{} : parseArguments(args);
     // Everything but a JSON document passes through the terminal filter: strings from
     // drives, file systems and processes are printed in many places, and this is the one
@@ -126,6 +128,8 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
         const std::vector<std::string_view> rest(args.begin() + 1, args.end());
         if (command == "writes") return runWritesCommand(rest, machine, printableOut, printableErr);
         if (command == "bench") return runBenchCommand(rest, machine, printableOut, printableErr);
+        if (command == "eject") return runEjectCommand(rest, machine, printableOut, printableErr);
+        if (command == "mount") return runMountCommand(rest, machine, printableOut, printableErr);
         return runScanCommand(rest, machine, printableOut, printableErr);
     }
     return runParsed(parsed, machine, printableOut, printableErr);

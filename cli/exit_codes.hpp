@@ -14,7 +14,8 @@ enum ExitCode : int {
     exitAsleep = 7,        // the disk is asleep and was left so (--wake reads it)
     exitBusy = 8,          // the drive is busy with a self-test (--abort ends it)
     exitOutputFailed = 9,  // the output couldn't be written (a full disk, a closed pipe)
-    exitRefused = 10,      // bench: the volume is read-only, too full, or can't be read past the cache
+    exitRefused = 10,      // bench: the volume is read-only, too full, or can't be read past the cache;
+                           // eject, mount: the drive was in use, or the system refused
     exitNoVerdict = 11,    // selftest --wait: the test ended without a verdict, or none ran
 };
 

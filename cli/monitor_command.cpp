@@ -19,6 +19,7 @@
 #include "app/metrics.hpp"
 #include "platform/file_store.hpp"
 #include "app/store/single_instance.hpp"
+#include "app/store/store_events.hpp"
 #include "app/store/system_stats.hpp"
 #include "app/drive_check.hpp"
 #include "app/shown.hpp"
@@ -157,6 +158,7 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
     services.paths = paths;
     services.locale = machine.locale;
     services.log = [&out](const std::string& line) { out << line << std::endl; };
+    if (machine.blockCounters != nullptr) services.ioStats = app::ioStatsFrom(*machine.blockCounters);
     services.system = [&]() -> std::optional<app::SystemMark> {
         if (demo) return std::nullopt;
         system = app::SystemStatsReader::updated(system, app::SystemStatsReader::read(procFiles, std::nullopt));
@@ -212,38 +214,25 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
     });
     stopWatch.start(200);
 
-    // Disk events come from udev on a thread of their own and are handed to the store's.
-    std::atomic<bool> running{true};
-    std::thread events;
+    // Disks from udev and volumes from the mount table, each on a thread of its own,
+    // handed to the store's.
+    app::StoreEvents events(store, [&out](const std::string& line) { out << line << std::endl; });
     if (!demo) {
         std::string why;
         if (auto monitor = machine.openDiskEvents ? machine.openDiskEvents(why) : nullptr) {
-            events = std::thread([&running, &store, &out, monitor = std::move(monitor)] {
-                while (running) {
-                    for (const auto& event : monitor->wait(std::chrono::milliseconds(500))) {
-                        const std::string line = std::string(event.action == platform::DiskEvent::Action::added
-                                                                 ? "event: added "
-                                                                 : "event: removed ") +
-                                                 event.name;
-                        QMetaObject::invokeMethod(
-                            &store,
-                            [&store, &out, line] {
-                                out << line << std::endl;
-                                store.scheduleRefresh();
-                            },
-                            Qt::QueuedConnection);
-                    }
-                }
-            });
+            events.add(std::move(monitor));
         } else {
             out << "disk events: " << why << "; passes only on the poller's cadence" << std::endl;
+        }
+        if (auto mounts = machine.openMountEvents ? machine.openMountEvents(why) : nullptr) {
+            events.add(std::move(mounts));
+        } else if (machine.openMountEvents) {
+            out << "mount events: " << why << std::endl;
         }
     }
 
     store.start();
     application.exec();
-    running = false;
-    if (events.joinable()) events.join();
     store.withdrawShared();
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);

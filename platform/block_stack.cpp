@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <set>
+#include <sstream>
 
 namespace platform {
 namespace {
@@ -107,6 +108,49 @@ std::vector<std::string> stackedOn(std::string_view disk, const Sysfs& sysfs) {
         return heightOf(a, 0) < heightOf(b, 0);
     });
     return order;
+}
+
+namespace {
+
+// Every device whose file systems belong to the disk: the disk, its partitions and what
+// is stacked on them.
+std::vector<std::string> devicesOf(std::string_view disk, const Sysfs& sysfs) {
+    std::vector<std::string> devices{std::string(disk)};
+    for (auto& partition : partitionsOf(sysfs, disk)) devices.push_back(std::move(partition));
+    for (auto& stacked : stackedOn(disk, sysfs)) devices.push_back(std::move(stacked));
+    return devices;
+}
+
+}  // namespace
+
+std::vector<Mount> mountsOfDisk(std::string_view disk, const Sysfs& sysfs,
+                                const std::vector<Mount>& table) {
+    std::map<std::pair<unsigned, unsigned>, std::string> byNumber;
+    std::map<std::string, std::string> bySource;
+    for (const auto& device : devicesOf(disk, sysfs)) {
+        bySource["/dev/" + device] = device;
+        const auto numbers = sysfs.read(std::string(classBlock) + device + "/dev");
+        unsigned major = 0;
+        unsigned minor = 0;
+        char colon = 0;
+        if (numbers && (std::istringstream(*numbers) >> major >> colon >> minor) && colon == ':') {
+            byNumber[{major, minor}] = device;
+        }
+    }
+    std::vector<Mount> found;
+    for (auto it = table.rbegin(); it != table.rend(); ++it) {
+        std::optional<std::string> device;
+        if (auto n = byNumber.find({it->major, it->minor}); n != byNumber.end() && it->major != 0) {
+            device = n->second;
+        } else if (auto s = bySource.find(it->source); s != bySource.end()) {
+            device = s->second;
+        }
+        if (!device) continue;
+        Mount mount = *it;
+        mount.source = *device;
+        found.push_back(std::move(mount));
+    }
+    return found;
 }
 
 }  // namespace platform

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/mounts.hpp"
 #include "platform/sysfs.hpp"
 
 namespace platform {
@@ -25,5 +26,12 @@ std::vector<std::string> partitionsOf(const Sysfs& sysfs, std::string_view disk)
 /// the order given ("dm-1" of an LVM volume before the "dm-0" of the LUKS container it
 /// lies in). Each name once.
 std::vector<std::string> stackedOn(std::string_view disk, const Sysfs& sysfs);
+
+/// The mounts of a whole disk: those of the disk itself, its partitions and the devices
+/// stacked on them, matched by device number or by source path, latest first (so nested
+/// mounts go before the ones they sit on). Each entry's `source` is rewritten to the
+/// kernel name of its device ("sdb1", "dm-0").
+std::vector<Mount> mountsOfDisk(std::string_view disk, const Sysfs& sysfs,
+                                const std::vector<Mount>& table);
 
 }  // namespace platform

@@ -1,6 +1,7 @@
 #pragma once
 // Disks that come and go: whole disks as the kernel adds and removes them, one event each.
-// Partitions are not reported; a drive's arrival is its whole disk's.
+// Partitions are not reported; a drive's arrival is its whole disk's. A source of the
+// mount table reports instead that volumes were mounted or unmounted, without a name.
 #include <chrono>
 #include <string>
 #include <vector>
@@ -8,9 +9,9 @@
 namespace platform {
 
 struct DiskEvent {
-    enum class Action { added, removed };
+    enum class Action { added, removed, mountsChanged };
     Action action = Action::added;
-    std::string name;  // the kernel name of the whole disk, "sdb"
+    std::string name;  // the kernel name of the whole disk, "sdb"; empty for mountsChanged
 
     bool operator==(const DiskEvent&) const = default;
 };

@@ -1,9 +1,10 @@
 #pragma once
 // Volumes of a disk, as a whole: unmount every file system that lives on a disk (its
-// partitions and the devices stacked on them) and mount them back; and who holds files
-// open under a set of mount points, the reason an unmount is refused.
+// partitions and the devices stacked on them) and mount them back; stop an md array and
+// power a disk off, so that it can be unplugged; and who holds files open under a set of
+// mount points, the reason an unmount is refused.
 //
-// Both block the calling thread. Unmounting is never forced: a busy file system is a
+// All of them block the calling thread. Unmounting is never forced: a busy file system is a
 // refusal the caller reports, never a lazy or forced detach that would leave a process
 // writing to a disk that is about to go away.
 #include <optional>
@@ -47,6 +48,16 @@ public:
     /// replaced meanwhile (by a link, say); no other failure is reported: callers watch the
     /// mount table for the outcome.
     virtual std::vector<std::string> mountWhole(std::string_view disk) = 0;
+
+    /// Stops the md array `array` ("md0") whole, which lets its members go; its file
+    /// systems must be unmounted first. An array that is gone already is success. Never
+    /// forced: an array still open is refused as busy.
+    virtual Result<void, UnmountFailure> stopArray(std::string_view array, double timeoutSeconds) = 0;
+
+    /// Has the system flush and let go of the whole disk `disk` and power it off where it
+    /// can (a USB port), so it can be unplugged; afterwards the disk is gone from the
+    /// system. Its volumes must be unmounted and the arrays on it stopped first.
+    virtual Result<void, UnmountFailure> powerOff(std::string_view disk, double timeoutSeconds) = 0;
 
 protected:
     Volumes() = default;

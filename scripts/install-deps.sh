@@ -17,6 +17,7 @@ lab_packages=(
   qemu-system-x86 qemu-utils linux-image-amd64 busybox-static smartmontools nvme-cli
   sg3-utils usbutils udev kmod cpio gzip python3 dmsetup e2fsprogs util-linux fio
   python3-prometheus-client
+  udisks2 libblockdev-mdraid2 mdadm polkitd
 )
 [[ "${1:-}" == "--lab" ]] && packages+=("${lab_packages[@]}")
 

@@ -13,11 +13,13 @@
 #include "drivekit/usb/uas_transport.hpp"
 #include "platform/linux/linux_bench_file.hpp"
 #include "platform/linux/linux_automount_hold.hpp"
+#include "platform/linux/linux_block_counters.hpp"
 #include "platform/linux/linux_block_probe.hpp"
 #include "platform/linux/linux_block_read_drive.hpp"
 #include "platform/linux/linux_udev_monitor.hpp"
 #include "platform/linux/linux_block_use.hpp"
 #include "platform/linux/linux_clock.hpp"
+#include "platform/linux/linux_mount_watch.hpp"
 #include "platform/linux/linux_mounts.hpp"
 #include "platform/linux/linux_nvme_admin.hpp"
 #include "platform/linux/linux_proc_files.hpp"
@@ -88,6 +90,7 @@ struct LinuxMachine::Parts {
     platform::LinuxUSBHost usb;
     const platform::LinuxBlockUse blockUse;
     platform::LinuxBenchFiles benchFiles;
+    platform::LinuxBlockCounters blockCounters;
     CapturePlatform capture{*volumes,
                             holders,
                             usb,
@@ -121,7 +124,13 @@ struct LinuxMachine::Parts {
                     },
                     &capture,
                     &benchFiles,
-                    std::make_shared<platform::LinuxProcFiles>()};
+                    std::make_shared<platform::LinuxProcFiles>(),
+                    volumes.get(),
+                    &holders,
+                    [](std::string& why) -> std::unique_ptr<platform::DiskEvents> {
+                        return platform::LinuxMountWatch::open(why);
+                    },
+                    &blockCounters};
 };
 
 LinuxMachine::LinuxMachine() : parts_(std::make_unique<Parts>()) {

@@ -10,4 +10,12 @@ DriveSource driveSource(ReadContext context) {
     };
 }
 
+std::function<std::optional<IOStats>(const std::string& bsdName)> ioStatsFrom(platform::BlockCounterReader& reader) {
+    return [&reader](const std::string& bsdName) -> std::optional<IOStats> {
+        const auto counters = reader.read(bsdName);
+        if (!counters) return std::nullopt;
+        return IOStats{counters->readBytes, counters->writtenBytes};
+    };
+}
+
 }  // namespace app

@@ -24,6 +24,16 @@ Background qtBackground(QObject* context) {
     };
 }
 
+Work qtWork(QObject* context) {
+    return [context = QPointer<QObject>(context)](std::function<void()> work, std::function<void()> then) {
+        QThreadPool::globalInstance()->start([context, work = std::move(work), then = std::move(then)] {
+            work();
+            if (context.isNull()) return;
+            QMetaObject::invokeMethod(context.data(), then, Qt::QueuedConnection);
+        });
+    };
+}
+
 void SpeedHistory::push(Speed speed) noexcept {
     samples_[start_] = speed;
     start_ = (start_ + 1) % kLength;
@@ -159,6 +169,8 @@ void DriveStore::apply(std::uint64_t ticket, json::SystemTime started,
     std::vector<DriveSummary> previous = std::move(allDrives_);
     allDrives_ = std::move(drives);
     rememberVisible();
+    // An ejected drive keeps its line until it leaves the list; no state outlives its drive.
+    if (auto kept = Eject::surviving(ejectStates_, allDrives_); kept != ejectStates_) ejectStates_ = std::move(kept);
     previousUSBKeys_ = std::set<std::string>(plan.knownUSB.begin(), plan.knownUSB.end());
     if (plan.arriving) arrival_ = plan.arriving->card;
     if (plan.closesArrival) arrival_.reset();
@@ -316,6 +328,62 @@ void DriveStore::sampleSpeeds() {
             lastStats_.emplace(name, Counters{*stats, now});
         }
     }
+}
+
+void DriveStore::setUSBCheck(const std::string& usbKey, bool underWay) {
+    if (underWay) {
+        usbReads_.insert(usbKey);
+    } else {
+        usbReads_.erase(usbKey);
+    }
+}
+
+void DriveStore::eject(const std::string& id) {
+    const auto drive = std::find_if(allDrives_.begin(), allDrives_.end(), [&](const DriveSummary& d) { return d.id == id; });
+    if (drive == allDrives_.end()) return;
+    const EjectJob job = Eject::job(*drive, allDrives_);
+    if (const auto refused = Eject::refusal(job, usbReads_)) {
+        ejectStates_[id] = EjectState{EjectState::Kind::refused, refused->reason};
+        log(refused->log);
+        emit drivesChanged();
+        return;
+    }
+    if (!services_.eject || !services_.work) return;
+    for (const auto& member : job.members) ejectStates_[member.id] = EjectState{EjectState::Kind::ejecting};
+    emit drivesChanged();
+    auto outcome = std::make_shared<EjectOutcome>();
+    services_.work([eject = services_.eject, job, outcome] { *outcome = eject(job); },
+                   [this, alive = std::weak_ptr<bool>(alive_), job, outcome] {
+                       if (alive.expired()) return;
+                       if (const auto line = Eject::logLine(*outcome); !line.empty()) log(line);
+                       const bool ejected = outcome->kind == EjectOutcome::Kind::ejected;
+                       const EjectState state = ejected ? EjectState{EjectState::Kind::ejected}
+                                                        : EjectState{EjectState::Kind::refused, Eject::reason(*outcome)};
+                       for (const auto& member : job.members) ejectStates_[member.id] = state;
+                       emit drivesChanged();
+                       if (!ejected) return;
+                       if (onEjected) onEjected(job);
+                       refresh();
+                   });
+}
+
+void DriveStore::remount(const std::string& id) {
+    const auto drive = std::find_if(allDrives_.begin(), allDrives_.end(), [&](const DriveSummary& d) { return d.id == id; });
+    if (drive == allDrives_.end() || !services_.mountAgain || !services_.work) return;
+    ejectStates_[id] = EjectState{EjectState::Kind::mounting};
+    emit drivesChanged();
+    auto mounted = std::make_shared<bool>(false);
+    services_.work([mount = services_.mountAgain, name = drive->bsdName, mounted] { *mounted = mount(name); },
+                   [this, alive = std::weak_ptr<bool>(alive_), id, mounted] {
+                       if (alive.expired()) return;
+                       if (*mounted) {
+                           ejectStates_.erase(id);
+                           scheduleRefresh();
+                       } else {
+                           ejectStates_[id] = EjectState{EjectState::Kind::mountFailed};
+                       }
+                       emit drivesChanged();
+                   });
 }
 
 std::optional<Speed> DriveStore::speed(const std::string& bsdName) const {

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "app/drive_summary.hpp"
+#include "app/eject.hpp"
 #include "app/read_all.hpp"
 #include "app/store/alerts.hpp"
 #include "app/store/reading.hpp"
@@ -44,6 +45,12 @@ using Background = std::function<void(std::function<std::vector<DriveSummary>()>
 
 /// A Background on Qt's global thread pool, handing back through `context`'s event loop.
 Background qtBackground(QObject* context);
+
+/// Runs `work` away from the store's thread, then `then` on it.
+using Work = std::function<void(std::function<void()> work, std::function<void()> then)>;
+
+/// A Work on Qt's global thread pool, handing back through `context`'s event loop.
+Work qtWork(QObject* context);
 
 /// Byte counters of a disk since boot.
 struct IOStats {
@@ -104,6 +111,14 @@ class DriveStore final : public QObject {
         bool usbCheckAvailable = false;
         /// Where notes are shown; none keeps the store silent (and its alert state untouched).
         NoteSink notes;
+        /// Runs an eject to its answer; called off the store's thread. Absent, nothing
+        /// is ejected.
+        std::function<EjectOutcome(const EjectJob&)> eject;
+        /// Mounts a drive's volumes again by kernel name and says whether any is mounted
+        /// now; called off the store's thread.
+        std::function<bool(const std::string& bsdName)> mountAgain;
+        /// Where ejecting and mounting run.
+        Work work;
     };
 
     static constexpr Timers::Duration kDebounce{700};
@@ -154,8 +169,20 @@ class DriveStore final : public QObject {
     /// be shown.
     bool notify(const Note& note);
 
+    /// Ejects the drive with this id, and with it every present drive of its RAID set.
+    /// Its line follows in `ejectStates`; a refusal gives its reason there.
+    void eject(const std::string& id);
+    /// Mounts the volumes of the drive with this id again.
+    void remount(const std::string& id);
+    /// What each drive shows of an eject or a remount, by `id`.
+    const std::map<std::string, EjectState>& ejectStates() const { return ejectStates_; }
+    /// A USB check began or ended on the drive at `usbKey`: ejecting it is refused meanwhile.
+    void setUSBCheck(const std::string& usbKey, bool underWay);
+
     /// Called after each pass, shown or dropped.
     std::function<void(const PassReport&)> onPass;
+    /// Called when a job was ejected, before the pass that follows it.
+    std::function<void(const EjectJob&)> onEjected;
 
   signals:
     void drivesChanged();
@@ -188,6 +215,7 @@ class DriveStore final : public QObject {
     std::set<std::string> previousUSBKeys_;
     std::optional<Arrival> arrival_;
     std::optional<Notifier> notifier_;
+    std::map<std::string, EjectState> ejectStates_;
     struct Order {
         std::uint64_t issued = 0;
         std::uint64_t applied = 0;

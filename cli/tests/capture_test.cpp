@@ -52,6 +52,14 @@ struct RecordedVolumes final : platform::Volumes {
         calls.push_back("mount " + std::string(disk));
         return {};
     }
+    platform::Result<void, platform::UnmountFailure> stopArray(std::string_view array, double) override {
+        calls.push_back("stop " + std::string(array));
+        return {};
+    }
+    platform::Result<void, platform::UnmountFailure> powerOff(std::string_view disk, double) override {
+        calls.push_back("power off " + std::string(disk));
+        return {};
+    }
 };
 struct NoHolders final : platform::FileHolders {
     std::vector<platform::FileHolder> holding(const std::vector<std::string>&) const override { return {}; }

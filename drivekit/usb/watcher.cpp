@@ -9,6 +9,7 @@ Watcher::Watcher(Describe describe, const std::vector<std::string>& present)
     : describe_(std::move(describe)), known_(present.begin(), present.end()) {}
 
 std::optional<Watcher::News> Watcher::handle(const platform::DiskEvent& event) {
+    if (event.action == platform::DiskEvent::Action::mountsChanged) return std::nullopt;
     if (event.action == platform::DiskEvent::Action::removed) {
         const auto it = known_.find(event.name);
         if (it == known_.end()) return std::nullopt;

@@ -51,15 +51,6 @@ std::string lastPart(const std::string& path) { return path.substr(path.rfind('/
 
 std::string blockPath(std::string_view name) { return "/sys/class/block/" + std::string(name); }
 
-// Every device whose file systems belong to the disk: the disk, its partitions and what
-// is stacked on them.
-std::vector<std::string> devicesOf(std::string_view disk, const Sysfs& sysfs) {
-    std::vector<std::string> devices{std::string(disk)};
-    for (auto& partition : partitionsOf(sysfs, disk)) devices.push_back(std::move(partition));
-    for (auto& stacked : stackedOn(disk, sysfs)) devices.push_back(std::move(stacked));
-    return devices;
-}
-
 bool underMountPoint(std::string_view path, const std::string& point) {
     if (point == "/") return path.starts_with('/');
     return path == point || (path.starts_with(point) && path.size() > point.size() &&
@@ -188,37 +179,15 @@ MountCalls systemMountCalls() {
     calls.release = [](int folder) {
         if (folder >= 0) ::close(folder);
     };
+    calls.writeAttribute = [](const std::string& path, const std::string& value) {
+        const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW);
+        if (fd < 0) return errno;
+        const ssize_t wrote = ::write(fd, value.data(), value.size());
+        const int error = wrote == static_cast<ssize_t>(value.size()) ? 0 : (wrote < 0 ? errno : EIO);
+        ::close(fd);
+        return error;
+    };
     return calls;
-}
-
-std::vector<Mount> mountsOfDisk(std::string_view disk, const Sysfs& sysfs,
-                                const std::vector<Mount>& table) {
-    std::map<std::pair<unsigned, unsigned>, std::string> byNumber;
-    std::map<std::string, std::string> bySource;
-    for (const auto& device : devicesOf(disk, sysfs)) {
-        bySource["/dev/" + device] = device;
-        const auto numbers = sysfs.read(blockPath(device) + "/dev");
-        unsigned major = 0;
-        unsigned minor = 0;
-        char colon = 0;
-        if (numbers && (std::istringstream(*numbers) >> major >> colon >> minor) && colon == ':') {
-            byNumber[{major, minor}] = device;
-        }
-    }
-    std::vector<Mount> found;
-    for (auto it = table.rbegin(); it != table.rend(); ++it) {
-        std::optional<std::string> device;
-        if (auto n = byNumber.find({it->major, it->minor}); n != byNumber.end() && it->major != 0) {
-            device = n->second;
-        } else if (auto s = bySource.find(it->source); s != bySource.end()) {
-            device = s->second;
-        }
-        if (!device) continue;
-        Mount mount = *it;
-        mount.source = *device;
-        found.push_back(std::move(mount));
-    }
-    return found;
 }
 
 LinuxVolumes::LinuxVolumes(const Sysfs& sysfs, const Mounts& mounts, MountCalls calls)
@@ -269,6 +238,37 @@ Result<void, UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, d
             return Unexpected(UnmountFailure{UnmountFailure::Kind::refused, errnoText(error), error});
         }
         record.push_back(std::move(entry));
+    }
+    return {};
+}
+
+Result<void, UnmountFailure> LinuxVolumes::stopArray(std::string_view array, double) {
+    // Stopping is immediate or refused at once (EBUSY while anything holds it open).
+    if (!sysfs_.exists(blockPath(array) + "/md")) return {};
+    if (const int error = calls_.writeAttribute(blockPath(array) + "/md/array_state", "clear"); error != 0) {
+        return Unexpected(UnmountFailure{UnmountFailure::Kind::refused, errnoText(error), error});
+    }
+    return {};
+}
+
+Result<void, UnmountFailure> LinuxVolumes::powerOff(std::string_view disk, double) {
+    const auto path = sysfs_.resolve(blockPath(disk));
+    if (!path) return Unexpected(UnmountFailure{UnmountFailure::Kind::noDisk, "", ENODEV});
+    // The USB device is the nearest folder above the disk that has a vendor id; its
+    // interfaces ("2-1:1.0") have none.
+    std::string target;
+    for (std::string up = parentOf(*path); up.size() > 1 && target.empty(); up = parentOf(up)) {
+        if (sysfs_.exists(up + "/idVendor") && sysfs_.exists(up + "/remove")) target = up + "/remove";
+    }
+    if (target.empty() && sysfs_.exists(blockPath(disk) + "/device/delete")) {
+        target = blockPath(disk) + "/device/delete";
+    }
+    if (target.empty()) {
+        return Unexpected(UnmountFailure{UnmountFailure::Kind::refused,
+                                         "Linux can't power this kind of drive off", EOPNOTSUPP});
+    }
+    if (const int error = calls_.writeAttribute(target, "1"); error != 0) {
+        return Unexpected(UnmountFailure{UnmountFailure::Kind::refused, errnoText(error), error});
     }
     return {};
 }

@@ -1,6 +1,8 @@
 #pragma once
 // Volumes on Linux, by the kernel's own calls: umount2 of every file system that lives on
-// a disk, and mount(2) again at the remembered points. As root this needs no disk service;
+// a disk, and mount(2) again at the remembered points; an md array stopped through its
+// "array_state", and a disk let go through sysfs ("remove" of its USB device, else
+// "delete" of its SCSI device). As root this needs no disk service;
 // when a desktop automounter runs, it usually mounts the disk back first once the kernel
 // finds it again, and `mountWhole` then leaves its mounts alone.
 //
@@ -12,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/block_stack.hpp"
 #include "platform/mounts.hpp"
 #include "platform/sysfs.hpp"
 #include "platform/volumes.hpp"
@@ -39,6 +42,8 @@ struct MountCalls {
         mountAt;
     /// Lets a held folder go.
     std::function<void(int folder)> release;
+    /// Writes `value` to the sysfs attribute at `path`; 0 or the errno.
+    std::function<int(const std::string& path, const std::string& value)> writeAttribute;
 };
 
 /// The mount(2) flags and the file-system data that mount a file system back as it was,
@@ -49,13 +54,6 @@ std::pair<unsigned long, std::string> mountArguments(const Mount& mount);
 
 /// The real calls.
 MountCalls systemMountCalls();
-
-/// The mounts of a whole disk: those of the disk itself, its partitions and the devices
-/// stacked on them, matched by device number or by source path, latest first (so nested
-/// mounts go before the ones they sit on). Each entry's `source` is rewritten to the
-/// kernel name of its device ("sdb1", "dm-0").
-std::vector<Mount> mountsOfDisk(std::string_view disk, const Sysfs& sysfs,
-                                const std::vector<Mount>& table);
 
 class LinuxVolumes final : public Volumes {
 public:
@@ -68,6 +66,12 @@ public:
     /// (the call goes on in the background, and the caller mounts back what went).
     Result<void, UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override;
     std::vector<std::string> mountWhole(std::string_view disk) override;
+    /// Writes "clear" to the array's md/array_state, the kernel's own stop.
+    Result<void, UnmountFailure> stopArray(std::string_view array, double timeoutSeconds) override;
+    /// Removes the USB device the disk hangs under (its hub port is switched off), else
+    /// deletes the SCSI device; either way the kernel's disk driver flushes the drive's
+    /// cache and stops it on its way out. A disk with neither (NVMe, SD) is refused.
+    Result<void, UnmountFailure> powerOff(std::string_view disk, double timeoutSeconds) override;
 
 private:
     struct Unmounted {

@@ -2,14 +2,19 @@
 
 #include <QtDBus/QDBusConnectionInterface>
 #include <QtDBus/QDBusMessage>
+#include <QtDBus/QDBusMetaType>
+#include <QtDBus/QDBusObjectPath>
 #include <QtDBus/QDBusReply>
+#include <QtDBus/QDBusVariant>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <optional>
 
+#include "platform/block_stack.hpp"
 #include "platform/linux/errno_text.hpp"
 #include "platform/linux/linux_volumes.hpp"
 
@@ -17,6 +22,9 @@ namespace app {
 namespace {
 
 constexpr const char* filesystemInterface = "org.freedesktop.UDisks2.Filesystem";
+constexpr const char* blockInterface = "org.freedesktop.UDisks2.Block";
+constexpr const char* driveInterface = "org.freedesktop.UDisks2.Drive";
+constexpr const char* arrayInterface = "org.freedesktop.UDisks2.MDRaid";
 constexpr std::string_view serviceErrors = "org.freedesktop.UDisks2.Error.";
 
 // Mounting may run a file-system check first; the result is read from the mount table
@@ -27,14 +35,32 @@ using Clock = std::chrono::steady_clock;
 
 std::string text(const QString& value) { return value.toStdString(); }
 
-QDBusMessage callFilesystem(const QDBusConnection& bus, const std::string& device,
-                            const char* method, int timeoutMs) {
-    auto message = QDBusMessage::createMethodCall(
-        UDisks::serviceName, QString::fromStdString(UDisks::blockObjectPath(device)),
-        filesystemInterface, method);
+QDBusMessage callObject(const QDBusConnection& bus, const QString& object, const char* interface,
+                        const char* method, int timeoutMs) {
+    auto message = QDBusMessage::createMethodCall(UDisks::serviceName, object, interface, method);
     // No options: the service's defaults, and never its "force".
     message << QVariantMap{};
     return bus.call(message, QDBus::Block, timeoutMs);
+}
+
+QDBusMessage callFilesystem(const QDBusConnection& bus, const std::string& device,
+                            const char* method, int timeoutMs) {
+    return callObject(bus, QString::fromStdString(UDisks::blockObjectPath(device)), filesystemInterface,
+                      method, timeoutMs);
+}
+
+// The object a block device's property names ("Drive", "MDRaid"); nothing for the
+// service's "/" (none) or an answer that isn't an object path.
+std::optional<QString> linkedObject(const QDBusConnection& bus, std::string_view device, const char* property) {
+    auto message = QDBusMessage::createMethodCall(UDisks::serviceName,
+                                                  QString::fromStdString(UDisks::blockObjectPath(device)),
+                                                  "org.freedesktop.DBus.Properties", "Get");
+    message << QString(blockInterface) << QString(property);
+    const QDBusReply<QDBusVariant> reply = bus.call(message, QDBus::Block, 5'000);
+    if (!reply.isValid()) return std::nullopt;
+    const auto path = reply.value().variant().value<QDBusObjectPath>().path();
+    if (path.isEmpty() || path == "/") return std::nullopt;
+    return path;
 }
 
 bool isError(const QDBusMessage& reply) { return reply.type() == QDBusMessage::ErrorMessage; }
@@ -64,6 +90,12 @@ public:
         return chosen().unmountWhole(disk, timeoutSeconds);
     }
     std::vector<std::string> mountWhole(std::string_view disk) override { return chosen().mountWhole(disk); }
+    platform::Result<void, platform::UnmountFailure> stopArray(std::string_view array, double timeoutSeconds) override {
+        return chosen().stopArray(array, timeoutSeconds);
+    }
+    platform::Result<void, platform::UnmountFailure> powerOff(std::string_view disk, double timeoutSeconds) override {
+        return chosen().powerOff(disk, timeoutSeconds);
+    }
 
 private:
     platform::Volumes& chosen() {
@@ -103,6 +135,9 @@ platform::UnmountFailure unmountFailure(std::string_view errorName, std::string_
         // processes that hold the volume whichever way it was unmounted.
         if (name == "DeviceBusy") return {Kind::refused, platform::errnoText(EBUSY), EBUSY};
         if (name == "Timedout" || name == "TimedOut") return {Kind::timeout, "", ETIMEDOUT};
+        if (name.starts_with("NotAuthorized")) {
+            return {Kind::refused, message.empty() ? std::string(errorName) : std::string(message), EPERM};
+        }
     }
     // Qt's own time-out on the call, or the bus giving up on the service.
     if (errorName == "org.freedesktop.DBus.Error.NoReply" ||
@@ -148,7 +183,10 @@ std::vector<std::string> UDisksVolumes::mountWhole(std::string_view disk) {
         // The kernel may give the disk a new name when it finds it again: its partitions
         // keep their numbers under the new one.
         it = unmounted_.find(lastDisk_);
-        if (it == unmounted_.end()) return {};
+        if (it == unmounted_.end()) {
+            mountUnmounted(disk);
+            return {};
+        }
         renamedFrom = lastDisk_;
     }
     const auto& devices = it->second;
@@ -163,6 +201,53 @@ std::vector<std::string> UDisksVolumes::mountWhole(std::string_view disk) {
     }
     unmounted_.erase(it);
     // The disk service chooses the mount points itself, never through a user's link.
+    return {};
+}
+
+void UDisksVolumes::mountUnmounted(std::string_view disk) {
+    // Nothing remembered (another process unmounted it): every device of the disk that may
+    // hold a file system. Those without one answer that they have no such interface; those
+    // mounted already answer so; both are left as they are.
+    std::vector<std::string> devices = platform::partitionsOf(sysfs_, disk);
+    if (devices.empty()) devices.emplace_back(disk);
+    for (auto& stacked : platform::stackedOn(disk, sysfs_)) devices.push_back(std::move(stacked));
+    const auto table = mounts_.list();
+    const auto mounted = platform::mountsOfDisk(disk, sysfs_, table);
+    for (const auto& device : devices) {
+        const bool isMounted = std::any_of(mounted.begin(), mounted.end(),
+                                           [&](const platform::Mount& m) { return m.source == device; });
+        if (!isMounted) callFilesystem(bus_, device, "Mount", mountWaitMs);
+    }
+}
+
+platform::Result<void, platform::UnmountFailure> UDisksVolumes::stopArray(std::string_view array,
+                                                                         double timeoutSeconds) {
+    if (!sysfs_.exists(blockPath(array) + "/md")) return {};
+    const auto object = linkedObject(bus_, array, "MDRaid");
+    if (!object) {
+        return platform::Unexpected(platform::UnmountFailure{
+            platform::UnmountFailure::Kind::refused, "the disk service doesn't know the array " + std::string(array)});
+    }
+    const auto reply = callObject(bus_, *object, arrayInterface, "Stop", remainingMs(deadlineAfter(timeoutSeconds)));
+    if (isError(reply)) {
+        return platform::Unexpected(UDisks::unmountFailure(text(reply.errorName()), text(reply.errorMessage())));
+    }
+    return {};
+}
+
+platform::Result<void, platform::UnmountFailure> UDisksVolumes::powerOff(std::string_view disk, double timeoutSeconds) {
+    if (!sysfs_.exists(blockPath(disk))) {
+        return platform::Unexpected(platform::UnmountFailure{platform::UnmountFailure::Kind::noDisk, "", ENODEV});
+    }
+    const auto object = linkedObject(bus_, disk, "Drive");
+    if (!object) {
+        return platform::Unexpected(platform::UnmountFailure{
+            platform::UnmountFailure::Kind::refused, "the disk service doesn't know the drive of " + std::string(disk)});
+    }
+    const auto reply = callObject(bus_, *object, driveInterface, "PowerOff", remainingMs(deadlineAfter(timeoutSeconds)));
+    if (isError(reply)) {
+        return platform::Unexpected(UDisks::unmountFailure(text(reply.errorName()), text(reply.errorMessage())));
+    }
     return {};
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 // Volumes through the desktop's disk service (udisks2 over D-Bus): unmounting with
-// Filesystem.Unmount and mounting back with Filesystem.Mount keeps the session's
+// Filesystem.Unmount, mounting back with Filesystem.Mount, stopping an array with
+// MDRaid.Stop and powering a drive off with Drive.PowerOff keeps the session's
 // automounter, its folders under /media and its bookkeeping right, which calling the
 // kernel behind its back would not. Where the service doesn't run, the kernel's own calls
 // (`platform::LinuxVolumes`) do the job.
@@ -32,9 +33,10 @@ inline constexpr const char* serviceName = "org.freedesktop.UDisks2";
 /// service's own escaping).
 std::string blockObjectPath(std::string_view device);
 
-/// The failure a D-Bus error of Unmount stands for: the busy refusal with the kernel's own
-/// sentence (so the caller names the processes holding the volume, as for umount2), a
-/// time-out, or a refusal carrying the service's message (not authorised, ...).
+/// The failure a D-Bus error of the service stands for: the busy refusal with the kernel's
+/// own sentence (so the caller names the processes holding the volume, as for umount2), a
+/// time-out, a refusal for want of authorisation (code EPERM, with the service's message),
+/// or a refusal carrying the service's message.
 platform::UnmountFailure unmountFailure(std::string_view errorName, std::string_view message);
 
 }  // namespace UDisks
@@ -47,10 +49,17 @@ public:
 
     platform::Result<void, platform::UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override;
     /// Mounts where the service chooses (its folder under /media); a file system somebody
-    /// mounted already (the automounter) is left as it is.
+    /// mounted already (the automounter) is left as it is. For a disk this object didn't
+    /// unmount, every file system of the disk that isn't mounted.
     std::vector<std::string> mountWhole(std::string_view disk) override;
+    /// MDRaid.Stop on the array object the block device names.
+    platform::Result<void, platform::UnmountFailure> stopArray(std::string_view array, double timeoutSeconds) override;
+    /// Drive.PowerOff on the drive object the block device names.
+    platform::Result<void, platform::UnmountFailure> powerOff(std::string_view disk, double timeoutSeconds) override;
 
 private:
+    void mountUnmounted(std::string_view disk);
+
     const QDBusConnection bus_;
     const platform::Sysfs& sysfs_;
     const platform::Mounts& mounts_;

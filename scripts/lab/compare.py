@@ -893,6 +893,43 @@ def watch_check_checks(name, found, tap):
               f"{name}: once checked the disk is offered again without the hold", repr(events[-2:])[:300])
 
 
+def eject_checks(name, found, tap):
+    """`vantrel eject` and `vantrel mount` against the kernel's own view of the disks."""
+    text, rc = found.get("eject-kernel", ("", -1))
+    disk = re.search(r"^disks sata=(\S+)", LOG, re.M)
+    sata = disk.group(1) if disk else "?"
+    tap.check(rc == 0 and "mounted-before=yes" in text and f"Ejected " in text,
+              f"{name}: without a system bus, the SATA disk is ejected by the kernel's calls", text[-300:])
+    tap.check(f"sysfs {sata}=gone" in text and f"mounts {sata}=none" in text,
+              f"{name}: the kernel no longer has the SATA disk nor its mount", text[-300:])
+
+    text, rc = found.get("mount-udisks", ("", -1))
+    point = re.search(r"^point=(\S*)$", text, re.M)
+    tap.check(rc == 0 and "mounted-before=no" in text and point and point.group(1).startswith("/media/"),
+              f"{name}: vantrel mount mounts the disk through the disk service", text[-300:])
+
+    text, rc = found.get("eject-busy", ("", -1))
+    holder = re.search(r"^holder=(\d+)$", text, re.M)
+    named = holder and f"sleep (PID {holder.group(1)}) has " in text and "held.txt open" in text
+    tap.check(rc == 10 and named, f"{name}: a held file refuses the eject, naming who holds it", text[-400:])
+    tap.check("=present" in text and "=mounted" in text, f"{name}: the refused disk stays mounted", text[-300:])
+
+    text, rc = found.get("eject-udisks", ("", -1))
+    tap.check(rc == 0 and "It's safe to unplug now." in text, f"{name}: the USB disk is ejected", text[-300:])
+    tap.check(re.search(r"sysfs \S+=gone", text) is not None and "=none" in text,
+              f"{name}: the kernel no longer has the USB disk nor its mount", text[-300:])
+    tap.check("udisksd: Powered off" in text, f"{name}: the disk service powered it off", text[-300:])
+
+    text, rc = found.get("eject-raid", ("", -1))
+    members = re.search(r"^members=(\S+) (\S+)$", text, re.M)
+    tap.check(rc == 0 and "(all its drives)" in text and "Both drives are safe to unplug now." in text,
+              f"{name}: ejecting one member ejects the RAID set whole", text[-400:])
+    both = members and all(f"sysfs {m}=gone" in text for m in members.groups())
+    tap.check(bool(both) and "mdstat md0=none" in text and "mounts md0=mounted" not in text,
+              f"{name}: the array is stopped and both members are gone", text[-400:])
+    tap.check("udisksd-powered-off=2" in text, f"{name}: the disk service powered both members off", text[-300:])
+
+
 def timing_checks(name, found, tap):
     """The time of vantrel's list of every drive against smartctl's reads of them. The aim
     is a fifth; the check holds the line at no slower than smartctl, and prints the ratio."""
@@ -1236,6 +1273,8 @@ def main():
         writes_checks(name, found, tap)
     elif name == "service":
         service_checks(name, found, tap)
+    elif name == "eject":
+        eject_checks(name, found, tap)
     return 1 if tap.failed else 0
 
 

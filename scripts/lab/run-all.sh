@@ -115,6 +115,20 @@ scenario watch watch.guest.sh -d usb-bot
 # pass per burst, the new drive's reading kept, a second monitor deferring to the first.
 scenario monitor monitor.guest.sh -d usb-bot
 
+# Ejecting: first by the kernel's own calls (no system bus yet), then through udisksd, which
+# the guest starts on its own system bus from the host's packages (udisks-tree.sh): a USB
+# disk mounted again, refused while held, ejected; an md RAID 1 over two USB disks ejected
+# whole.
+if [[ "$only" == "  " || "$only" == *" eject "* ]]; then
+  if "$here/udisks-tree.sh" "$work/udisks-tree" >"$work/udisks-tree.log" 2>&1; then
+    scenario eject eject.guest.sh -d sata,usb-bot,usb-uas,usb-storage -M raid1 -M ext4 \
+      -f "$(command -v mkfs.ext4)" -T "$work/udisks-tree:/"
+  else
+    echo "# lab scenario eject did not run: $(tail -n 1 "$work/udisks-tree.log") (scripts/install-deps.sh --lab)"
+    skipped=$((skipped + 1))
+  fi
+fi
+
 # Surface scans with bad sectors injected (compare.py holds the same LBAs): SATA live
 # through SG_IO, NVMe through O_DIRECT, in one boot.
 scenario scan scan.guest.sh -d sata,nvme -e sata:12800 -e sata:40005 -e sata:70016 \

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <condition_variable>
 #include <deque>
 #include <fstream>
+#include <mutex>
 
+#include "app/store/store_events.hpp"
 #include "app/store/tests/fake_timers.hpp"
 
 namespace app {
@@ -56,6 +59,8 @@ class DriveStoreTest : public ::testing::Test {
     int passesRead = 0;
     std::vector<std::string> lines;
     std::vector<PassReport> passes;
+    EjectOutcome ejectAnswer;
+    std::vector<std::string> ejectedJobs;
     fs::path folder = fs::path(::testing::TempDir()) /
                       ("store-" + std::to_string(::getpid()) + "-" +
                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
@@ -79,6 +84,14 @@ class DriveStoreTest : public ::testing::Test {
         services.log = [this](const std::string& line) { lines.push_back(line); };
         services.ioStats = std::move(io);
         services.windowVisible = std::move(windowVisible);
+        services.eject = [this](const EjectJob& job) {
+            ejectedJobs.push_back(job.name);
+            return ejectAnswer;
+        };
+        services.work = [](auto work, auto then) {
+            work();
+            then();
+        };
         store = std::make_unique<DriveStore>(std::move(services), std::move(prefs));
         store->onPass = [this](const PassReport& report) { passes.push_back(report); };
     }
@@ -234,6 +247,83 @@ TEST_F(DriveStoreTest, PanelWidgetsLearnTheLowSpaceLimitAtStartAndWhenItChanges)
     prefs.lowSpacePercent = 25;
     store->setPrefs(prefs);
     EXPECT_EQ(StateFiles::readWidgetLowSpacePercent(settings), 25);
+}
+
+TEST_F(DriveStoreTest, ARefusalStaysThroughPassesAndASecondClickTriesAgain) {
+    machine = {{drive("sdb"), drive("sdc")}, {drive("sdb"), drive("sdc")}, {drive("sdc")}};
+    reads.immediate = true;
+    store->refresh();
+    int ejectedNotes = 0;
+    store->onEjected = [&](const EjectJob&) { ++ejectedNotes; };
+
+    ejectAnswer = EjectOutcome{EjectOutcome::Kind::busy};
+    store->eject("sdb");
+    store->refresh();
+    ASSERT_EQ(store->ejectStates().count("sdb"), 1u);
+    EXPECT_EQ(store->ejectStates().at("sdb").kind, EjectState::Kind::refused);
+    EXPECT_EQ(lines.back(), "Eject refused: a file on the drive is open.");
+
+    // Ejected: its pass no longer lists the drive, and the state goes with it.
+    ejectAnswer = EjectOutcome{EjectOutcome::Kind::ejected};
+    store->eject("sdb");
+    EXPECT_EQ(ejectedJobs.size(), 2u);
+    EXPECT_EQ(ejectedNotes, 1);
+    EXPECT_EQ(passesRead, 3);
+    EXPECT_TRUE(store->ejectStates().empty());
+}
+
+TEST_F(DriveStoreTest, AnEjectDuringAUSBCheckChangesNothingButTheLine) {
+    DriveSummary usb = drive("sdb");
+    usb.usbKey = "33619968-1000";
+    machine = {{usb}};
+    reads.immediate = true;
+    store->refresh();
+
+    store->setUSBCheck("33619968-1000", true);
+    store->eject("sdb");
+    EXPECT_TRUE(ejectedJobs.empty());
+    EXPECT_EQ(store->ejectStates().at("sdb"),
+              (EjectState{EjectState::Kind::refused, "A health check is using this drive. Cancel it first."}));
+
+    store->setUSBCheck("33619968-1000", false);
+    store->eject("sdb");
+    EXPECT_EQ(ejectedJobs.size(), 1u);
+}
+
+// Disks and the mount table each on their own thread: both bursts land on the store's
+// thread as one debounced pass with its settling pass, each event logged.
+TEST_F(DriveStoreTest, EventsOfBothSourcesMakeOnePassAndItsSettlingPass) {
+    struct Once final : platform::DiskEvents {
+        platform::DiskEvent event;
+        bool sent = false;
+        explicit Once(platform::DiskEvent e) : event(std::move(e)) {}
+        std::vector<platform::DiskEvent> wait(std::chrono::milliseconds) override {
+            if (sent) return {};
+            sent = true;
+            return {event};
+        }
+    };
+    reads.immediate = true;
+    std::mutex lock;
+    std::condition_variable arrived;
+    std::vector<std::function<void()>> handed;
+    {
+        StoreEvents events(*store, [this](const std::string& line) { lines.push_back(line); },
+                           [&](std::function<void()> call) {
+                               std::lock_guard guard(lock);
+                               handed.push_back(std::move(call));
+                               arrived.notify_all();
+                           });
+        events.add(std::make_unique<Once>(platform::DiskEvent{platform::DiskEvent::Action::added, "sdc"}));
+        events.add(std::make_unique<Once>(platform::DiskEvent{platform::DiskEvent::Action::mountsChanged, ""}));
+        std::unique_lock guard(lock);
+        ASSERT_TRUE(arrived.wait_for(guard, 10s, [&] { return handed.size() == 2; }));
+    }
+    for (auto& call : handed) call();
+    timers.advance(DriveStore::kDebounce + DriveStore::kSettle);
+    EXPECT_EQ(passesRead, 2);
+    std::sort(lines.begin(), lines.end());
+    EXPECT_EQ(lines, (std::vector<std::string>{"event: added sdc", "event: mounts changed"}));
 }
 
 }  // namespace

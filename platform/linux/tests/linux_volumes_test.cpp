@@ -107,6 +107,10 @@ protected:
             return 0;
         };
         calls.release = [this](int) { ++released; };
+        calls.writeAttribute = [this](const std::string& path, const std::string& value) {
+            done.push_back("write " + value + " " + path);
+            return busy.count(path) > 0 ? EBUSY : 0;
+        };
     }
 
     TreeSysfs sysfs;
@@ -231,6 +235,44 @@ TEST(FileHolders, NamesEachProcessByItsFirstHoldOnTheVolume) {
     EXPECT_EQ(held[2].pid, 4242);
     EXPECT_EQ(held[2].path.rfind("/media/lab/", 0), 0u);
     EXPECT_TRUE(holders.holding({}).empty());
+}
+
+// Without the disk service: an array stopped through its state, a USB disk let go by its
+// USB device (the port goes off), another disk by its SCSI device; an NVMe drive has
+// neither and is refused.
+TEST_F(Volumes, ArraysStopAndDisksGoThroughTheirOwnSysfsFiles) {
+    const std::string usb = "/sys/devices/pci0000:00/0000:00:01.0/usb2/2-2";
+    sysfs.folders["/sys/class/block/md0/md"] = {};
+    sysfs.files[usb + "/idVendor"] = "46f4";
+    sysfs.files[usb + "/remove"] = "";
+    sysfs.folders[usb + "/2-2:1.0/host2/target2:0:0/2:0:0:0/block/sdc"] = {};
+    sysfs.files["/sys/class/block/sda/device/delete"] = "";
+    sysfs.folders["/sys/class/block/nvme0n1"] = {};
+    struct Linked final : Sysfs {
+        const TreeSysfs& tree;
+        std::string usb;
+        explicit Linked(const TreeSysfs& t, std::string u) : tree(t), usb(std::move(u)) {}
+        std::optional<std::string> read(std::string_view p) const override { return tree.read(p); }
+        std::vector<std::string> list(std::string_view p) const override { return tree.list(p); }
+        bool exists(std::string_view p) const override { return p == "/sys/class/block/sdc" || tree.exists(p); }
+        std::optional<std::string> readLink(std::string_view p) const override { return tree.readLink(p); }
+        std::optional<std::string> resolve(std::string_view p) const override {
+            if (p == "/sys/class/block/sdc") return usb + "/2-2:1.0/host2/target2:0:0/2:0:0:0/block/sdc";
+            return tree.resolve(p);
+        }
+    } linked(sysfs, usb);
+    LinuxVolumes volumes(linked, mounts, calls);
+
+    EXPECT_TRUE(volumes.stopArray("md0", 30));
+    EXPECT_TRUE(volumes.stopArray("md1", 30));  // gone already
+    EXPECT_TRUE(volumes.powerOff("sdc", 30));
+    EXPECT_TRUE(volumes.powerOff("sda", 30));
+    EXPECT_EQ(volumes.powerOff("nvme0n1", 30).error().code, EOPNOTSUPP);
+    busy.insert("/sys/class/block/md0/md/array_state");
+    EXPECT_EQ(volumes.stopArray("md0", 30).error().code, EBUSY);
+    EXPECT_EQ(done, (Lines{"write clear /sys/class/block/md0/md/array_state", "write 1 " + usb + "/remove",
+                           "write 1 /sys/class/block/sda/device/delete",
+                           "write clear /sys/class/block/md0/md/array_state"}));
 }
 
 }  // namespace

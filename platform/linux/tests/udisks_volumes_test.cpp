@@ -44,6 +44,9 @@ public:
         files["/sys/class/block/dm-0/dev"] = "253:0";
         folders["/sys/class/block/sdb2/holders"] = {"dm-0"};
         folders["/sys/class/block/sdb/sdb2/holders"] = {"dm-0"};
+        files["/sys/class/block/sdc/dev"] = "8:32";
+        folders["/sys/class/block/sdc"] = {};
+        folders["/sys/class/block/md0/md"] = {};
     }
     std::optional<std::string> read(std::string_view path) const override {
         auto it = files.find(std::string(path));
@@ -237,7 +240,7 @@ TEST_F(UDisksVolumesTest, OtherRefusalsCarryTheServicesMessage) {
 
     EXPECT_EQ(volumes.unmountWhole("sdb", 30).error(),
               (platform::UnmountFailure{platform::UnmountFailure::Kind::refused,
-                                        "Not authorized to perform operation"}));
+                                        "Not authorized to perform operation", EPERM}));
     // What went before the refusal is mounted back.
     volumes.mountWhole("sdb");
     EXPECT_EQ(calls(), (Lines{"Unmount dm_2d0 {}", "Unmount sdb1 {}", "Mount dm_2d0 {}"}));
@@ -250,6 +253,23 @@ TEST_F(UDisksVolumesTest, ASilentServiceIsATimeOutAndAnUnknownDiskIsNoDisk) {
     EXPECT_EQ(volumes.unmountWhole("sdb", 0.2).error().kind, platform::UnmountFailure::Kind::timeout);
     EXPECT_EQ(volumes.unmountWhole("sdz", 30).error().kind, platform::UnmountFailure::Kind::noDisk);
     EXPECT_EQ(calls(), (Lines{"Unmount dm_2d0 {}"}));
+}
+
+TEST_F(UDisksVolumesTest, ArraysStopAndDrivesPowerOffThroughTheObjectsTheirBlocksName) {
+    startService({"--mounted", "sdb=", "--drive", "sdb=LAB_DISK", "--mounted", "md0=", "--array", "md0=set1",
+                  "--mounted", "sdc=", "--drive", "sdc=LOCKED", "--fail", "LOCKED=NotAuthorizedCanObtain"});
+    UDisksVolumes volumes(bus_, sysfs_, mounts_);
+
+    EXPECT_TRUE(volumes.stopArray("md0", 30));
+    EXPECT_TRUE(volumes.powerOff("sdb", 30));
+    const auto refused = volumes.powerOff("sdc", 30);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().code, EPERM);
+    // A block the service ties to no drive is refused without a call; an array that
+    // stopped already is done.
+    EXPECT_FALSE(volumes.powerOff("sdb1", 30));
+    EXPECT_TRUE(volumes.stopArray("md1", 30));
+    EXPECT_EQ(calls(), (Lines{"Stop set1 {}", "PowerOff LAB_DISK {}", "PowerOff LOCKED {}"}));
 }
 
 TEST_F(UDisksVolumesTest, TheChooserTakesTheServiceOnlyWhenItsNameHasAnOwner) {
