@@ -279,7 +279,9 @@ USBTransfer SimEnclosure::bulk(std::uint8_t endpoint, std::span<std::uint8_t> da
             ++dataOutAttempts;
             return timedOut(seconds);
         }
-        return uasBulkRead(endpoint, data, seconds);
+        // Stream endpoints take stream reads only; High-Speed UAS (READ READY on the
+        // status pipe) is refused by the transport before any command.
+        return {0, layout_.streams ? invalidParam() : notFound()};
     }
     const bool onBulkOnly = layout_.bulkOnlySetting && alternate == 0;
     if (!onBulkOnly) return {0, notFound()};
@@ -360,8 +362,6 @@ USBTransfer SimEnclosure::receiveCBW(std::span<std::uint8_t> data) {
             for (const Active& a : faults_) {
                 if (a.fault == Fault::shortData) pendingData_.resize(std::min(pendingData_.size(), a.bytes));
             }
-        } else if (failedDataPhase == FailedDataPhase::pad) {
-            pendingData_.assign(length, 0);
         } else {
             dataFails_ = true;
         }
@@ -572,40 +572,6 @@ void SimEnclosure::progress() {
                                             : complete(uasStatusPipe, uas_.tag, *uas_.status);
         if (sent) uas_.status.reset();
     }
-}
-
-// Without streams: READ READY on the status pipe, then the data on data-in, then the
-// Sense IU on the status pipe.
-USBTransfer SimEnclosure::uasBulkRead(std::uint8_t endpoint, std::span<std::uint8_t> data,
-                                      double seconds) {
-    if (layout_.streams) return {0, invalidParam()};  // a streams endpoint takes stream reads
-    const auto give = [&](const Bytes& bytes) -> USBTransfer {
-        const std::size_t n = std::min(bytes.size(), data.size());
-        std::copy_n(bytes.begin(), n, data.begin());
-        return {n, bytes.size() > data.size() ? std::optional(overflow()) : std::nullopt};
-    };
-    if (endpoint == uasStatusPipe) {
-        trace.push_back("status pipe");
-        if (uas_.data && !uas_.readyTold) {
-            uas_.readyTold = true;
-            return give({0x06, 0, static_cast<std::uint8_t>(uas_.tag >> 8),
-                         static_cast<std::uint8_t>(uas_.tag & 0xFF)});
-        }
-        if (uas_.status && !uas_.data) {
-            Bytes iu = *uas_.status;
-            uas_ = {};
-            return give(iu);
-        }
-        return timedOut(seconds);
-    }
-    if (endpoint == uasDataInPipe) {
-        trace.push_back("data-in pipe");
-        if (!uas_.data || !uas_.readyTold || has(Fault::dataNeverEnds)) return timedOut(seconds);
-        Bytes bytes = *uas_.data;
-        uas_.data.reset();
-        return give(bytes);
-    }
-    return {0, notFound()};
 }
 
 std::variant<std::unique_ptr<platform::USBDevice>, USBError> SimUSBHost::open(
