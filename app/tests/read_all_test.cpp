@@ -35,11 +35,11 @@ class ScriptedNVMe final : public platform::NVMeAdmin {
     std::optional<platform::NVMeAdminFailure> failure;
 
     platform::NVMeAdminReply smartLog(std::string_view) override {
-        if (failure) return *failure;
+        if (failure) return platform::Unexpected(*failure);
         return log;
     }
     platform::NVMeAdminReply identifyController(std::string_view) override {
-        if (failure) return *failure;
+        if (failure) return platform::Unexpected(*failure);
         return fileBytes("nvme/qemu-7.2-id-ctrl.bin");
     }
 };

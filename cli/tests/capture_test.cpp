@@ -23,7 +23,7 @@ using Lines = std::vector<std::string>;
 class NoNVMe final : public platform::NVMeAdmin {
 public:
     platform::NVMeAdminReply smartLog(std::string_view) override {
-        return platform::NVMeAdminFailure{platform::NVMeAdminFailure::Kind::noController, ENODEV};
+        return platform::Unexpected(platform::NVMeAdminFailure{platform::NVMeAdminFailure::Kind::noController, ENODEV});
     }
     platform::NVMeAdminReply identifyController(std::string_view name) override { return smartLog(name); }
 };

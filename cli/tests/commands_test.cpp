@@ -36,7 +36,7 @@ class QEMUNVMe final : public platform::NVMeAdmin {
   public:
     std::optional<platform::NVMeAdminFailure> failure;
     platform::NVMeAdminReply smartLog(std::string_view) override {
-        if (failure) return *failure;
+        if (failure) return platform::Unexpected(*failure);
         return fileBytes("nvme/qemu-7.2-smart-log.bin");
     }
     platform::NVMeAdminReply identifyController(std::string_view) override {

@@ -141,7 +141,7 @@ public:
     platform::USBTransfer bulk(std::uint8_t endpoint, std::span<std::uint8_t> data, double timeout);
     std::optional<platform::USBError> clearHalt(std::uint8_t endpoint);
     std::optional<platform::USBError> portReset();
-    std::variant<std::uint32_t, platform::USBError> allocateStreams(
+    platform::Result<std::uint32_t, platform::USBError> allocateStreams(
         std::uint32_t count, std::span<const std::uint8_t> endpoints);
     std::optional<platform::USBError> freeStreams(std::span<const std::uint8_t> endpoints);
     std::optional<platform::USBError> submitStreamTransfer(
@@ -219,7 +219,7 @@ public:
     std::optional<platform::USBError> openError;
 
     bool privileged() const override { return isPrivileged; }
-    std::variant<std::unique_ptr<platform::USBDevice>, platform::USBError> open(
+    platform::Result<std::unique_ptr<platform::USBDevice>, platform::USBError> open(
         std::uint32_t locationID) override;
 };
 
