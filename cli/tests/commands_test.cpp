@@ -12,7 +12,8 @@
 #include "cli/cli.hpp"
 #include "cli/exit_codes.hpp"
 #include "drivekit/core/json.hpp"
-#include "drivekit/health/tests/fake_sat_disk.hpp"
+#include "drivekit/health/tests/ata_pages.hpp"
+#include "drivekit/usb/tests/support/sim_ata_disk.hpp"
 #include "platform/linux/linux_block_probe.hpp"
 #include "platform/linux/linux_mounts.hpp"
 #include "platform/linux/linux_sysfs.hpp"
@@ -21,7 +22,8 @@ namespace {
 
 using drivekit::Bytes;
 using drivekit::json::parse;
-using drivekit::testpages::FakeSATDisk;
+using drivekit::sim::SimATADisk;
+using drivekit::sim::SimDiskLinks;
 
 std::string data(const std::string& path) { return std::string(VANTREL_TEST_DATA) + "/" + path; }
 
@@ -34,7 +36,7 @@ class QEMUNVMe final : public platform::NVMeAdmin {
   public:
     std::optional<platform::NVMeAdminFailure> failure;
     platform::NVMeAdminReply smartLog(std::string_view) override {
-        if (failure) return *failure;
+        if (failure) return platform::Unexpected(*failure);
         return fileBytes("nvme/qemu-7.2-smart-log.bin");
     }
     platform::NVMeAdminReply identifyController(std::string_view) override {
@@ -73,11 +75,15 @@ class Dying final : public drivekit::SCSIDrive {
     std::size_t cutTo_;
 };
 
-std::uint8_t ataCommand(const Bytes& cdb) { return cdb[0] == 0x85 ? cdb[14] : cdb[9]; }
+// The ATA command a pass-through carries; 0 for any other block.
+std::uint8_t ataCommand(const Bytes& cdb) {
+    if (cdb[0] == 0x85) return cdb[14];
+    return cdb[0] == 0xA1 ? cdb[9] : 0;
+}
 
-FakeSATDisk refusing() {
-    FakeSATDisk disk;
-    disk.forms.clear();
+SimATADisk refusing() {
+    SimATADisk disk;
+    disk.passesATA = false;
     return disk;
 }
 
@@ -95,8 +101,9 @@ class Commands : public ::testing::Test {
     platform::LinuxBlockProbe probe{root};
     FixedClock clock;
     QEMUNVMe nvme;
-    FakeSATDisk sata;  // "sda"
-    FakeSATDisk other = refusing();  // every other disk: the layer carries no pass-through
+    SimATADisk sata = drivekit::sim::labSATADisk();
+    SimDiskLinks links{sata, "sda"};
+    SimATADisk other = refusing();  // every other disk: the layer carries no pass-through
     int openError = 0;
     bool identifyTimesOut = false;
     std::size_t cutTo = 0;
@@ -105,11 +112,8 @@ class Commands : public ::testing::Test {
         const cli::OpenSCSI open = [this](std::string_view name)
             -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
             if (openError != 0) return drivekit::Unexpected(openError);
-            auto drive = sata.connect()(name);
-            if (!drive) {
-                other.bsdName = std::string(name);
-                drive = other.connect()(name);
-            }
+            std::unique_ptr<drivekit::SCSIDrive> drive = links.open(name);
+            if (!drive) drive = std::make_unique<platform::SimSCSIDrive>(std::string(name), other);
             return std::unique_ptr<drivekit::SCSIDrive>(std::make_unique<Dying>(std::move(drive), identifyTimesOut, cutTo));
         };
         cli::Machine machine{sysfs, nvme, drivekit::Locale{"en_US"}, open, &mounts, &probe, nullptr, &clock, "/root"};
@@ -119,7 +123,7 @@ class Commands : public ::testing::Test {
     }
 
     long identifies() const {
-        return std::count_if(sata.sent.begin(), sata.sent.end(), [](const Bytes& cdb) { return ataCommand(cdb) == 0xEC; });
+        return std::count_if(sata.commands.begin(), sata.commands.end(), [](const Bytes& cdb) { return ataCommand(cdb) == 0xEC; });
     }
 };
 
@@ -140,7 +144,7 @@ TEST_F(Commands, CheckOfASATADiskIsOneSessionAndItsReport) {
                              "Extended test     Failed: read                       1,239 hours, first bad sector 1,000"}) {
         EXPECT_NE(r.out.find(text), std::string::npos) << text << "\n" << r.out;
     }
-    EXPECT_EQ(sata.opened, 1);
+    EXPECT_EQ(links.opened, 1);
     EXPECT_EQ(identifies(), 1);
     sata.selfTestLog = drivekit::testpages::SelfTestLogPage().descriptor(1, 1, 0x00, 1300).newest(1).sealed();
     EXPECT_EQ(run({"check", "sda"}).code, cli::exitOK);
@@ -166,7 +170,7 @@ TEST_F(Commands, EveryOutputOfOneReadingSaysTheSame) {
 // leave it aside.
 TEST_F(Commands, AFailingSMARTStatusNeedsCareInCheckAndList) {
     sata.selfTestLog = drivekit::testpages::SelfTestLogPage().descriptor(1, 1, 0x00, 1300).newest(1).sealed();
-    sata.statusAnswer = FakeSATDisk::statusSense(0xF4, 0x2C);
+    sata.thresholdExceeded = true;
     const Outcome check = run({"check", "sda"});
     EXPECT_EQ(check.code, cli::exitNeedsCare);
     EXPECT_NE(check.out.find("Health: Healthy"), std::string::npos) << check.out;
@@ -238,13 +242,17 @@ TEST_F(Commands, AnUnreadDriveStillHasItsDocument) {
 
 // A monitor reading every few minutes must not keep hard drives spinning.
 TEST_F(Commands, ASleepingDiskIsAskedNothingMoreUnlessWoken) {
-    sata.powerCount = 0x00;
+    sata.powerMode = 0x00;
     const auto lines = linesOf(run({"list"}).out);
     ASSERT_EQ(lines.size(), 7u);
     EXPECT_EQ(lines[3].find("asleep"), lines[0].find("TIER")) << lines[3];
     const Outcome r = run({"check", "sda"});
     EXPECT_EQ(r.code, cli::exitAsleep) << r.err;
-    for (const auto& cdb : sata.sent) EXPECT_EQ(ataCommand(cdb), 0xE5) << "only CHECK POWER MODE";
+    for (const auto& cdb : sata.commands) {
+        if (ataCommand(cdb) != 0) {
+            EXPECT_EQ(ataCommand(cdb), 0xE5) << "only CHECK POWER MODE";
+        }
+    }
     EXPECT_NE(run({"check", "sda", "--wake"}).out.find("S.M.A.R.T. status"), std::string::npos);
 }
 
@@ -263,19 +271,19 @@ TEST_F(Commands, ListIsOneAlignedRowPerDriveWithinAHundredColumns) {
     EXPECT_LE(widest, 100u) << r.out;
     EXPECT_EQ(run({"list", "--wide"}).out.find("\u2026"), std::string::npos);
 
-    sata.opened = 0;
+    links.opened = 0;
     const auto documents = parse(run({"list", "--json"}).out);
     ASSERT_TRUE(documents && documents->is_array());
     EXPECT_EQ(documents->size(), 6u);
     EXPECT_EQ((*documents)[1]["reading"]["method"], "nvmeSMART");
-    EXPECT_EQ(sata.opened, 1) << "one pass opens each disk once";
+    EXPECT_EQ(links.opened, 1) << "one pass opens each disk once";
 }
 
 // Starting a test while one runs ends the running one: only on request.
 TEST_F(Commands, SelfTestStartsOnlyWhenNoneRunsUnlessAborted) {
     Outcome r = run({"selftest", "sda", "short"});  // the scripted drive is 70% through one
     EXPECT_EQ(r.code, cli::exitBusy) << r.err;
-    EXPECT_FALSE(std::any_of(sata.sent.begin(), sata.sent.end(), [](const Bytes& cdb) { return cdb[4] == 0xD4; }));
+    EXPECT_FALSE(std::any_of(sata.commands.begin(), sata.commands.end(), [](const Bytes& cdb) { return cdb[0] == 0x85 && cdb[4] == 0xD4; }));
     r = run({"selftest", "sda", "short", "--abort"});
     EXPECT_EQ(r.code, cli::exitOK) << r.err;
     EXPECT_NE(r.out.find("The drive expects it to take about 2 minutes."), std::string::npos) << r.out;

@@ -1,7 +1,6 @@
 #include "drivekit/health/nvme_reader.hpp"
 
 #include <system_error>
-#include <variant>
 #include <vector>
 
 #include "drivekit/core/text.hpp"
@@ -43,15 +42,10 @@ std::string Failure::text() const {
 
 Result<NVMeHealth, Failure> read(std::string_view bsdName, platform::NVMeAdmin& admin) {
     const platform::NVMeAdminReply log = admin.smartLog(bsdName);
-    if (const auto* failed = std::get_if<platform::NVMeAdminFailure>(&log)) {
-        return Unexpected{failureOf(*failed)};
-    }
+    if (!log) return Unexpected{failureOf(log.error())};
     const platform::NVMeAdminReply identify = admin.identifyController(bsdName);
-    if (const auto* failed = std::get_if<platform::NVMeAdminFailure>(&identify)) {
-        return Unexpected{failureOf(*failed)};
-    }
-    auto health = NVMeHealth::decode(std::get<std::vector<std::uint8_t>>(log),
-                                     std::get<std::vector<std::uint8_t>>(identify));
+    if (!identify) return Unexpected{failureOf(identify.error())};
+    auto health = NVMeHealth::decode(*log, *identify);
     if (!health) return Unexpected{Failure{Failure::Kind::ioError, ioReturnError, 0}};
     return std::move(*health);
 }

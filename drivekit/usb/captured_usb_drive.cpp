@@ -5,7 +5,6 @@
 #include <mutex>
 #include <thread>
 #include <utility>
-#include <variant>
 
 #include "drivekit/core/text.hpp"
 #include "drivekit/usb/bot.hpp"
@@ -96,14 +95,15 @@ Result<std::unique_ptr<CapturedUSBDrive>, CaptureFailure> CapturedUSBDrive::capt
     drive->lun_ = target.lun;
 
     auto opened = host.open(target.locationID);
-    if (auto* error = std::get_if<platform::USBError>(&opened)) {
-        if (error->kind == platform::USBError::Kind::notFound ||
-            error->kind == platform::USBError::Kind::gone) {
+    if (!opened) {
+        const platform::USBError& error = opened.error();
+        if (error.kind == platform::USBError::Kind::notFound ||
+            error.kind == platform::USBError::Kind::gone) {
             return Unexpected(CaptureFailure::of(Kind::deviceNotFound));
         }
-        return Unexpected(CaptureFailure::captureFailed(error->description));
+        return Unexpected(CaptureFailure::captureFailed(error.description));
     }
-    drive->ownedDevice_ = std::move(std::get<std::unique_ptr<platform::USBDevice>>(opened));
+    drive->ownedDevice_ = std::move(opened).value();
     drive->device_ = drive->ownedDevice_.get();
     drive->ownsDevice_ = true;
     // Between discovery and now the drive may have been unplugged and another device
@@ -170,8 +170,8 @@ std::optional<CaptureFailure> CapturedUSBDrive::setup() {
     if (!nub) {
         const auto current = device_->configurationDescriptor();
         const std::uint8_t value = current && current->size() > 5 ? (*current)[5] : 1;
-        if (auto error = device_->setConfiguration(value)) {
-            log.note("configure: " + codeText(*error));
+        if (const auto configured = device_->setConfiguration(value); !configured) {
+            log.note("configure: " + codeText(configured.error()));
         }
         for (int look = 0; look < nubLooks && !nub; ++look) {
             sleep(nubLookInterval);
@@ -234,8 +234,8 @@ std::optional<CaptureFailure> CapturedUSBDrive::setup() {
     if (!hasBulkOnly) return CaptureFailure::of(Kind::noBulkOnlySetting);
     log.note(text::format("Bulk-Only setting: alt %d", bulkOnlySetting.alternate));
     if (bulkOnlySetting.alternate != alternate) {
-        if (auto error = device_->selectAlternateSetting(bulkOnlySetting.alternate)) {
-            return CaptureFailure::transport("select Bulk-Only setting: " + error->description);
+        if (const auto selected = device_->selectAlternateSetting(bulkOnlySetting.alternate); !selected) {
+            return CaptureFailure::transport("select Bulk-Only setting: " + selected.error().description);
         }
     }
 
@@ -252,8 +252,12 @@ std::optional<CaptureFailure> CapturedUSBDrive::setup() {
     const auto reset = device_->controlTransfer(massStorageReset(number), {}, controlTimeout);
     log.note(reset.ok() ? std::string("mass storage reset: ok")
                         : "mass storage reset: " + codeText(*reset.error));
-    if (auto error = device_->clearHalt(*bulkOut_)) log.note("clear out: " + codeText(*error));
-    if (auto error = device_->clearHalt(*bulkIn_)) log.note("clear in: " + codeText(*error));
+    if (const auto cleared = device_->clearHalt(*bulkOut_); !cleared) {
+        log.note("clear out: " + codeText(cleared.error()));
+    }
+    if (const auto cleared = device_->clearHalt(*bulkIn_); !cleared) {
+        log.note("clear in: " + codeText(cleared.error()));
+    }
 
     std::uint8_t maxLUN[1] = {0};
     const auto lun = device_->controlTransfer(getMaxLUN(number), maxLUN, controlTimeout);
@@ -270,21 +274,21 @@ std::optional<CaptureFailure> CapturedUSBDrive::openInterface(std::uint8_t numbe
     DiagnosticsLog& log = *log_;
     std::optional<platform::USBError> lastError;
     for (int attempt = 0; attempt < interfaceOpenAttempts; ++attempt) {
-        auto error = device_->claimInterface(number, false);
-        if (!error) {
+        const auto claimed = device_->claimInterface(number, false);
+        if (claimed) {
             if (attempt > 0) log.note(text::format("interface open: ok after %d retries", attempt));
             return std::nullopt;
         }
-        if (isNotPermitted(*error)) {
-            log.note("interface open: " + codeText(*error));
+        if (isNotPermitted(claimed.error())) {
+            log.note("interface open: " + codeText(claimed.error()));
             return CaptureFailure::of(Kind::notAllowed);
         }
-        lastError = std::move(error);
+        lastError = claimed.error();
         sleep(interfaceOpenRetryWait);
     }
     log.note("interface open: " + codeText(*lastError));
-    if (auto seizeError = device_->claimInterface(number, true)) {
-        log.note("interface open with seize: " + codeText(*seizeError));
+    if (const auto seized = device_->claimInterface(number, true); !seized) {
+        log.note("interface open with seize: " + codeText(seized.error()));
         return CaptureFailure::captureFailed("interface: " + lastError->description);
     }
     log.note("interface open with seize: ok");
@@ -302,8 +306,8 @@ bool CapturedUSBDrive::tryUAS(const Bytes& descriptor, std::uint8_t number,
         sleep(afterBulkOnlySelection);
     }
     std::string why;
-    if (auto error = device_->selectAlternateSetting(uasAlternate)) {
-        why = error->description;
+    if (const auto selected = device_->selectAlternateSetting(uasAlternate); !selected) {
+        why = selected.error().description;
     } else {
         sleep(afterUASSelection);
         log.note(text::format("UAS setting selected: alt %d",
@@ -369,7 +373,9 @@ void CapturedUSBDrive::release() {
         // that still comes late finds its memory.
         log_->note("UAS: left open; resetting the device and giving it back");
         if (device_ != nullptr) {
-            if (auto error = device_->reset()) log_->note("UAS: reset: " + error->description);
+            if (const auto reset = device_->reset(); !reset) {
+                log_->note("UAS: reset: " + reset.error().description);
+            }
             if (interface_) device_->releaseInterface();
         }
         ProcessState& state = processState();

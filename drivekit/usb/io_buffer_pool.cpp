@@ -1,7 +1,6 @@
 #include "drivekit/usb/io_buffer_pool.hpp"
 
 #include <utility>
-#include <variant>
 
 #include "drivekit/core/text.hpp"
 
@@ -38,12 +37,10 @@ IOBufferPool::Make deviceMemory(platform::USBDevice* device, DiagnosticsLog& log
                std::size_t length) -> std::unique_ptr<platform::USBBuffer> {
         if (device == nullptr) return std::make_unique<platform::HeapUSBBuffer>(length);
         auto memory = device->deviceMemory(length);
-        if (auto* buffer = std::get_if<std::unique_ptr<platform::USBBuffer>>(&memory)) {
-            return std::move(*buffer);
-        }
+        if (memory) return std::move(memory).value();
         log.note(who +
                  text::format(": no DMA buffer of %zu bytes (", length) +
-                 std::get<platform::USBError>(memory).description + "); using ordinary memory");
+                 memory.error().description + "); using ordinary memory");
         return std::make_unique<platform::HeapUSBBuffer>(length);
     };
 }

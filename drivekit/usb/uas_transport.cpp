@@ -4,7 +4,6 @@
 #include <chrono>
 #include <thread>
 #include <utility>
-#include <variant>
 
 #include "drivekit/core/text.hpp"
 
@@ -202,9 +201,9 @@ std::optional<UASFailure> UASTransport::setup(const PipeTable& table) {
     const std::uint8_t streamed[] = {pipes_.status, pipes_.dataIn, pipes_.dataOut};
     const auto allocated = device_.allocateStreams(streamsWanted, streamed);
     std::string why;
-    if (const auto* error = std::get_if<platform::USBError>(&allocated)) {
-        why = error->description;
-    } else if (std::get<std::uint32_t>(allocated) < UAS::streamID) {
+    if (!allocated) {
+        why = allocated.error().description;
+    } else if (*allocated < UAS::streamID) {
         why = "no stream given";
         (void)device_.freeStreams(streamed);
     }
@@ -222,7 +221,7 @@ std::optional<platform::USBError> UASTransport::queueRead(std::uint8_t endpoint,
                                                           const std::shared_ptr<Exchange>& exchange,
                                                           bool isStatus) {
     inFlight_->raise();
-    auto error = device_.submitStreamTransfer(
+    const auto queued = device_.submitStreamTransfer(
         endpoint, UAS::streamID, into,
         [exchange, inFlight = inFlight_, isStatus](const platform::USBTransfer& done) {
             {
@@ -233,8 +232,9 @@ std::optional<platform::USBError> UASTransport::queueRead(std::uint8_t endpoint,
             (isStatus ? exchange->statusDone : exchange->dataDone).raise();
             inFlight->lower();
         });
-    if (error) inFlight_->lower();
-    return error;
+    if (queued) return std::nullopt;
+    inFlight_->lower();
+    return queued.error();
 }
 
 bool UASTransport::drained() {
@@ -246,8 +246,8 @@ bool UASTransport::drained() {
 }
 
 void UASTransport::abortRead(std::uint8_t endpoint, const std::string& name) {
-    if (auto error = device_.cancelStreamTransfers(endpoint, UAS::streamID)) {
-        log_.note("UAS: abort " + name + ": " + error->description);
+    if (const auto cancelled = device_.cancelStreamTransfers(endpoint, UAS::streamID); !cancelled) {
+        log_.note("UAS: abort " + name + ": " + cancelled.error().description);
     }
     if (!drained()) wedge(name + " read didn't come back after abort");
 }
@@ -365,8 +365,8 @@ bool UASTransport::close() {
             {pipes_.status, "status"}, {pipes_.dataIn, "data-in"}, {pipes_.dataOut, "data-out"}};
         for (const auto& [endpoint, name] : streamed) {
             const std::uint8_t one[] = {endpoint};
-            if (auto error = device_.freeStreams(one)) {
-                log_.note(std::string("UAS: disable ") + name + " streams: " + error->description);
+            if (const auto freed = device_.freeStreams(one); !freed) {
+                log_.note(std::string("UAS: disable ") + name + " streams: " + freed.error().description);
             }
         }
     }

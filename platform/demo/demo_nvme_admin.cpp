@@ -10,8 +10,8 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-NVMeAdminFailure noController() {
-    return {NVMeAdminFailure::Kind::noController, ENODEV};
+Unexpected<NVMeAdminFailure> noController() {
+    return Unexpected(NVMeAdminFailure{NVMeAdminFailure::Kind::noController, ENODEV});
 }
 
 }  // namespace

@@ -146,7 +146,7 @@ Reply SimATADisk::answer(ByteView cdb) {
             return read(be64(cdb, 2), be32(cdb, 10));
         case 0x85:  // ATA PASS-THROUGH (16)
         case 0xA1:  // ATA PASS-THROUGH (12)
-            if (!passesATA || (cdb[0] == 0xA1 && !carriesTwelve)) return invalidOpcode();
+            if (!passesATA || (cdb[0] == 0xA1 ? !carriesTwelve : !carriesSixteen)) return invalidOpcode();
             return ataPassThrough(cdb);
         default:
             return invalidOpcode();
@@ -202,6 +202,7 @@ Reply SimATADisk::ataPassThrough(ByteView cdb) {
         case 0xD8:  // ENABLE OPERATIONS
             return good();
         case 0xDA: {  // RETURN STATUS: F4h/2Ch in LBA mid/high says a threshold is exceeded
+            if (statusReply) return *statusReply;
             if (!registersWanted) return good();
             return {checkCondition,
                     {},

@@ -39,6 +39,8 @@ struct SimATADisk {
     bool passesATA = true;
     /// False: only the 16-byte pass-through is carried; the 12-byte one is refused.
     bool carriesTwelve = true;
+    /// False: only the 12-byte pass-through is carried, as some older bridges do.
+    bool carriesSixteen = true;
     // The ATA drive's 512-byte pages; absent ones are commands the drive aborts.
     std::optional<Bytes> identify;
     std::optional<Bytes> smartData;
@@ -59,6 +61,10 @@ struct SimATADisk {
         Bytes sense;              // set with CHECK CONDITION
     };
     Reply execute(ByteView cdb);
+    /// When set, what RETURN STATUS answers instead of the registers `thresholdExceeded`
+    /// gives: the other forms layers and bridges answer in (fixed-format sense, no sense,
+    /// a failure).
+    std::optional<Reply> statusReply;
 
     /// What block `lba` reads as: a pattern of its number, so tests can tell blocks apart.
     static Bytes blockContent(std::uint64_t lba, std::uint32_t size = 512);

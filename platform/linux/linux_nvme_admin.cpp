@@ -66,8 +66,8 @@ std::optional<std::string> liveControllerOfSubsystem(const std::string& subsyste
     return controllers.front().second;
 }
 
-NVMeAdminFailure failure(NVMeAdminFailure::Kind kind, int error) {
-    return NVMeAdminFailure{kind, static_cast<std::uint32_t>(error)};
+Unexpected<NVMeAdminFailure> failure(NVMeAdminFailure::Kind kind, int error) {
+    return Unexpected(NVMeAdminFailure{kind, static_cast<std::uint32_t>(error)});
 }
 
 nvme_admin_cmd command(std::uint8_t opcode, std::uint32_t nsid, std::uint32_t cdw10,

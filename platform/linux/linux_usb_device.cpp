@@ -91,9 +91,9 @@ std::optional<std::uint8_t> readSmallNumber(const std::string& path) {
     return static_cast<std::uint8_t>(value);
 }
 
-std::optional<USBError> failure(int result) {
-    if (result >= 0) return std::nullopt;
-    return libusbError(result);
+Result<void, USBError> failure(int result) {
+    if (result >= 0) return {};
+    return Unexpected(libusbError(result));
 }
 
 // The handle and what hangs on it. Stream transfers in flight and device memory hold it
@@ -184,24 +184,24 @@ public:
         return configurationFromDevice(value);
     }
 
-    std::optional<USBError> setConfiguration(std::uint8_t value) override {
+    Result<void, USBError> setConfiguration(std::uint8_t value) override {
         int active = 0;
-        if (libusb_get_configuration(h(), &active) == 0 && active == value) return std::nullopt;
+        if (libusb_get_configuration(h(), &active) == 0 && active == value) return {};
         return failure(libusb_set_configuration(h(), value));
     }
 
-    std::optional<USBError> claimInterface(std::uint8_t number, bool seize) override {
+    Result<void, USBError> claimInterface(std::uint8_t number, bool seize) override {
         if (claimed_) {
-            if (*claimed_ == number) return std::nullopt;
-            return libusbError(LIBUSB_ERROR_BUSY);
+            if (*claimed_ == number) return {};
+            return Unexpected(libusbError(LIBUSB_ERROR_BUSY));
         }
         // The record comes first: a run killed between the claim and the release leaves
         // it for the next start, which gives back only what was recorded.
         const std::string name = interfaceName(number);
-        if (!recordClaim(name)) return libusbError(LIBUSB_ERROR_ACCESS);
+        if (!recordClaim(name)) return Unexpected(libusbError(LIBUSB_ERROR_ACCESS));
         const auto unrecord = [&name](USBError error) {
             forgetClaim(name);
-            return error;
+            return Unexpected(std::move(error));
         };
         if (seize) {
             // The kernel disconnects the driver and hands the interface to usbfs in one
@@ -228,7 +228,7 @@ public:
         originalAlternate_ = alternate_;
         claimedName_ = name;
         noteClaimedInterface(claimedName_);
-        return std::nullopt;
+        return {};
     }
 
     std::optional<std::uint8_t> alternateSetting() override {
@@ -236,13 +236,13 @@ public:
         return alternate_;
     }
 
-    std::optional<USBError> selectAlternateSetting(std::uint8_t alternate) override {
-        if (!claimed_) return libusbError(LIBUSB_ERROR_NOT_FOUND);
+    Result<void, USBError> selectAlternateSetting(std::uint8_t alternate) override {
+        if (!claimed_) return Unexpected(libusbError(LIBUSB_ERROR_NOT_FOUND));
         if (const int result = libusb_set_interface_alt_setting(h(), *claimed_, alternate); result < 0) {
-            return libusbError(result);
+            return Unexpected(libusbError(result));
         }
         alternate_ = alternate;
-        return std::nullopt;
+        return {};
     }
 
     void releaseInterface() override {
@@ -296,17 +296,17 @@ public:
         return outcome;
     }
 
-    std::optional<USBError> clearHalt(std::uint8_t endpoint) override {
+    Result<void, USBError> clearHalt(std::uint8_t endpoint) override {
         return failure(libusb_clear_halt(h(), endpoint));
     }
 
-    std::optional<USBError> reset() override { return failure(libusb_reset_device(h())); }
+    Result<void, USBError> reset() override { return failure(libusb_reset_device(h())); }
 
-    std::variant<std::uint32_t, USBError> allocateStreams(
+    Result<std::uint32_t, USBError> allocateStreams(
         std::uint32_t count, std::span<const std::uint8_t> endpoints) override {
         std::vector<unsigned char> list(endpoints.begin(), endpoints.end());
         const int result = libusb_alloc_streams(h(), count, list.data(), static_cast<int>(list.size()));
-        if (result < 0) return libusbError(result);
+        if (result < 0) return Unexpected(libusbError(result));
         for (const unsigned char endpoint : list) {
             if (std::find(streamEndpoints_.begin(), streamEndpoints_.end(), endpoint) ==
                 streamEndpoints_.end()) {
@@ -316,25 +316,25 @@ public:
         return static_cast<std::uint32_t>(result);
     }
 
-    std::optional<USBError> freeStreams(std::span<const std::uint8_t> endpoints) override {
+    Result<void, USBError> freeStreams(std::span<const std::uint8_t> endpoints) override {
         std::vector<unsigned char> list(endpoints.begin(), endpoints.end());
         const int result = libusb_free_streams(h(), list.data(), static_cast<int>(list.size()));
-        if (result < 0) return libusbError(result);
+        if (result < 0) return Unexpected(libusbError(result));
         std::erase_if(streamEndpoints_, [&](unsigned char e) {
             return std::find(list.begin(), list.end(), e) != list.end();
         });
-        return std::nullopt;
+        return {};
     }
 
-    std::optional<USBError> submitStreamTransfer(
+    Result<void, USBError> submitStreamTransfer(
         std::uint8_t endpoint, std::uint32_t streamID, std::span<std::uint8_t> data,
         std::function<void(const USBTransfer&)> completion) override {
         if (data.size() > static_cast<std::size_t>(INT_MAX)) {
-            return libusbError(LIBUSB_ERROR_INVALID_PARAM);
+            return Unexpected(libusbError(LIBUSB_ERROR_INVALID_PARAM));
         }
         startEventThread(processContext());
         libusb_transfer* transfer = libusb_alloc_transfer(0);
-        if (transfer == nullptr) return libusbError(LIBUSB_ERROR_NO_MEM);
+        if (transfer == nullptr) return Unexpected(libusbError(LIBUSB_ERROR_NO_MEM));
         auto* pending = new Handle::Pending{handle_, transfer, endpoint, streamID, std::move(completion)};
         libusb_fill_bulk_stream_transfer(transfer, h(), endpoint, streamID, data.data(),
                                          static_cast<int>(data.size()), streamTransferDone,
@@ -350,13 +350,13 @@ public:
             }
             libusb_free_transfer(transfer);
             delete pending;
-            return libusbError(result);
+            return Unexpected(libusbError(result));
         }
-        return std::nullopt;
+        return {};
     }
 
-    std::optional<USBError> cancelStreamTransfers(std::uint8_t endpoint,
-                                                  std::uint32_t streamID) override {
+    Result<void, USBError> cancelStreamTransfers(std::uint8_t endpoint,
+                                                 std::uint32_t streamID) override {
         // Under the lock a queued transfer can't be freed; its completion may already be
         // running, which libusb answers with "not found".
         std::lock_guard guard(handle_->lock);
@@ -365,14 +365,14 @@ public:
                 libusb_cancel_transfer(pending->transfer);
             }
         }
-        return std::nullopt;
+        return {};
     }
 
-    std::variant<std::unique_ptr<USBBuffer>, USBError> deviceMemory(std::size_t length) override {
+    Result<std::unique_ptr<USBBuffer>, USBError> deviceMemory(std::size_t length) override {
         unsigned char* memory = libusb_dev_mem_alloc(h(), length);
         if (memory == nullptr) {
-            return USBError{USBError::Kind::notSupported, LIBUSB_ERROR_NOT_SUPPORTED,
-                            "the USB stack maps no memory for this device"};
+            return Unexpected(USBError{USBError::Kind::notSupported, LIBUSB_ERROR_NOT_SUPPORTED,
+                                       "the USB stack maps no memory for this device"});
         }
         std::fill(memory, memory + length, std::uint8_t{0});
         return std::unique_ptr<USBBuffer>(new DeviceMemory(handle_, memory, length));
@@ -489,13 +489,13 @@ std::optional<std::vector<std::uint8_t>> configurationFromDescriptors(
 
 bool LinuxUSBHost::privileged() const { return geteuid() == 0; }
 
-std::variant<std::unique_ptr<USBDevice>, USBError> LinuxUSBHost::open(std::uint32_t locationID) {
+Result<std::unique_ptr<USBDevice>, USBError> LinuxUSBHost::open(std::uint32_t locationID) {
     Context& context = processContext();
-    if (context.initError < 0) return libusbError(context.initError);
+    if (context.initError < 0) return Unexpected(libusbError(context.initError));
 
     libusb_device** list = nullptr;
     const ssize_t count = libusb_get_device_list(context.context, &list);
-    if (count < 0) return libusbError(static_cast<int>(count));
+    if (count < 0) return Unexpected(libusbError(static_cast<int>(count)));
 
     libusb_device* found = nullptr;
     std::string sysfsName;
@@ -512,19 +512,19 @@ std::variant<std::unique_ptr<USBDevice>, USBError> LinuxUSBHost::open(std::uint3
         sysfsName = usbSysfsName(bus, path);
     }
 
-    std::variant<std::unique_ptr<USBDevice>, USBError> outcome;
+    Result<std::unique_ptr<USBDevice>, USBError> outcome = Unexpected(USBError{});
     char location[16];
     std::snprintf(location, sizeof location, "0x%08X", locationID);
     if (matches == 0) {
-        outcome = USBError{USBError::Kind::notFound, LIBUSB_ERROR_NOT_FOUND,
-                           std::string("No USB device at location ") + location};
+        outcome = Unexpected(USBError{USBError::Kind::notFound, LIBUSB_ERROR_NOT_FOUND,
+                                      std::string("No USB device at location ") + location});
     } else if (matches > 1) {
-        outcome = USBError{USBError::Kind::notFound, LIBUSB_ERROR_NOT_FOUND,
-                           std::string("More than one USB device answers to location ") + location};
+        outcome = Unexpected(USBError{USBError::Kind::notFound, LIBUSB_ERROR_NOT_FOUND,
+                                      std::string("More than one USB device answers to location ") + location});
     } else {
         libusb_device_handle* handle = nullptr;
         if (const int result = libusb_open(found, &handle); result < 0) {
-            outcome = libusbError(result);
+            outcome = Unexpected(libusbError(result));
         } else {
             outcome = std::unique_ptr<USBDevice>(
                 new LinuxUSBDevice(std::make_shared<Handle>(found, handle), sysfsName));

@@ -16,7 +16,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <variant>
 
 #include "platform/usb_device.hpp"
 
@@ -42,7 +41,7 @@ public:
 
     /// Looks through the devices libusb lists for the one whose bus and port path give
     /// `locationID`, and opens it.
-    std::variant<std::unique_ptr<USBDevice>, USBError> open(std::uint32_t locationID) override;
+    Result<std::unique_ptr<USBDevice>, USBError> open(std::uint32_t locationID) override;
 };
 
 }  // namespace platform

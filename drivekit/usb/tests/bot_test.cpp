@@ -37,7 +37,7 @@ class BOTSend : public ::testing::Test {
 protected:
     void SetUp() override {
         device = enclosure.open();
-        ASSERT_FALSE(device->claimInterface(0, false));
+        ASSERT_TRUE(device->claimInterface(0, false));
         pipes = BOT::Pipes{device.get(), 0x81, 0x02};
     }
 

@@ -69,9 +69,8 @@ TEST(NVMeController, SharedNamespaceGoesThroughALiveController) {
 }
 
 NVMeAdminFailure failureOf(const NVMeAdminReply& reply) {
-    const auto* failure = std::get_if<NVMeAdminFailure>(&reply);
-    EXPECT_NE(failure, nullptr);
-    return failure ? *failure : NVMeAdminFailure{};
+    EXPECT_FALSE(reply.ok());
+    return reply.ok() ? NVMeAdminFailure{} : reply.error();
 }
 
 TEST(LinuxNVMeAdmin, FailuresBeforeTheController) {

@@ -43,4 +43,34 @@ SimATADisk ataDisk(const ATAContents& contents) {
     return disk;
 }
 
+SimATADisk labSATADisk() {
+    SimATADisk disk;
+    disk.vendor = "ATA";
+    disk.product = "HWLAB SATA SSD";
+    disk.identify = testpages::IdentifyPage()
+                        .model("HWLAB SATA SSD")
+                        .serial("SER123")
+                        .firmware("FW1")
+                        .word(82, 0x0001)
+                        .word(85, 0x0001)
+                        .word(217, 1)
+                        .word(100, 0x2000)
+                        .sealed();
+    disk.smartData = testpages::SmartDataPage()
+                         .attribute(0, 5, 0x0033, 100, 100, 0)
+                         .attribute(1, 9, 0x0032, 99, 99, 1240)
+                         .attribute(2, 194, 0x0022, 40, 30, 0x0000'3C00'0012'0028)
+                         .selfTestStatus(0xF3)
+                         .byteAt(372, 2)
+                         .byteAt(373, 30)
+                         .sealed();
+    disk.smartThresholds = testpages::ThresholdsPage().threshold(0, 5, 10).threshold(1, 9, 0).sealed();
+    disk.selfTestLog = testpages::SelfTestLogPage()
+                           .descriptor(1, 1, 0x00, 1200)
+                           .descriptor(2, 2, 0x79, 1239, 1000)
+                           .newest(2)
+                           .sealed();
+    return disk;
+}
+
 }  // namespace drivekit::sim

@@ -2,7 +2,10 @@
 // The tests' ATA disk: the one simulated disk (platform/demo/sim_ata_disk.hpp) with
 // pages made from a few readable fields. Test code only.
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/demo/sim_ata_disk.hpp"
@@ -42,5 +45,48 @@ struct ATAContents {
 
 /// A healthy SSD behind a bridge that passes ATA commands through.
 SimATADisk ataDisk(const ATAContents& contents = {});
+
+/// The lab's SATA SSD as the health and command-line tests read it: 70% through a short
+/// self-test, the newest logged one an extended test that failed on a read at LBA 1,000.
+SimATADisk labSATADisk();
+
+/// The connections a layer opens to one simulated disk under one kernel name, counted:
+/// how many were opened, how many are still open.
+class SimDiskLinks {
+public:
+    SimDiskLinks(SimATADisk& disk, std::string kernelName) : name(std::move(kernelName)), disk_(disk) {}
+
+    /// Opens a connection for `name`; nothing for any other name.
+    std::unique_ptr<platform::SCSIDrive> open(std::string_view asked) {
+        if (asked != name) return nullptr;
+        return std::make_unique<Counted>(*this);
+    }
+    std::function<std::unique_ptr<platform::SCSIDrive>(std::string_view)> connect() {
+        return [this](std::string_view asked) { return open(asked); };
+    }
+
+    std::string name;
+    int opened = 0;
+    int live = 0;
+
+private:
+    class Counted final : public platform::SCSIDrive {
+    public:
+        explicit Counted(SimDiskLinks& links) : links_(links), drive_(links.name, links.disk_) {
+            ++links_.opened;
+            ++links_.live;
+        }
+        ~Counted() override { --links_.live; }
+        Answer command(ByteView cdb, std::int64_t dataIn, double timeout) override {
+            return drive_.command(cdb, dataIn, timeout);
+        }
+        platform::DiagnosticsLog& log() override { return drive_.log(); }
+
+    private:
+        SimDiskLinks& links_;
+        platform::SimSCSIDrive drive_;
+    };
+    SimATADisk& disk_;
+};
 
 }  // namespace drivekit::sim

@@ -39,6 +39,13 @@ void putLE32(std::span<std::uint8_t> out, std::size_t at, std::uint32_t value) {
     for (std::size_t i = 0; i < 4; ++i) out[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
 }
 
+// The device interface reports failure as a Result; the enclosure's own steps say what
+// went wrong or nothing.
+platform::Result<void, USBError> outcome(std::optional<USBError> error) {
+    if (error) return platform::Unexpected(std::move(*error));
+    return {};
+}
+
 class SimDevice final : public platform::USBDevice {
 public:
     explicit SimDevice(SimEnclosure& enclosure) : enclosure_(enclosure) { ++enclosure_.openDevices; }
@@ -56,21 +63,21 @@ public:
     std::optional<std::vector<std::uint8_t>> configurationDescriptor() override {
         return enclosure_.descriptorIfConfigured();
     }
-    std::optional<USBError> setConfiguration(std::uint8_t value) override {
-        return enclosure_.setConfiguration(value);
+    platform::Result<void, USBError> setConfiguration(std::uint8_t value) override {
+        return outcome(enclosure_.setConfiguration(value));
     }
-    std::optional<USBError> claimInterface(std::uint8_t number, bool seize) override {
+    platform::Result<void, USBError> claimInterface(std::uint8_t number, bool seize) override {
         auto error = enclosure_.claim(number, seize);
         if (!error) claimedHere_ = true;
-        return error;
+        return outcome(std::move(error));
     }
     std::optional<std::uint8_t> alternateSetting() override {
         if (!claimedHere_) return std::nullopt;
         return enclosure_.alternate;
     }
-    std::optional<USBError> selectAlternateSetting(std::uint8_t alternate) override {
-        if (!claimedHere_) return notFound();
-        return enclosure_.selectAlternate(alternate);
+    platform::Result<void, USBError> selectAlternateSetting(std::uint8_t alternate) override {
+        if (!claimedHere_) return platform::Unexpected(notFound());
+        return outcome(enclosure_.selectAlternate(alternate));
     }
     void releaseInterface() override {
         if (!claimedHere_) return;
@@ -86,33 +93,33 @@ public:
         if (!claimedHere_) return {0, notFound()};
         return enclosure_.bulk(endpoint, data, timeoutSeconds);
     }
-    std::optional<USBError> clearHalt(std::uint8_t endpoint) override {
-        return enclosure_.clearHalt(endpoint);
+    platform::Result<void, USBError> clearHalt(std::uint8_t endpoint) override {
+        return outcome(enclosure_.clearHalt(endpoint));
     }
-    std::optional<USBError> reset() override { return enclosure_.portReset(); }
-    std::variant<std::uint32_t, USBError> allocateStreams(
+    platform::Result<void, USBError> reset() override { return outcome(enclosure_.portReset()); }
+    platform::Result<std::uint32_t, USBError> allocateStreams(
         std::uint32_t count, std::span<const std::uint8_t> endpoints) override {
-        if (!claimedHere_) return invalidParam();
+        if (!claimedHere_) return platform::Unexpected(invalidParam());
         return enclosure_.allocateStreams(count, endpoints);
     }
-    std::optional<USBError> freeStreams(std::span<const std::uint8_t> endpoints) override {
-        if (!claimedHere_) return invalidParam();
-        return enclosure_.freeStreams(endpoints);
+    platform::Result<void, USBError> freeStreams(std::span<const std::uint8_t> endpoints) override {
+        if (!claimedHere_) return platform::Unexpected(invalidParam());
+        return outcome(enclosure_.freeStreams(endpoints));
     }
-    std::optional<USBError> submitStreamTransfer(
+    platform::Result<void, USBError> submitStreamTransfer(
         std::uint8_t endpoint, std::uint32_t streamID, std::span<std::uint8_t> data,
         std::function<void(const USBTransfer&)> completion) override {
-        if (!claimedHere_) return notFound();
-        return enclosure_.submitStreamTransfer(endpoint, streamID, data, std::move(completion));
+        if (!claimedHere_) return platform::Unexpected(notFound());
+        return outcome(enclosure_.submitStreamTransfer(endpoint, streamID, data, std::move(completion)));
     }
-    std::optional<USBError> cancelStreamTransfers(std::uint8_t endpoint,
-                                                  std::uint32_t streamID) override {
+    platform::Result<void, USBError> cancelStreamTransfers(std::uint8_t endpoint,
+                                                           std::uint32_t streamID) override {
         enclosure_.cancelStreamTransfers(endpoint, streamID);
-        return std::nullopt;
+        return {};
     }
-    std::variant<std::unique_ptr<platform::USBBuffer>, USBError> deviceMemory(
+    platform::Result<std::unique_ptr<platform::USBBuffer>, USBError> deviceMemory(
         std::size_t length) override {
-        if (enclosure_.noDeviceMemory) return notSupported();
+        if (enclosure_.noDeviceMemory) return platform::Unexpected(notSupported());
         return std::unique_ptr<platform::USBBuffer>(new platform::HeapUSBBuffer(length));
     }
 
@@ -279,7 +286,9 @@ USBTransfer SimEnclosure::bulk(std::uint8_t endpoint, std::span<std::uint8_t> da
             ++dataOutAttempts;
             return timedOut(seconds);
         }
-        return uasBulkRead(endpoint, data, seconds);
+        // Stream endpoints take stream reads only; High-Speed UAS (READ READY on the
+        // status pipe) is refused by the transport before any command.
+        return {0, layout_.streams ? invalidParam() : notFound()};
     }
     const bool onBulkOnly = layout_.bulkOnlySetting && alternate == 0;
     if (!onBulkOnly) return {0, notFound()};
@@ -360,8 +369,6 @@ USBTransfer SimEnclosure::receiveCBW(std::span<std::uint8_t> data) {
             for (const Active& a : faults_) {
                 if (a.fault == Fault::shortData) pendingData_.resize(std::min(pendingData_.size(), a.bytes));
             }
-        } else if (failedDataPhase == FailedDataPhase::pad) {
-            pendingData_.assign(length, 0);
         } else {
             dataFails_ = true;
         }
@@ -450,12 +457,12 @@ bool SimEnclosure::onUAS() const {
     return layout_.uasSetting && alternate == (layout_.bulkOnlySetting ? 1 : 0);
 }
 
-std::variant<std::uint32_t, USBError> SimEnclosure::allocateStreams(
+platform::Result<std::uint32_t, USBError> SimEnclosure::allocateStreams(
     std::uint32_t count, std::span<const std::uint8_t> endpoints) {
     std::string line = "streams";
     for (const std::uint8_t e : endpoints) line += " " + hex(e);
     trace.push_back(line);
-    if (!onUAS() || !layout_.streams) return invalidParam();
+    if (!onUAS() || !layout_.streams) return platform::Unexpected(invalidParam());
     streamEndpoints.assign(endpoints.begin(), endpoints.end());
     return std::min<std::uint32_t>(count, 16);
 }
@@ -574,45 +581,11 @@ void SimEnclosure::progress() {
     }
 }
 
-// Without streams: READ READY on the status pipe, then the data on data-in, then the
-// Sense IU on the status pipe.
-USBTransfer SimEnclosure::uasBulkRead(std::uint8_t endpoint, std::span<std::uint8_t> data,
-                                      double seconds) {
-    if (layout_.streams) return {0, invalidParam()};  // a streams endpoint takes stream reads
-    const auto give = [&](const Bytes& bytes) -> USBTransfer {
-        const std::size_t n = std::min(bytes.size(), data.size());
-        std::copy_n(bytes.begin(), n, data.begin());
-        return {n, bytes.size() > data.size() ? std::optional(overflow()) : std::nullopt};
-    };
-    if (endpoint == uasStatusPipe) {
-        trace.push_back("status pipe");
-        if (uas_.data && !uas_.readyTold) {
-            uas_.readyTold = true;
-            return give({0x06, 0, static_cast<std::uint8_t>(uas_.tag >> 8),
-                         static_cast<std::uint8_t>(uas_.tag & 0xFF)});
-        }
-        if (uas_.status && !uas_.data) {
-            Bytes iu = *uas_.status;
-            uas_ = {};
-            return give(iu);
-        }
-        return timedOut(seconds);
-    }
-    if (endpoint == uasDataInPipe) {
-        trace.push_back("data-in pipe");
-        if (!uas_.data || !uas_.readyTold || has(Fault::dataNeverEnds)) return timedOut(seconds);
-        Bytes bytes = *uas_.data;
-        uas_.data.reset();
-        return give(bytes);
-    }
-    return {0, notFound()};
-}
-
-std::variant<std::unique_ptr<platform::USBDevice>, USBError> SimUSBHost::open(
+platform::Result<std::unique_ptr<platform::USBDevice>, USBError> SimUSBHost::open(
     std::uint32_t locationID) {
-    if (openError) return *openError;
+    if (openError) return platform::Unexpected(*openError);
     const auto found = devices.find(locationID);
-    if (found == devices.end()) return notFound();
+    if (found == devices.end()) return platform::Unexpected(notFound());
     return found->second->open();
 }
 

@@ -5,10 +5,9 @@
 // data and then a status block on bulk-in, halted endpoints until cleared, NAK while it
 // has nothing to send) in front of a SimATADisk, and it can be told to misbehave the
 // ways real bridges do. Its UAS setting (four pipes named by Pipe Usage descriptors)
-// speaks USB Attached SCSI: on a SuperSpeed link with bulk streams, where reads queued on
+// speaks USB Attached SCSI on a SuperSpeed link with bulk streams, where reads queued on
 // stream 1 of the status and data-in pipes complete once a Command IU with tag 1 came in;
-// on a High-Speed link without streams, where the status pipe first says READ READY and
-// the data then follows on the data-in pipe.
+// on a High-Speed link without streams it offers no streams at all.
 //
 // Completions of stream reads run on the thread that caused them (the Command IU's send,
 // a cancel), before that call returns: the order is what a device does, only no thread
@@ -47,12 +46,6 @@ enum class Fault {
     responseIU,        // UAS: a Response IU instead of a Sense IU
 };
 
-/// What a bridge does with the data phase of a command that failed.
-enum class FailedDataPhase {
-    stall,  // halts bulk-in, the usual bridge
-    pad,    // sends zeros of the full length (QEMU's own device)
-};
-
 class SimEnclosure {
 public:
     struct Layout {
@@ -81,7 +74,6 @@ public:
     std::vector<std::uint8_t> lunsSeen;
     /// Bus number and device address the device reports; nothing when it can't tell.
     std::optional<std::pair<std::uint8_t, std::uint8_t>> busAddress;
-    FailedDataPhase failedDataPhase = FailedDataPhase::stall;
 
     // Faults
 
@@ -149,7 +141,7 @@ public:
     platform::USBTransfer bulk(std::uint8_t endpoint, std::span<std::uint8_t> data, double timeout);
     std::optional<platform::USBError> clearHalt(std::uint8_t endpoint);
     std::optional<platform::USBError> portReset();
-    std::variant<std::uint32_t, platform::USBError> allocateStreams(
+    platform::Result<std::uint32_t, platform::USBError> allocateStreams(
         std::uint32_t count, std::span<const std::uint8_t> endpoints);
     std::optional<platform::USBError> freeStreams(std::span<const std::uint8_t> endpoints);
     std::optional<platform::USBError> submitStreamTransfer(
@@ -194,12 +186,9 @@ private:
         std::optional<Bytes> data;   // still to send on data-in
         std::optional<Bytes> status; // the IU still to send on the status pipe
         bool statusStalls = false;
-        bool readyTold = false;      // High-Speed: READ READY went out
     };
     bool onUAS() const;
     platform::USBTransfer receiveCommandIU(std::span<std::uint8_t> data);
-    platform::USBTransfer uasBulkRead(std::uint8_t endpoint, std::span<std::uint8_t> data,
-                                      double timeout);
     void progress();
     bool complete(std::uint8_t endpoint, std::uint32_t stream, const Bytes& bytes,
                   std::optional<platform::USBError> error = std::nullopt);
@@ -230,7 +219,7 @@ public:
     std::optional<platform::USBError> openError;
 
     bool privileged() const override { return isPrivileged; }
-    std::variant<std::unique_ptr<platform::USBDevice>, platform::USBError> open(
+    platform::Result<std::unique_ptr<platform::USBDevice>, platform::USBError> open(
         std::uint32_t locationID) override;
 };
 
