@@ -137,7 +137,7 @@ std::string usageText() {
            "Commands:\n"
            "  list [--json] [--wake]    every drive with its health tier, score and line\n"
            "  check [DEVICE] [--json]   health of one drive, or of every NVMe drive\n"
-           "  selftest DEVICE [short|extended] [--json]\n"
+           "  selftest DEVICE [short|extended] [--wait] [--json]\n"
            "                            start a drive's own self-test, or follow it\n"
            "  watch [--check] [--json]  print drives as they are plugged in and removed\n"
            "  scan DEVICE [--quick|--full] [--json]   read the whole drive for bad blocks\n"

@@ -152,11 +152,14 @@ int follow(const Arguments& arguments, Machine& machine, std::ostream& out, std:
 
     if (arguments.start) {
         if (!runner.start(key, name, *arguments.start)) return failed(*failure, err);
-        out << "Started the " << kindName(*arguments.start) << " self-test on /dev/" << name << ".";
-        if (started->estimateMinutes) {
-            out << " The drive expects it to take about " << minutes(*started->estimateMinutes, machine.locale) << ".";
+        if (!arguments.json) {
+            out << "Started the " << kindName(*arguments.start) << " self-test on /dev/" << name << ".";
+            if (started->estimateMinutes) {
+                out << " The drive expects it to take about " << minutes(*started->estimateMinutes, machine.locale)
+                    << ".";
+            }
+            out << '\n' << std::flush;
         }
-        out << '\n' << std::flush;
     } else if (!runner.attach(key, name)) {
         if (failure) return failed(*failure, err);
         err << "vantrel: no self-test is running on /dev/" << name << " to follow.\n";

@@ -35,6 +35,7 @@ TEST(MetricsTest, FiguresInBaseUnitsLabelsEscapedAbsentFiguresLeftOut) {
     stick.tier = Tier::limited;
     const std::vector drives{ssd, stick};
     const auto now = std::chrono::system_clock::time_point{} + std::chrono::seconds(1'763'950'000);
+    // The stick wasn't read: it keeps the time of its last reading, here none.
     std::map<std::string, Metrics::Time> lastRead;
     Metrics::noteReads(lastRead, drives, now);
 
@@ -54,21 +55,6 @@ TEST(MetricsTest, FiguresInBaseUnitsLabelsEscapedAbsentFiguresLeftOut) {
     EXPECT_EQ(linesOf(text, "vantrel_drive_last_read_timestamp_seconds{"),
               std::vector<std::string>{"vantrel_drive_last_read_timestamp_seconds{" + labels + "} 1763950000"});
     EXPECT_EQ(linesOf(text, "# TYPE ").size(), 9u);
-}
-
-TEST(MetricsTest, ALimitedOrSleepingDriveKeepsItsLastReadTime) {
-    DriveSummary disk;
-    disk.id = "W1";
-    disk.tier = Tier::healthy;
-    std::map<std::string, Metrics::Time> lastRead;
-    const Metrics::Time first{std::chrono::seconds(100)};
-    Metrics::noteReads(lastRead, std::vector{disk}, first);
-    disk.asleep = true;
-    Metrics::noteReads(lastRead, std::vector{disk}, first + std::chrono::seconds(600));
-    disk.asleep.reset();
-    disk.tier = Tier::limited;
-    Metrics::noteReads(lastRead, std::vector{disk}, first + std::chrono::seconds(1200));
-    EXPECT_EQ(lastRead.at("W1"), first);
 }
 
 }  // namespace

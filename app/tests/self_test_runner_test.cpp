@@ -39,13 +39,20 @@ struct ScriptedDrive {
 Progress running(int percent) { return Progress{Outcome::inProgress, percent, 2, 30}; }
 Progress ended(Outcome outcome) { return Progress{outcome, 100, 2, 30}; }
 
-TEST(SelfTestRunnerTest, FollowsAStartedTestThroughSilenceToItsEnd) {
+TEST(SelfTestRunnerTest, FollowsAStartedTestThroughSilenceToItsEndAfterAFailedStart) {
     ScriptedDrive drive;
     drive.answers = {ended(Outcome::passed), running(10), std::nullopt, running(60), ended(Outcome::readFailure)};
+    drive.takesStart = false;
     SelfTestRunner runner(drive.functions());
     ASSERT_FALSE(runner.attach("k", "sda"));
     EXPECT_EQ(runner.estimates().at("k"), (SelfTestRunner::Estimates{2, 30}));
+    // A failed start leaves no run and one problem, which the next start clears.
+    EXPECT_FALSE(runner.start("k", "sda", Kind::extended));
+    EXPECT_TRUE(runner.runs().empty());
+    EXPECT_EQ(runner.problems().at("k"), SelfTestRunner::kStartProblem);
+    drive.takesStart = true;
     ASSERT_TRUE(runner.start("k", "sda", Kind::extended));
+    EXPECT_TRUE(runner.problems().empty());
     EXPECT_EQ(runner.runs().at("k"), (SelfTestRunner::Run{Kind::extended, 0, 30}));
 
     std::vector<int> seen;
@@ -70,18 +77,6 @@ TEST(SelfTestRunnerTest, ATestStartedElsewhereShowsWithAnUnknownKindAndACancelle
     EXPECT_FALSE(runner.follow("k", "sdb"));
     EXPECT_EQ(runner.runs().at("k"), (SelfTestRunner::Run{std::nullopt, 40, std::nullopt}));
     EXPECT_TRUE(drive.ended.empty());
-}
-
-TEST(SelfTestRunnerTest, AFailedStartLeavesNoRunAndOneProblemWhichTheNextStartClears) {
-    ScriptedDrive drive;
-    drive.takesStart = false;
-    SelfTestRunner runner(drive.functions());
-    EXPECT_FALSE(runner.start("k", "sda", Kind::short_));
-    EXPECT_TRUE(runner.runs().empty());
-    EXPECT_EQ(runner.problems().at("k"), SelfTestRunner::kStartProblem);
-    drive.takesStart = true;
-    EXPECT_TRUE(runner.start("k", "sda", Kind::short_));
-    EXPECT_TRUE(runner.problems().empty());
 }
 
 }  // namespace

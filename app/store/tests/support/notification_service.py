@@ -40,10 +40,6 @@ class Notifications(dbus.service.Object):
             out.write(json.dumps(record) + "\n")
         return number
 
-    @dbus.service.method(SERVICE, in_signature="", out_signature="ssss")
-    def GetServerInformation(self):
-        return ("stand-in", "vantrel tests", "1", "1.2")
-
 
 def main():
     parser = argparse.ArgumentParser()
