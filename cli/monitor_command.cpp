@@ -202,7 +202,7 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
     }
 
     app::AppRequests requests(store, timers);
-    requests.links().setHandler([&store](const std::string& url) { app::AppRequests::selectLinkedDrive(store, url); });
+    requests.links().setHandler([&store](const std::string& link) { app::AppRequests::selectLinkedDrive(store, link); });
     if (std::string why; !requests.publish(why)) out << "requests from other programs: " << why << std::endl;
 
     stopSignal = 0;

@@ -39,8 +39,8 @@ bool fits(DriveKind kind, const drivekit::Drive& drive) {
 }
 
 drivekit::Result<Answer, ErrorReply> nvme(const platform::NVMeAdminReply& reply) {
-    if (const auto* data = std::get_if<std::vector<std::uint8_t>>(&reply)) return Answer{*data};
-    const auto& why = std::get<platform::NVMeAdminFailure>(reply);
+    if (reply) return Answer{reply.value()};
+    const auto& why = reply.error();
     std::string kind = "noController";
     if (why.kind == platform::NVMeAdminFailure::Kind::systemError) kind = "systemError";
     if (why.kind == platform::NVMeAdminFailure::Kind::commandStatus) kind = "commandStatus";

@@ -124,16 +124,16 @@ struct LinuxMachine::Parts {
                     },
                     &capture,
                     &benchFiles,
-                    std::make_shared<platform::LinuxProcFiles>(),
-                    volumes.get(),
-                    &holders,
-                    [](std::string& why) -> std::unique_ptr<platform::DiskEvents> {
-                        return platform::LinuxMountWatch::open(why);
-                    },
-                    &blockCounters};
+                    std::make_shared<platform::LinuxProcFiles>()};
 };
 
 LinuxMachine::LinuxMachine() : parts_(std::make_unique<Parts>()) {
+    parts_->machine.volumes = parts_->volumes.get();
+    parts_->machine.holders = &parts_->holders;
+    parts_->machine.openMountEvents = [](std::string& why) -> std::unique_ptr<platform::DiskEvents> {
+        return platform::LinuxMountWatch::open(why);
+    };
+    parts_->machine.blockCounters = &parts_->blockCounters;
     parts_->machine.holdAutomount = [](std::string& why) -> std::unique_ptr<platform::AutomountHold> {
         return platform::LinuxAutomountHold::open(why);
     };

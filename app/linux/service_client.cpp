@@ -70,11 +70,11 @@ class ServiceNVMeAdmin final : public platform::NVMeAdmin {
         if (isError(reply, Protocol::Error::nvme)) {
             const auto parts = reply.errorMessage().split(' ');
             const auto code = static_cast<std::uint32_t>(number(parts.value(1), EIO));
-            if (parts.value(0) == "systemError") return platform::NVMeAdminFailure{Kind::systemError, code};
-            if (parts.value(0) == "commandStatus") return platform::NVMeAdminFailure{Kind::commandStatus, code};
-            return platform::NVMeAdminFailure{Kind::noController, code};
+            if (parts.value(0) == "systemError") return platform::Unexpected(platform::NVMeAdminFailure{Kind::systemError, code});
+            if (parts.value(0) == "commandStatus") return platform::Unexpected(platform::NVMeAdminFailure{Kind::commandStatus, code});
+            return platform::Unexpected(platform::NVMeAdminFailure{Kind::noController, code});
         }
-        return platform::NVMeAdminFailure{Kind::noController, static_cast<std::uint32_t>(errnoOf(reply))};
+        return platform::Unexpected(platform::NVMeAdminFailure{Kind::noController, static_cast<std::uint32_t>(errnoOf(reply))});
     }
 
     ServiceClient& client_;

@@ -238,7 +238,7 @@ TEST_F(CaptureCommand, WatchCheckHoldsAUSBDriveFromMountingUntilItsCheckIsOver) 
     Lines holdCalls;
     cli::CapturePlatform capture{volumes, holders, host, [](double) {}, options, [] { return Lines{}; }};
     const cli::OpenSCSI open = [this](std::string_view name) -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
-        auto drive = disk.connect()(name);
+        auto drive = links.open(name);
         if (!drive) return drivekit::Unexpected(ENOENT);
         return drive;
     };
