@@ -49,6 +49,9 @@ Failure openFailure(int error, const std::string& device) {
         case EACCES:
         case EPERM:
             return failure(Failure::Kind::needsRoot, device);
+        case EKEYREJECTED:
+            // What the privileged service's client gives when polkit said no.
+            return failure(Failure::Kind::notAuthorized, device);
         default:
             break;
     }
@@ -87,6 +90,7 @@ Result<SummaryBuilder::Reading, Failure> nvmeReading(const Drive& drive, const M
     Failure f = failure(Failure::Kind::notSupported, drive.bsdName);
     if (why.kind == NVMeReader::Failure::Kind::ioError) f.kind = Failure::Kind::readFailed;
     if (why.errorNumber == EACCES || why.errorNumber == EPERM) f.kind = Failure::Kind::needsRoot;
+    if (why.errorNumber == EKEYREJECTED) f.kind = Failure::Kind::notAuthorized;
     f.detail = why.text();
     return Unexpected(std::move(f));
 }

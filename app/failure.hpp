@@ -19,6 +19,8 @@ struct Failure {
         noDrives,
         /// Opening or asking the drive needs root.
         needsRoot,
+        /// The privileged service asked, and the system's policy (polkit) didn't allow it.
+        notAuthorized,
         /// The drive can't be opened: `error` is the errno.
         cantOpen,
         /// This machine has no way to send SCSI commands at all.

@@ -15,6 +15,7 @@
 #include "drivekit/usb/captured_usb_drive.hpp"
 #include "drivekit/usb/checker.hpp"
 #include "app/failure.hpp"
+#include "app/writes/writes_source.hpp"
 #include "platform/scsi_drive.hpp"
 #include "platform/bench_file.hpp"
 #include "platform/block_probe.hpp"
@@ -101,6 +102,11 @@ struct Machine {
         const drivekit::Drive& drive, bool wake, const std::function<bool()>& stop,
         const std::function<void(const std::string&)>& progress)>
         serviceCheck = nullptr;
+    /// True when the privileged service said the user may not do what was last asked of
+    /// this drive; never, without a service.
+    std::function<bool(std::string_view name)> serviceRefused = nullptr;
+    /// Every process's write counters through the privileged service; absent without one.
+    std::shared_ptr<WritesSource> serviceWrites = nullptr;
 };
 
 }  // namespace app

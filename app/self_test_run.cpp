@@ -62,7 +62,8 @@ Result<Started, Failure> start(const Machine& machine, const std::string& name, 
         return Unexpected(f);
     }
     if (!o.session.startSelfTest(kind)) {
-        f.kind = Failure::Kind::selfTestNotStarted;
+        const bool refused = machine.serviceRefused && machine.serviceRefused(name);
+        f.kind = refused ? Failure::Kind::notAuthorized : Failure::Kind::selfTestNotStarted;
         return Unexpected(f);
     }
     std::optional<int> estimate;

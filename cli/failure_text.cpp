@@ -20,7 +20,14 @@ Said said(const app::Failure& f) {
         case Kind::noDrives:
             return {f.detail.empty() ? "this computer has no drives to list." : f.detail, exitNoDevice};
         case Kind::needsRoot:
-            return {"Reading " + dev + " needs root: run it with sudo.", exitNoPermission};
+            return {"Reading " + dev +
+                        " needs root: run it with sudo, or install Vantrel's service (the vantrel package) to "
+                        "read drives as yourself.",
+                    exitNoPermission};
+        case Kind::notAuthorized:
+            return {"The system's policy didn't let Vantrel's service do this to " + dev +
+                        " (polkit said no). Authenticate when asked, or run it with sudo.",
+                    exitNoPermission};
         case Kind::cantOpen:
             return {dev + " can't be opened: " + std::strerror(f.error) + ".", exitReadFailed};
         case Kind::noSCSI:

@@ -246,7 +246,9 @@ int runWritesCommand(const std::vector<std::string_view>& args, Machine& machine
     };
     const StopOnSignals signals;
     WritesPlatform platform{
-        app::WritesAccess::forUser(::geteuid() == 0 && machine.procFiles != nullptr, machine.procFiles).source,
+        app::WritesAccess::forUser(::geteuid() == 0 && machine.procFiles != nullptr, machine.procFiles,
+                                  machine.serviceWrites)
+            .source,
         clock,
         [](std::chrono::milliseconds total) {
             // Ctrl-C ends the interval early; what was counted so far is still shown.

@@ -1,10 +1,15 @@
 #include "app/linux/linux_machine.hpp"
 
+#include <unistd.h>
+
+#include <QDBusConnection>
+
 #include <chrono>
 #include <filesystem>
 #include <optional>
 #include <thread>
 
+#include "app/linux/service_client.hpp"
 #include "drivekit/usb/uas_transport.hpp"
 #include "platform/linux/linux_bench_file.hpp"
 #include "platform/linux/linux_automount_hold.hpp"
@@ -50,6 +55,23 @@ drivekit::CapturedUSBDrive::Options captureOptions() {
     return options;
 }
 
+// Without root the drives are read through the privileged service, when it is installed;
+// otherwise directly, and each read that needs root says how to get it.
+std::unique_ptr<ServiceClient> serviceForUser() {
+    if (::geteuid() == 0) return nullptr;
+    auto client = std::make_unique<ServiceClient>(QDBusConnection::systemBus());
+    if (!client->present()) return nullptr;
+    return client;
+}
+
+OpenSCSI directSCSI() {
+    return [](std::string_view name) -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
+        auto opened = platform::LinuxSGDrive::open("/dev/" + std::string(name));
+        if (!opened) return drivekit::Unexpected(opened.error());
+        return std::unique_ptr<drivekit::SCSIDrive>(std::move(opened).value());
+    };
+}
+
 }  // namespace
 
 struct LinuxMachine::Parts {
@@ -77,15 +99,11 @@ struct LinuxMachine::Parts {
                             {},
                             &blockUse,
                             platform::giveBackClaimedInterfacesNow};
+    const std::unique_ptr<ServiceClient> service = serviceForUser();
     Machine machine{sysfs,
-                    nvme,
+                    service ? service->nvme() : nvme,
                     drivekit::Locale::current(),
-                    [](std::string_view name)
-                        -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
-                        auto opened = platform::LinuxSGDrive::open("/dev/" + std::string(name));
-                        if (!opened) return drivekit::Unexpected(opened.error());
-                        return std::unique_ptr<drivekit::SCSIDrive>(std::move(opened).value());
-                    },
+                    service ? service->openSCSI() : directSCSI(),
                     &mounts,
                     &probe,
                     &space,
@@ -110,6 +128,13 @@ LinuxMachine::LinuxMachine() : parts_(std::make_unique<Parts>()) {
     parts_->machine.holdAutomount = [](std::string& why) -> std::unique_ptr<platform::AutomountHold> {
         return platform::LinuxAutomountHold::open(why);
     };
+    if (const auto& service = parts_->service) {
+        parts_->machine.serviceCheck = service->check();
+        parts_->machine.serviceRefused = [client = service.get()](std::string_view name) {
+            return client->refused(name);
+        };
+        parts_->machine.serviceWrites = service->writes(nullptr);
+    }
 }
 LinuxMachine::~LinuxMachine() = default;
 

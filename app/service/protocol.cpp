@@ -26,12 +26,13 @@ constexpr std::array methodTable{
     Method{Operation::processWrites, "ProcessWrites", "", "s", Action::writeAccounting, DriveKind::none},
 };
 
-constexpr std::array<std::pair<Failure::Kind, std::string_view>, 23> failureKinds{{
+constexpr std::array<std::pair<Failure::Kind, std::string_view>, 24> failureKinds{{
     {Failure::Kind::noSuchDevice, "noSuchDevice"},
     {Failure::Kind::partition, "partition"},
     {Failure::Kind::unknownKind, "unknownKind"},
     {Failure::Kind::noDrives, "noDrives"},
     {Failure::Kind::needsRoot, "needsRoot"},
+    {Failure::Kind::notAuthorized, "notAuthorized"},
     {Failure::Kind::cantOpen, "cantOpen"},
     {Failure::Kind::noSCSI, "noSCSI"},
     {Failure::Kind::noPassThrough, "noPassThrough"},

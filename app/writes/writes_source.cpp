@@ -35,8 +35,9 @@ std::optional<std::vector<drivekit::ProcessWrites>> TimedWritesSource::snapshot(
     return answer.get();
 }
 
-WritesAccess WritesAccess::forUser(bool root, std::shared_ptr<const platform::ProcFiles> proc) {
-    if (!root) return {};
+WritesAccess WritesAccess::forUser(bool root, std::shared_ptr<const platform::ProcFiles> proc,
+                                   std::shared_ptr<WritesSource> service) {
+    if (!root) return {std::move(service)};
     return {std::make_shared<DirectWritesSource>(std::move(proc))};
 }
 

@@ -52,11 +52,12 @@ class TimedWritesSource final : public WritesSource {
     std::function<void(const std::string&)> log_;
 };
 
-/// Who may count every process's writes here: root reads /proc itself; anyone else needs
-/// the privileged service, which isn't built yet, so for them there is no source.
+/// Who may count every process's writes here: root reads /proc itself; anyone else asks
+/// the privileged service (`service`, absent where there is none).
 struct WritesAccess {
     std::shared_ptr<WritesSource> source;  // absent: counting is unavailable
-    static WritesAccess forUser(bool root, std::shared_ptr<const platform::ProcFiles> proc);
+    static WritesAccess forUser(bool root, std::shared_ptr<const platform::ProcFiles> proc,
+                                std::shared_ptr<WritesSource> service = nullptr);
 };
 
 }  // namespace app

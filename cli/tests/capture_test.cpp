@@ -173,7 +173,7 @@ TEST_F(CaptureCommand, OnlyUSBDisksAndOnlyWithRoot) {
     host.isPrivileged = false;
     Outcome r = run({"check", "sdb", "--capture"});
     EXPECT_EQ(r.code, cli::exitNoPermission);
-    EXPECT_EQ(r.err, "vantrel: Reading /dev/sdb needs root: run it with sudo.\n");
+    EXPECT_EQ(r.err, "vantrel: Reading /dev/sdb needs root: run it with sudo, or install Vantrel's service (the vantrel package) to read drives as yourself.\n");
     EXPECT_EQ(recoveries, 0) << "an unprivileged run touches no interface";
 
     host.isPrivileged = true;

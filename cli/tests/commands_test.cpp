@@ -200,7 +200,7 @@ TEST_F(Commands, FailuresAreOneSentenceAndTheirExitCode) {
     const std::vector<Case> cases = {
         {{"check", "sdb"}, 0, cli::exitNotSupported,
          "/dev/sdb: This enclosure doesn't pass health requests through to the drive."},
-        {{"check", "sda"}, EACCES, cli::exitNoPermission, "Reading /dev/sda needs root: run it with sudo."},
+        {{"check", "sda"}, EACCES, cli::exitNoPermission, "Reading /dev/sda needs root: run it with sudo, or install Vantrel's service (the vantrel package) to read drives as yourself."},
         {{"selftest", "sda"}, ENOENT, cli::exitNoDevice, "no such device: /dev/sda."},
         {{"check", "sda"}, EIO, cli::exitReadFailed, "/dev/sda can't be opened: "},
         {{"check", "sda1"}, 0, cli::exitNotSupported, "/dev/sda1 is a partition"},

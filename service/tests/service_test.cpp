@@ -12,7 +12,11 @@
 #include <set>
 
 #include "app/demo/demo_files.hpp"
+#include "app/drive_check.hpp"
+#include "app/linux/service_client.hpp"
+#include "app/self_test_run.hpp"
 #include "app/service/protocol.hpp"
+#include "drivekit/discovery/discovery.hpp"
 #include "drivekit/health/ata_identity.hpp"
 #include "platform/demo/memory_file_store.hpp"
 #include "platform/linux/linux_proc_files.hpp"
@@ -265,6 +269,69 @@ TEST_F(ServiceOnPrivateBus, ACallerThatLeavesMidCheckStopsItAndTheDriveIsGivenBa
     QDBusConnection::disconnectFromBus("leaving");
     clients_.erase("leaving");
     EXPECT_EQ(stopped.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+}
+
+// A user's machine: the demo's sysfs and mounts, its drives reached through the service.
+app::Machine userMachine(platform::DemoMachine& demo, app::ServiceClient& service) {
+    app::Machine machine{demo.sysfs(),        service.nvme(), drivekit::Locale{"en_US"},
+                         service.openSCSI(),  &demo.mounts(), &demo.blockProbe(),
+                         &demo.volumeSpace(), &demo.clock(),  demo.workingDirectory()};
+    machine.serviceRefused = [&service](std::string_view name) { return service.refused(name); };
+    return machine;
+}
+
+TEST_F(ServiceOnPrivateBus, AUserReadsTheSameFiguresThroughTheServiceAsRootDoes) {
+    authority_.allowed.insert(std::string(Protocol::actionId(Protocol::Action::readHealth)));
+    app::ServiceClient service(client(), address_);
+    app::Machine user = userMachine(*demo_, service);
+
+    const auto direct = app::readEveryDrive(*machine_, false);
+    const auto viaService = app::readEveryDrive(user, false);
+    ASSERT_EQ(direct.size(), viaService.size());
+    for (std::size_t i = 0; i < direct.size(); ++i) {
+        EXPECT_EQ(viaService[i].summary.toJSON(), direct[i].summary.toJSON()) << direct[i].drive.bsdName;
+    }
+    for (const char* name : {"sda", "nvme0n1"}) {
+        const auto root = app::checkDrive(*machine_, {name});
+        const auto other = app::checkDrive(user, {name});
+        ASSERT_TRUE(root && other) << name;
+        EXPECT_EQ(app::fullReport(other->read), app::fullReport(root->read)) << name;
+    }
+
+    // Starting a self-test is another action, which this user wasn't granted.
+    const auto started = app::SelfTestRun::start(user, "sda", drivekit::SelfTest::Kind::short_, false);
+    ASSERT_FALSE(started);
+    EXPECT_EQ(started.error().kind, app::Failure::Kind::notAuthorized);
+
+    authority_.allowed.clear();
+    for (const char* name : {"sda", "nvme0n1"}) {
+        const auto refused = app::checkDrive(user, {name});
+        ASSERT_FALSE(refused) << name;
+        EXPECT_EQ(refused.error().kind, app::Failure::Kind::notAuthorized) << name;
+    }
+}
+
+TEST_F(ServiceOnPrivateBus, TheClientsCarefulCheckBringsBackTheReadingAndItsStopReachesTheService) {
+    allowAll();
+    app::ServiceClient service(client(), address_);
+    const auto sdd = drivekit::Discovery::drive("sdd", app::sourcesOf(*machine_));
+    ASSERT_TRUE(sdd);
+    std::vector<std::string> lines;
+    const auto read = service.check()(*sdd, false, {}, [&lines](const std::string& line) { lines.push_back(line); });
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->identity.model, "Demo Disk");
+    EXPECT_EQ(lines, std::vector<std::string>{"Unmounting sdd…"});
+
+    check_.waitForStop = true;
+    auto stopped = check_.stopped.get_future();
+    const auto cut = service.check()(*sdd, false, [this] { return service_->running() > 0; }, {});
+    ASSERT_FALSE(cut);
+    EXPECT_EQ(cut.error().kind, app::Failure::Kind::interrupted);
+    EXPECT_EQ(stopped.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+
+    const auto processes = service.writes({})->snapshot();
+    ASSERT_TRUE(processes);
+    EXPECT_FALSE(processes->empty());
 }
 
 TEST(ServiceReading, TravelsWhole) {
