@@ -165,9 +165,14 @@ void Service::dispatch(const QDBusMessage& message) {
             return;
         }
     }
+    // A call waiting for the user's password counts as running, so the service doesn't
+    // leave while polkit asks.
+    ++running_;
     options_.authority.check(message.service(), Protocol::actionId(method.action),
                              [this, message, request = std::move(*request), drive = std::move(*drive),
                               action = method.action](bool allowed) mutable {
+                                 --running_;
+                                 if (options_.activity) options_.activity();
                                  if (!allowed) {
                                      bus_.send(message.createErrorReply(
                                          qs(Protocol::Error::notAuthorized),
