@@ -113,6 +113,32 @@ void Service::dispatch(const QDBusMessage& message) {
     const auto reply = [this, &message](std::string_view name, const std::string& text) {
         bus_.send(message.createErrorReply(qs(name), QString::fromStdString(text)));
     };
+    // The bus's own interfaces of every object, which the policy lets anyone call.
+    if (message.interface() == QLatin1String("org.freedesktop.DBus.Introspectable") &&
+        message.member() == QLatin1String("Introspect")) {
+        bus_.send(message.createReply(
+            QStringLiteral("<!DOCTYPE node PUBLIC \"-//freedesktop//DTD D-BUS Object Introspection 1.0//EN\"\n"
+                           " \"http://www.freedesktop.org/standards/dbus/1.0/introspect.dtd\">\n<node>\n") +
+            introspect(message.path()) +
+            QStringLiteral("  <interface name=\"org.freedesktop.DBus.Introspectable\">\n"
+                           "    <method name=\"Introspect\"><arg name=\"xml\" type=\"s\" direction=\"out\"/></method>\n"
+                           "  </interface>\n"
+                           "  <interface name=\"org.freedesktop.DBus.Peer\">\n"
+                           "    <method name=\"Ping\"/>\n"
+                           "    <method name=\"GetMachineId\"><arg name=\"id\" type=\"s\" direction=\"out\"/></method>\n"
+                           "  </interface>\n</node>\n")));
+        return;
+    }
+    if (message.interface() == QLatin1String("org.freedesktop.DBus.Peer")) {
+        if (message.member() == QLatin1String("Ping")) {
+            bus_.send(message.createReply());
+            return;
+        }
+        if (message.member() == QLatin1String("GetMachineId")) {
+            bus_.send(message.createReply(QString::fromLatin1(QDBusConnection::localMachineId())));
+            return;
+        }
+    }
     if (!message.interface().isEmpty() && message.interface() != qs(Protocol::interfaceName)) {
         reply(Protocol::Error::unknownMethod, "No such interface.");
         return;
@@ -139,9 +165,14 @@ void Service::dispatch(const QDBusMessage& message) {
             return;
         }
     }
+    // A call waiting for the user's password counts as running, so the service doesn't
+    // leave while polkit asks.
+    ++running_;
     options_.authority.check(message.service(), Protocol::actionId(method.action),
                              [this, message, request = std::move(*request), drive = std::move(*drive),
                               action = method.action](bool allowed) mutable {
+                                 --running_;
+                                 if (options_.activity) options_.activity();
                                  if (!allowed) {
                                      bus_.send(message.createErrorReply(
                                          qs(Protocol::Error::notAuthorized),

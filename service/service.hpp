@@ -54,7 +54,7 @@ class Service final : public QDBusVirtualObject {
 
     /// Registers the object; false when the path is taken.
     bool publish();
-    /// Operations still running.
+    /// Operations still running, or waiting for polkit's answer.
     int running() const { return running_.load(); }
 
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;

@@ -4,6 +4,7 @@
 #include <QPointer>
 #include <QThreadPool>
 #include <algorithm>
+#include <thread>
 
 #include "app/store/history.hpp"
 #include "drivekit/core/text.hpp"
@@ -34,6 +35,17 @@ Work qtWork(QObject* context) {
     };
 }
 
+std::function<void(std::function<void()>, std::function<void()>)> qtRunCheck(QObject* context) {
+    return [context = QPointer<QObject>(context)](std::function<void()> work, std::function<void()> done) {
+        // A check holds its thread for minutes: not one of the pool's, which the passes share.
+        std::thread([context, work = std::move(work), done = std::move(done)] {
+            work();
+            if (context.isNull()) return;
+            QMetaObject::invokeMethod(context.data(), done, Qt::QueuedConnection);
+        }).detach();
+    };
+}
+
 void SpeedHistory::push(Speed speed) noexcept {
     samples_[start_] = speed;
     start_ = (start_ + 1) % kLength;
@@ -49,6 +61,8 @@ DriveStore::DriveStore(Services services, Prefs prefs, QObject* parent)
 
 DriveStore::~DriveStore() {
     *alive_ = false;
+    // A check still running gives its drive back and ends; its end is no longer shown.
+    for (auto& [key, check] : usbChecks_) check.stop->store(true);
     for (const auto handle : {pending_, poller_, systemTicker_, sampler_}) timers_.cancel(handle);
 }
 
@@ -394,6 +408,91 @@ std::optional<Speed> DriveStore::speed(const std::string& bsdName) const {
 const SpeedHistory* DriveStore::history(const std::string& bsdName) const {
     const auto it = history_.find(bsdName);
     return it == history_.end() ? nullptr : &it->second;
+}
+
+bool DriveStore::startUSBRead(const DriveSummary& drive, bool automatic) {
+    if (drive.usbNVMeBridge.value_or(false) || drive.isRAIDMember || drive.raid || !drive.usbKey) return false;
+    const std::string key = *drive.usbKey;
+    if (usbReads_.contains(key) || !services_.usbCheck || !services_.runCheck) return false;
+    if (services_.driveFound && !services_.driveFound(drive.bsdName)) return false;
+
+    failedUSBReads_.erase(key);
+    cancelledUSBReads_.erase(key);
+    lastUSBChecked_[key] = drive;
+    usbReads_.insert(key);
+    USBCheck& check = usbChecks_[key] = USBCheck{drive, automatic, std::make_shared<std::atomic<bool>>(false),
+                                                 std::make_shared<std::atomic<USBRead::Step>>(USBRead::Step::unmounting)};
+    auto outcome = std::make_shared<drivekit::Result<SummaryBuilder::Reading, Failure>>(
+        drivekit::Unexpected(Failure{Failure::Kind::interrupted, drive.bsdName}));
+    services_.runCheck(
+        [run = services_.usbCheck, name = drive.bsdName, stop = check.stop, step = check.step, outcome] {
+            *outcome = run(
+                name, [stop] { return stop->load(); },
+                [step](const std::string& line) {
+                    if (const auto next = USBRead::stepAfter(line)) step->store(*next);
+                });
+        },
+        [this, key, outcome, alive = std::weak_ptr<bool>(alive_)] {
+            if (alive.expired()) return;
+            endUSBRead(key, std::move(*outcome));
+        });
+    emit drivesChanged();
+    return true;
+}
+
+void DriveStore::endUSBRead(const std::string& key, drivekit::Result<SummaryBuilder::Reading, Failure> outcome) {
+    const auto found = usbChecks_.find(key);
+    if (found == usbChecks_.end()) return;
+    const USBCheck check = std::move(found->second);
+    usbChecks_.erase(found);
+    usbReads_.erase(key);
+    recentUSBReads_[key] = timers_.now();
+    if (outcome) {
+        usbReports_[key] = std::move(outcome).value();
+        if (check.drive.usbSignature) prefs_.approvedUSB.insert(*check.drive.usbSignature);
+    } else if (!check.stop->load()) {
+        const Failure& why = outcome.error();
+        // A check the arrival started that wasn't allowed the drive forgets the approval.
+        if (check.automatic && why.kind == Failure::Kind::notAuthorized && check.drive.usbSignature) {
+            prefs_.approvedUSB.erase(*check.drive.usbSignature);
+        }
+        failedUSBReads_[key] = USBRead::problemOf(why, check.step->load(), check.drive.name, check.automatic);
+        log("USB check of " + check.drive.bsdName + " failed: " + failedUSBReads_[key].title);
+    }
+    refresh();
+}
+
+void DriveStore::cancelUSBRead(const std::string& usbKey) {
+    const auto found = usbChecks_.find(usbKey);
+    if (found == usbChecks_.end()) return;
+    found->second.stop->store(true);
+    cancelledUSBReads_[usbKey] = found->second.step->load();
+}
+
+bool DriveStore::retryUSBRead(const std::string& usbKey) {
+    if (!failedUSBReads_.contains(usbKey)) return false;
+    // The drive as the list shows it now, else as it was when its check began.
+    for (const auto& drive : allDrives_) {
+        if (drive.usbKey == usbKey) return startUSBRead(drive, false);
+    }
+    const auto last = lastUSBChecked_.find(usbKey);
+    return last != lastUSBChecked_.end() && startUSBRead(last->second, false);
+}
+
+std::optional<USBRead::State> DriveStore::usbReadState(const std::string& usbKey) const {
+    if (const auto running = usbChecks_.find(usbKey); running != usbChecks_.end()) {
+        return USBRead::State{running->second.step->load(), std::nullopt};
+    }
+    if (const auto failed = failedUSBReads_.find(usbKey); failed != failedUSBReads_.end()) {
+        return USBRead::State{std::nullopt, failed->second};
+    }
+    return std::nullopt;
+}
+
+std::optional<USBRead::Step> DriveStore::cancelledUSBRead(const std::string& usbKey) const {
+    const auto found = cancelledUSBReads_.find(usbKey);
+    if (found == cancelledUSBReads_.end()) return std::nullopt;
+    return found->second;
 }
 
 }  // namespace app

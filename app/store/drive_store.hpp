@@ -10,6 +10,8 @@
 // a pass that a later one overtook is dropped whole.
 #include <QObject>
 #include <array>
+#include <atomic>
+#include <memory>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -26,6 +28,7 @@
 #include "app/store/refresh_plan.hpp"
 #include "app/store/state_files.hpp"
 #include "app/store/timers.hpp"
+#include "app/store/usb_read.hpp"
 
 namespace app {
 
@@ -51,6 +54,9 @@ using Work = std::function<void(std::function<void()> work, std::function<void()
 
 /// A Work on Qt's global thread pool, handing back through `context`'s event loop.
 Work qtWork(QObject* context);
+/// Runs a careful check on a thread of its own and hands its end to `context`'s event loop
+/// (the store's `runCheck`); nothing comes back once `context` is gone.
+std::function<void(std::function<void()> work, std::function<void()> done)> qtRunCheck(QObject* context);
 
 /// Byte counters of a disk since boot.
 struct IOStats {
@@ -119,6 +125,12 @@ class DriveStore final : public QObject {
         std::function<bool(const std::string& bsdName)> mountAgain;
         /// Where ejecting and mounting run.
         Work work;
+        /// The careful check of a USB drive; called off the store's thread, by `runCheck`.
+        USBRead::Run usbCheck;
+        /// Runs `work` away from the store's thread, then `done` on it.
+        std::function<void(std::function<void()> work, std::function<void()> done)> runCheck;
+        /// Whether discovery still finds a drive by kernel name.
+        std::function<bool(const std::string& bsdName)> driveFound;
     };
 
     static constexpr Timers::Duration kDebounce{700};
@@ -179,6 +191,20 @@ class DriveStore final : public QObject {
     /// A USB check began or ended on the drive at `usbKey`: ejecting it is refused meanwhile.
     void setUSBCheck(const std::string& usbKey, bool underWay);
 
+    /// Starts the careful check of a USB drive: false, with nothing changed, for an NVMe
+    /// enclosure, a RAID member, a drive without a USB key, one under a check already or
+    /// one discovery no longer finds. `automatic` for a check the arrival started.
+    bool startUSBRead(const DriveSummary& drive, bool automatic);
+    /// Stops the check of the drive with that USB key; it gives the drive back and ends
+    /// without a problem.
+    void cancelUSBRead(const std::string& usbKey);
+    /// Checks again the drive whose check failed; false as `startUSBRead`.
+    bool retryUSBRead(const std::string& usbKey);
+    /// What the card of the drive with that USB key shows: a step, a problem, or nothing.
+    std::optional<USBRead::State> usbReadState(const std::string& usbKey) const;
+    /// Where the user cancelled the last check of that drive.
+    std::optional<USBRead::Step> cancelledUSBRead(const std::string& usbKey) const;
+
     /// Called after each pass, shown or dropped.
     std::function<void(const PassReport&)> onPass;
     /// Called when a job was ejected, before the pass that follows it.
@@ -211,6 +237,17 @@ class DriveStore final : public QObject {
     USBReports usbReports_;
     std::set<std::string> usbScans_;
     std::set<std::string> usbReads_;
+    struct USBCheck {
+        DriveSummary drive;
+        bool automatic = false;
+        std::shared_ptr<std::atomic<bool>> stop;
+        std::shared_ptr<std::atomic<USBRead::Step>> step;
+    };
+    std::map<std::string, USBCheck> usbChecks_;
+    std::map<std::string, USBRead::CheckProblem> failedUSBReads_;
+    std::map<std::string, USBRead::Step> cancelledUSBReads_;
+    std::map<std::string, DriveSummary> lastUSBChecked_;
+    void endUSBRead(const std::string& key, drivekit::Result<SummaryBuilder::Reading, Failure> outcome);
     std::map<std::string, drivekit::json::SystemTime> recentUSBReads_;
     std::set<std::string> previousUSBKeys_;
     std::optional<Arrival> arrival_;

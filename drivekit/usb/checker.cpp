@@ -49,8 +49,6 @@ constexpr std::string_view asleepSentence =
 
 // Progress lines.
 constexpr std::string_view unmountingLine = "Unmounting %s…";
-constexpr std::string_view takingOverLine = "Taking over the USB device…";
-constexpr std::string_view givingBackLine = "Giving the device back to Linux…";
 constexpr std::string_view waitingLine = "Waiting for the drive to come back…";
 constexpr std::string_view enclosureLine = "Enclosure reports: %s %s";
 constexpr std::string_view driveLine = "Drive: %s (ATA PASS-THROUGH %s)";

@@ -41,6 +41,11 @@ namespace drivekit::Checker {
 /// Takes one progress line ("Unmounting sdb…").
 using Log = std::function<void(const std::string&)>;
 
+/// The progress lines that mark the capture and the release, by which a caller follows
+/// the steps of a check.
+inline constexpr std::string_view takingOverLine = "Taking over the USB device…";
+inline constexpr std::string_view givingBackLine = "Giving the device back to Linux…";
+
 /// Why a check ended without a reading: the sentence the user sees. Failures of the
 /// unmount and of the capture keep their own layer's sentence.
 struct Failure {

@@ -233,6 +233,10 @@ TEST_F(ServiceOnPrivateBus, NamesOutsideDiscoveryAndMalformedCallsAreRefusedBefo
                                              "org.example.Other", "NVMeHealthLog");
     foreign << QString("nvme0n1");
     EXPECT_EQ(errorOf(client().call(foreign)), unknownMethod);
+    // What the bus itself offers of every object still answers.
+    const auto xml = client().call(QDBusMessage::createMethodCall(qs(Protocol::busName), qs(Protocol::objectPath),
+                                                                  "org.freedesktop.DBus.Introspectable", "Introspect"));
+    EXPECT_TRUE(xml.arguments().value(0).toString().contains("<method name=\"StartSelfTest\">"));
     EXPECT_TRUE(authority_.asked.empty());
 }
 

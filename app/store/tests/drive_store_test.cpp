@@ -65,6 +65,7 @@ class DriveStoreTest : public ::testing::Test {
                       ("store-" + std::to_string(::getpid()) + "-" +
                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
     std::unique_ptr<DriveStore> store;
+    std::function<void(DriveStore::Services&)> extra;
 
     void SetUp() override { make(Prefs{}); }
     void TearDown() override {
@@ -92,6 +93,7 @@ class DriveStoreTest : public ::testing::Test {
             work();
             then();
         };
+        if (extra) extra(services);
         store = std::make_unique<DriveStore>(std::move(services), std::move(prefs));
         store->onPass = [this](const PassReport& report) { passes.push_back(report); };
     }
@@ -324,6 +326,106 @@ TEST_F(DriveStoreTest, EventsOfBothSourcesMakeOnePassAndItsSettlingPass) {
     EXPECT_EQ(passesRead, 2);
     std::sort(lines.begin(), lines.end());
     EXPECT_EQ(lines, (std::vector<std::string>{"event: added sdc", "event: mounts changed"}));
+}
+
+// The careful check of a USB drive, run when the test says, answering what it is told.
+class USBReadTest : public DriveStoreTest {
+  protected:
+    std::deque<std::pair<std::function<void()>, std::function<void()>>> held;
+    std::function<drivekit::Result<SummaryBuilder::Reading, Failure>(const std::function<bool()>&,
+                                                                    const std::function<void(const std::string&)>&)>
+        answer = [](auto&&, auto&&) { return SummaryBuilder::Reading{}; };
+    std::set<std::string> present{"sdb"};
+
+    void SetUp() override {
+        reads.immediate = true;
+        extra = [this](DriveStore::Services& services) {
+            services.usbCheck = [this](const std::string&, const std::function<bool()>& stop,
+                                       const std::function<void(const std::string&)>& progress) {
+                return answer(stop, progress);
+            };
+            services.runCheck = [this](auto work, auto done) { held.emplace_back(std::move(work), std::move(done)); };
+            services.driveFound = [this](const std::string& name) { return present.contains(name); };
+        };
+        Prefs prefs;
+        prefs.approvedUSB = {"152D:0578:500"};
+        make(prefs);
+    }
+    void finish() {
+        auto [work, done] = std::move(held.front());
+        held.pop_front();
+        work();
+        done();
+    }
+    static DriveSummary usb(std::string name = "sdb") {
+        DriveSummary d = drive(std::move(name));
+        d.usbKey = "0x02100000-500";
+        d.usbSignature = "152D:0578:500";
+        return d;
+    }
+};
+
+TEST_F(USBReadTest, WhatCantBeTakenIsRefusedAndASecondStartChangesNothing) {
+    DriveSummary bridge = usb();
+    bridge.usbNVMeBridge = true;
+    DriveSummary member = usb();
+    member.isRAIDMember = true;
+    DriveSummary keyless = usb();
+    keyless.usbKey.reset();
+    for (const auto& refused : {bridge, member, keyless, usb("sdz")}) EXPECT_FALSE(store->startUSBRead(refused, false));
+    EXPECT_FALSE(store->usbReadState("0x02100000-500"));
+
+    ASSERT_TRUE(store->startUSBRead(usb(), false));
+    EXPECT_FALSE(store->startUSBRead(usb(), false));
+    EXPECT_EQ(held.size(), 1u);
+    EXPECT_EQ(store->usbReadState("0x02100000-500"), (USBRead::State{USBRead::Step::unmounting, std::nullopt}));
+}
+
+TEST_F(USBReadTest, AFailedCheckLeavesItsProblemAndARetryThatReadsClearsIt) {
+    std::optional<USBRead::State> during;
+    answer = [&](auto&&, const std::function<void(const std::string&)>& progress)
+        -> drivekit::Result<SummaryBuilder::Reading, Failure> {
+        progress(std::string(drivekit::Checker::takingOverLine));
+        during = store->usbReadState("0x02100000-500");
+        return drivekit::Unexpected(Failure{Failure::Kind::captureRefused, "sdb", "no pass-through"});
+    };
+    ASSERT_TRUE(store->startUSBRead(usb(), false));
+    finish();
+    EXPECT_EQ(during, (USBRead::State{USBRead::Step::reading, std::nullopt}));
+    const auto failed = store->usbReadState("0x02100000-500");
+    ASSERT_TRUE(failed && failed->problem);
+    EXPECT_EQ(*failed->problem, (USBRead::CheckProblem{USBRead::Step::reading, "Vantrel can't read sdb over USB",
+                                                       "Vantrel still tracks its read and write errors.", std::nullopt}));
+
+    answer = [](auto&&, auto&&) { return SummaryBuilder::Reading{}; };
+    ASSERT_TRUE(store->retryUSBRead("0x02100000-500"));
+    finish();
+    EXPECT_FALSE(store->usbReadState("0x02100000-500"));
+    EXPECT_FALSE(store->retryUSBRead("0x02100000-500"));
+}
+
+TEST_F(USBReadTest, ACancelledCheckEndsWithoutAProblemAndRemembersWhereItWas) {
+    answer = [](const std::function<bool()>& stop, auto&&) -> drivekit::Result<SummaryBuilder::Reading, Failure> {
+        EXPECT_TRUE(stop());
+        return drivekit::Unexpected(Failure{Failure::Kind::interrupted, "sdb"});
+    };
+    ASSERT_TRUE(store->startUSBRead(usb(), false));
+    store->cancelUSBRead("0x02100000-500");
+    finish();
+    EXPECT_FALSE(store->usbReadState("0x02100000-500"));
+    EXPECT_EQ(store->cancelledUSBRead("0x02100000-500"), USBRead::Step::unmounting);
+}
+
+TEST_F(USBReadTest, ACheckOnArrivalThatWasntAllowedTheDriveForgetsItsApproval) {
+    answer = [](auto&&, auto&&) -> drivekit::Result<SummaryBuilder::Reading, Failure> {
+        return drivekit::Unexpected(Failure{Failure::Kind::notAuthorized, "sdb"});
+    };
+    ASSERT_TRUE(store->startUSBRead(usb(), true));
+    finish();
+    const auto state = store->usbReadState("0x02100000-500");
+    ASSERT_TRUE(state && state->problem);
+    EXPECT_EQ(state->problem->title, "Linux kept sdb this time");
+    EXPECT_FALSE(store->prefs().approvedUSB.contains("152D:0578:500"));
 }
 
 }  // namespace
