@@ -248,7 +248,7 @@ std::optional<MountReport> mountDrive(Machine& machine, std::string_view bsdName
     if (machine.volumes == nullptr) return std::nullopt;
     if (!drivekit::Discovery::drive(bsdName, sourcesOf(machine))) return std::nullopt;
     MountReport report;
-    report.sentences = machine.volumes->mountWhole(bsdName);
+    report.sentences = machine.volumes->mountAll(bsdName);
     if (machine.mounts != nullptr) {
         for (const auto& mount : platform::mountsOfDisk(bsdName, machine.sysfs, machine.mounts->list())) {
             report.mountPoints.push_back(mount.mountPoint);

@@ -49,6 +49,11 @@ public:
     /// mount table for the outcome.
     virtual std::vector<std::string> mountWhole(std::string_view disk) = 0;
 
+    /// Mounts every file system of the disk that isn't mounted, for a user who asks for
+    /// the drive back (not only what `unmountWhole` took): where the system chooses, or,
+    /// where it can't choose, what `mountWhole` remembers. Sentences as for `mountWhole`.
+    virtual std::vector<std::string> mountAll(std::string_view disk) { return mountWhole(disk); }
+
     /// Stops the md array `array` ("md0") whole, which lets its members go; its file
     /// systems must be unmounted first. An array that is gone already is success. Never
     /// forced: an array still open is refused as busy.

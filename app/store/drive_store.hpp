@@ -120,8 +120,8 @@ class DriveStore final : public QObject {
         /// Runs an eject to its answer; called off the store's thread. Absent, nothing
         /// is ejected.
         std::function<EjectOutcome(const EjectJob&)> eject;
-        /// Mounts a drive's volumes again by kernel name and says whether any is mounted
-        /// now; called off the store's thread.
+        /// Mounts a drive's volumes again by kernel name (`Volumes::mountAll`) and says
+        /// whether any is mounted now; called off the store's thread.
         std::function<bool(const std::string& bsdName)> mountAgain;
         /// Where ejecting and mounting run.
         Work work;

@@ -242,6 +242,16 @@ Result<void, UnmountFailure> LinuxVolumes::unmountWhole(std::string_view disk, d
     return {};
 }
 
+std::vector<std::string> LinuxVolumes::mountAll(std::string_view disk) {
+    const bool remembered = unmounted_.contains(disk) || identities_.contains(disk) || !lastDisk_.empty();
+    auto sentences = mountWhole(disk);
+    if (!remembered) {
+        sentences.push_back("Without the disk service, only volumes this run unmounted can be mounted back; mount " +
+                            std::string(disk) + " with mount(8).");
+    }
+    return sentences;
+}
+
 Result<void, UnmountFailure> LinuxVolumes::stopArray(std::string_view array, double) {
     // Stopping is immediate or refused at once (EBUSY while anything holds it open).
     if (!sysfs_.exists(blockPath(array) + "/md")) return {};

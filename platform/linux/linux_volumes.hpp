@@ -66,6 +66,9 @@ public:
     /// (the call goes on in the background, and the caller mounts back what went).
     Result<void, UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override;
     std::vector<std::string> mountWhole(std::string_view disk) override;
+    /// What `mountWhole` remembers; the kernel chooses no folders, so a disk this object
+    /// never unmounted gets a sentence saying so.
+    std::vector<std::string> mountAll(std::string_view disk) override;
     /// Writes "clear" to the array's md/array_state, the kernel's own stop.
     Result<void, UnmountFailure> stopArray(std::string_view array, double timeoutSeconds) override;
     /// Removes the USB device the disk hangs under (its hub port is switched off), else

@@ -90,6 +90,7 @@ public:
         return chosen().unmountWhole(disk, timeoutSeconds);
     }
     std::vector<std::string> mountWhole(std::string_view disk) override { return chosen().mountWhole(disk); }
+    std::vector<std::string> mountAll(std::string_view disk) override { return chosen().mountAll(disk); }
     platform::Result<void, platform::UnmountFailure> stopArray(std::string_view array, double timeoutSeconds) override {
         return chosen().stopArray(array, timeoutSeconds);
     }
@@ -183,10 +184,7 @@ std::vector<std::string> UDisksVolumes::mountWhole(std::string_view disk) {
         // The kernel may give the disk a new name when it finds it again: its partitions
         // keep their numbers under the new one.
         it = unmounted_.find(lastDisk_);
-        if (it == unmounted_.end()) {
-            mountUnmounted(disk);
-            return {};
-        }
+        if (it == unmounted_.end()) return {};
         renamedFrom = lastDisk_;
     }
     const auto& devices = it->second;
@@ -204,10 +202,11 @@ std::vector<std::string> UDisksVolumes::mountWhole(std::string_view disk) {
     return {};
 }
 
-void UDisksVolumes::mountUnmounted(std::string_view disk) {
-    // Nothing remembered (another process unmounted it): every device of the disk that may
-    // hold a file system. Those without one answer that they have no such interface; those
-    // mounted already answer so; both are left as they are.
+std::vector<std::string> UDisksVolumes::mountAll(std::string_view disk) {
+    mountWhole(disk);
+    // Then every device of the disk that may hold a file system. Those without one answer
+    // that they have no such interface; those mounted already answer so; both are left as
+    // they are.
     std::vector<std::string> devices = platform::partitionsOf(sysfs_, disk);
     if (devices.empty()) devices.emplace_back(disk);
     for (auto& stacked : platform::stackedOn(disk, sysfs_)) devices.push_back(std::move(stacked));
@@ -218,6 +217,7 @@ void UDisksVolumes::mountUnmounted(std::string_view disk) {
                                            [&](const platform::Mount& m) { return m.source == device; });
         if (!isMounted) callFilesystem(bus_, device, "Mount", mountWaitMs);
     }
+    return {};
 }
 
 platform::Result<void, platform::UnmountFailure> UDisksVolumes::stopArray(std::string_view array,

@@ -49,17 +49,16 @@ public:
 
     platform::Result<void, platform::UnmountFailure> unmountWhole(std::string_view disk, double timeoutSeconds) override;
     /// Mounts where the service chooses (its folder under /media); a file system somebody
-    /// mounted already (the automounter) is left as it is. For a disk this object didn't
-    /// unmount, every file system of the disk that isn't mounted.
+    /// mounted already (the automounter) is left as it is.
     std::vector<std::string> mountWhole(std::string_view disk) override;
+    /// What this object unmounted of the disk, then every other file system of it.
+    std::vector<std::string> mountAll(std::string_view disk) override;
     /// MDRaid.Stop on the array object the block device names.
     platform::Result<void, platform::UnmountFailure> stopArray(std::string_view array, double timeoutSeconds) override;
     /// Drive.PowerOff on the drive object the block device names.
     platform::Result<void, platform::UnmountFailure> powerOff(std::string_view disk, double timeoutSeconds) override;
 
 private:
-    void mountUnmounted(std::string_view disk);
-
     const QDBusConnection bus_;
     const platform::Sysfs& sysfs_;
     const platform::Mounts& mounts_;
