@@ -118,7 +118,6 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
     const app::StatePaths paths = statePaths(demo);
     app::ReadContext context = app::readContextOf(machine);
     context.wake = false;  // a monitor must never keep disks spinning
-    app::LinuxProcFiles procFiles;
     std::optional<app::SystemStats> system;
 
     app::DriveStore::Services services;
@@ -132,8 +131,9 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
     services.locale = machine.locale;
     services.log = [&out](const std::string& line) { out << line << std::endl; };
     services.system = [&]() -> std::optional<app::SystemMark> {
-        if (demo) return std::nullopt;
-        system = app::SystemStatsReader::updated(system, app::SystemStatsReader::read(procFiles, std::nullopt));
+        if (demo || !machine.procFiles) return std::nullopt;
+        system = app::SystemStatsReader::updated(
+            system, app::SystemStatsReader::read(*machine.procFiles, machine.sysfs, std::nullopt));
         return system->mark();
     };
     app::DriveStore store(std::move(services), app::StateFiles::readPrefs(paths.prefs()));
