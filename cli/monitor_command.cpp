@@ -145,7 +145,6 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
     const app::StatePaths paths = statePaths(demo);
     app::ReadContext context = app::readContextOf(machine);
     context.wake = false;  // a monitor must never keep disks spinning
-    app::LinuxProcFiles procFiles;
     std::optional<app::SystemStats> system;
 
     app::DriveStore::Services services;
@@ -160,8 +159,9 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
     services.log = [&out](const std::string& line) { out << line << std::endl; };
     if (machine.blockCounters != nullptr) services.ioStats = app::ioStatsFrom(*machine.blockCounters);
     services.system = [&]() -> std::optional<app::SystemMark> {
-        if (demo) return std::nullopt;
-        system = app::SystemStatsReader::updated(system, app::SystemStatsReader::read(procFiles, std::nullopt));
+        if (demo || !machine.procFiles) return std::nullopt;
+        system = app::SystemStatsReader::updated(
+            system, app::SystemStatsReader::read(*machine.procFiles, machine.sysfs, std::nullopt));
         return system->mark();
     };
     // Notes go to the desktop when it has a notification service, else into this log.

@@ -38,6 +38,7 @@ class Proc final : public platform::ProcFiles {
     }
     std::optional<std::string> readLink(std::string_view) const override { return std::string(parts_[4]); }
     long ticksPerSecond() const override { return 100; }
+    std::uint64_t pageSize() const override { return 4096; }
     std::optional<std::uint64_t> bootMicros() const override { return 1'763'200'000'000'000; }
 
   private:

@@ -1,7 +1,9 @@
 #pragma once
-// Read access to the kernel's process table under /proc: the per-process counters, start
-// times, executables and cgroups that write accounting reads. Paths are relative to the
-// /proc folder ("stat", "1234/io"); an implementation may map them onto a fixture tree.
+// Read access to the kernel's files under /proc: the per-process counters, start times,
+// executables and cgroups that write accounting reads, and the system's own figures (swap,
+// memory pressure, this process's costs) that the monitor shows. Paths are relative to
+// the /proc folder ("stat", "1234/io", "self/stat", "meminfo"); an implementation may map
+// them onto a fixture tree.
 //
 // Nothing here raises: a process can end between listing it and reading its files, and
 // that is an ordinary answer (nothing), never an error.
@@ -31,8 +33,21 @@ class ProcFiles {
     /// thread, a zombie) or the process is gone.
     virtual std::optional<std::string> readLink(std::string_view relative) const = 0;
 
+    /// The whole of a small text file such as "meminfo" or "self/stat" (up to 64 KB);
+    /// nothing when it can't be read.
+    std::optional<std::string> text(std::string_view relative) const {
+        std::string buffer(65536, '\0');
+        const auto size = read(relative, buffer);
+        if (!size) return std::nullopt;
+        buffer.resize(*size);
+        return buffer;
+    }
+
     /// Clock ticks per second, the unit of the start time in "<pid>/stat".
     virtual long ticksPerSecond() const = 0;
+
+    /// The size of a memory page, the unit of the page counts in "vmstat".
+    virtual std::uint64_t pageSize() const = 0;
 
     /// When the system booted, in microseconds since 1970: the zero of the start times in
     /// "<pid>/stat". Finer than "btime" of /proc/stat, which is cut to the second and would

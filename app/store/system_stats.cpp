@@ -1,30 +1,11 @@
 #include "app/store/system_stats.hpp"
 
-#include <unistd.h>
-
-#include <fstream>
+#include <algorithm>
+#include <cstdlib>
 #include <sstream>
 #include <vector>
 
 namespace app {
-
-std::optional<std::string> LinuxProcFiles::read(const std::string& path) const {
-    std::ifstream in(path);
-    if (!in) return std::nullopt;
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
-
-std::uint64_t LinuxProcFiles::pageSize() const {
-    const long size = ::sysconf(_SC_PAGESIZE);
-    return size > 0 ? static_cast<std::uint64_t>(size) : 4096;
-}
-
-double LinuxProcFiles::ticksPerSecond() const {
-    const long ticks = ::sysconf(_SC_CLK_TCK);
-    return ticks > 0 ? static_cast<double>(ticks) : 100.0;
-}
 
 namespace {
 
@@ -56,9 +37,10 @@ std::uint64_t whole(double value) { return value > 0 ? static_cast<std::uint64_t
 
 namespace SystemStatsReader {
 
-SystemStats read(const ProcFiles& files, const std::optional<std::string>& bootDrive) {
+SystemStats read(const platform::ProcFiles& proc, const platform::Sysfs& sysfs,
+                 const std::optional<std::string>& bootDrive) {
     SystemStats stats;
-    if (const auto meminfo = files.read("/proc/meminfo")) {
+    if (const auto meminfo = proc.text("meminfo")) {
         const auto total = field(*meminfo, "SwapTotal:");
         const auto free = field(*meminfo, "SwapFree:");
         if (total && free && *total >= *free) {
@@ -66,38 +48,38 @@ SystemStats read(const ProcFiles& files, const std::optional<std::string>& bootD
             stats.swapUsedBytes = whole((*total - *free) * 1024);
         }
     }
-    if (const auto vmstat = files.read("/proc/vmstat")) {
-        if (const auto out = field(*vmstat, "pswpout ")) stats.swapOutBytesSinceBoot = whole(*out) * files.pageSize();
+    if (const auto vmstat = proc.text("vmstat")) {
+        if (const auto out = field(*vmstat, "pswpout ")) stats.swapOutBytesSinceBoot = whole(*out) * proc.pageSize();
     }
-    if (const auto pressure = files.read("/proc/pressure/memory")) {
+    if (const auto pressure = proc.text("pressure/memory")) {
         if (const auto some = field(*pressure, "some avg10=")) {
             stats.pressure = *some >= 40   ? SystemStats::Pressure::high
                              : *some >= 10 ? SystemStats::Pressure::elevated
                                            : SystemStats::Pressure::normal;
         }
     }
-    if (const auto stat = files.read("/proc/stat")) {
+    if (const auto stat = proc.text("stat")) {
         if (const auto btime = field(*stat, "btime ")) {
             stats.bootDate = drivekit::json::SystemTime{} + std::chrono::seconds(whole(*btime));
         }
     }
     if (bootDrive) {
         // Field 7 of the block layer's stat: sectors of 512 bytes written.
-        if (const auto blockStat = files.read("/sys/class/block/" + *bootDrive + "/stat")) {
+        if (const auto blockStat = sysfs.read("/sys/class/block/" + *bootDrive + "/stat")) {
             const auto w = words(*blockStat);
             if (w.size() > 6) stats.writtenSinceBootBytes = std::strtoull(w[6].c_str(), nullptr, 10) * 512;
         }
     }
-    if (const auto io = files.read("/proc/self/io")) {
+    if (const auto io = proc.text("self/io")) {
         if (const auto written = field(*io, "write_bytes:")) stats.selfWrittenBytes = whole(*written);
     }
     // utime and stime are fields 14 and 15, the start time field 22, after the name in
     // parentheses, which may itself hold spaces.
-    const auto self = files.read("/proc/self/stat");
-    const auto uptime = files.read("/proc/uptime");
+    const auto self = proc.text("self/stat");
+    const auto uptime = proc.text("uptime");
     if (self && self->rfind(')') != std::string::npos) {
         const auto w = words(self->substr(self->rfind(')') + 1));
-        const double ticks = files.ticksPerSecond();
+        const double ticks = static_cast<double>(proc.ticksPerSecond());
         if (w.size() > 19) {
             stats.selfCPUSeconds = (std::strtod(w[11].c_str(), nullptr) + std::strtod(w[12].c_str(), nullptr)) / ticks;
             const double started = std::strtod(w[19].c_str(), nullptr) / ticks;

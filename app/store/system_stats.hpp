@@ -9,6 +9,8 @@
 
 #include "app/store/reading.hpp"
 #include "drivekit/core/json.hpp"
+#include "platform/proc_files.hpp"
+#include "platform/sysfs.hpp"
 
 namespace app {
 
@@ -31,35 +33,12 @@ struct SystemStats {
     bool operator==(const SystemStats&) const = default;
 };
 
-/// The kernel's text files by absolute path ("/proc/meminfo"); tests fill them in.
-class ProcFiles {
-  public:
-    virtual ~ProcFiles() = default;
-    /// The whole file; nothing when it can't be read.
-    virtual std::optional<std::string> read(const std::string& path) const = 0;
-    virtual std::uint64_t pageSize() const = 0;
-    /// Clock ticks per second of /proc/<pid>/stat times.
-    virtual double ticksPerSecond() const = 0;
-
-  protected:
-    ProcFiles() = default;
-    ProcFiles(const ProcFiles&) = default;
-    ProcFiles& operator=(const ProcFiles&) = default;
-};
-
-/// The running system's files.
-class LinuxProcFiles final : public ProcFiles {
-  public:
-    std::optional<std::string> read(const std::string& path) const override;
-    std::uint64_t pageSize() const override;
-    double ticksPerSecond() const override;
-};
-
 namespace SystemStatsReader {
 
-/// A snapshot; `bootDrive` is the kernel name of the disk holding "/", when known.
-/// The process's CPU share is over its whole life.
-SystemStats read(const ProcFiles& files, const std::optional<std::string>& bootDrive);
+/// A snapshot from /proc, and from the block layer's counters of `bootDrive` (the kernel
+/// name of the disk holding "/", when known). The process's CPU share is over its whole life.
+SystemStats read(const platform::ProcFiles& proc, const platform::Sysfs& sysfs,
+                 const std::optional<std::string>& bootDrive);
 
 /// The next figures after `old`: the CPU share over the interval since the last update,
 /// unless it is under a second, when the old CPU figures stay, so that a short interval

@@ -90,8 +90,6 @@ TEST_F(ScanRunTest, ScansANamedDiskThroughItsRouteAndSavesTheLatest) {
 
     EXPECT_EQ(ScanRun::run(platform, "nvme0n1p1", Mode::full, {}, {}).failure, ScanRun::Outcome::Failure::notADisk);
     EXPECT_EQ(ScanRun::run(platform, "../etc", Mode::full, {}, {}).failure, ScanRun::Outcome::Failure::notADisk);
-    EXPECT_EQ(ScanRun::routeFor("sda"), ScanRun::Route::scsi);
-    EXPECT_EQ(ScanRun::routeFor("mmcblk0"), ScanRun::Route::blockReads);
 }
 
 TEST(ScanStore, DataFolderFollowsXDG) {
@@ -104,17 +102,6 @@ TEST(ScanStore, DataFolderFollowsXDG) {
     EXPECT_EQ(ScanStore::dataFolder(env({{"XDG_DATA_HOME", "/x"}, {"HOME", "/h"}})), "/x/vantrel");
     EXPECT_EQ(ScanStore::dataFolder(env({{"XDG_DATA_HOME", "relative"}, {"HOME", "/h"}})), "/h/.local/share/vantrel");
     EXPECT_EQ(ScanStore::dataFolder(env({})), "");
-}
-
-TEST(ScanProgress, ToneIsTheWorstSoFar) {
-    Result r;
-    r.readsPlanned = 3;
-    r.readsDone = 2;
-    r.slowReads = 1;
-    EXPECT_EQ(ScanProgress::of(r), (ScanProgress{66, ScanProgress::Tone::slow, false}));
-    r.failedReads = 1;
-    r.readsDone = 3;
-    EXPECT_EQ(ScanProgress::of(r), (ScanProgress{100, ScanProgress::Tone::unreadable, true}));
 }
 
 }  // namespace

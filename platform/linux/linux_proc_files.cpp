@@ -69,6 +69,11 @@ std::optional<std::uint64_t> LinuxProcFiles::bootMicros() const {
     return seconds * 1'000'000;
 }
 
+std::uint64_t LinuxProcFiles::pageSize() const {
+    const long size = ::sysconf(_SC_PAGESIZE);
+    return size > 0 ? static_cast<std::uint64_t>(size) : 4096;
+}
+
 std::vector<std::int32_t> LinuxProcFiles::pids() const {
     std::vector<std::int32_t> found;
     if (folder_ < 0) return found;

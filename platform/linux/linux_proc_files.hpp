@@ -21,6 +21,7 @@ class LinuxProcFiles final : public ProcFiles {
     std::optional<std::size_t> read(std::string_view relative, std::span<char> buffer) const override;
     std::optional<std::string> readLink(std::string_view relative) const override;
     long ticksPerSecond() const override { return ticks_; }
+    std::uint64_t pageSize() const override;
     /// On the system's /proc, the wall clock less the time since boot; under a fixture
     /// tree, "btime" of its stat file.
     std::optional<std::uint64_t> bootMicros() const override;

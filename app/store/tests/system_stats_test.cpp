@@ -2,34 +2,45 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
+
+#include "platform/demo/demo_sysfs.hpp"
 
 namespace app {
 namespace {
 
-struct Files final : ProcFiles {
-    std::map<std::string, std::string> text;
-    std::optional<std::string> read(const std::string& path) const override {
-        const auto it = text.find(path);
-        return it == text.end() ? std::nullopt : std::optional(it->second);
+// /proc as texts by relative name.
+struct Files final : platform::ProcFiles {
+    std::map<std::string, std::string, std::less<>> text;
+    std::vector<std::int32_t> pids() const override { return {}; }
+    std::optional<std::size_t> read(std::string_view relative, std::span<char> buffer) const override {
+        const auto it = text.find(relative);
+        if (it == text.end()) return std::nullopt;
+        const std::size_t size = std::min(it->second.size(), buffer.size());
+        std::copy_n(it->second.begin(), size, buffer.begin());
+        return size;
     }
+    std::optional<std::string> readLink(std::string_view) const override { return std::nullopt; }
+    long ticksPerSecond() const override { return 100; }
     std::uint64_t pageSize() const override { return 4096; }
-    double ticksPerSecond() const override { return 100; }
+    std::optional<std::uint64_t> bootMicros() const override { return std::nullopt; }
 };
 
 TEST(SystemStats, ReadsEachSourceAloneAndLeavesTheRestAtZero) {
     Files files;
-    EXPECT_EQ(SystemStatsReader::read(files, "nvme0n1"), SystemStats{});
+    platform::DemoSysfs sysfs;
+    EXPECT_EQ(SystemStatsReader::read(files, sysfs, "nvme0n1"), SystemStats{});
 
-    files.text["/proc/meminfo"] = "MemTotal: 8000 kB\nSwapTotal:     2048 kB\nSwapFree:      1024 kB\n";
-    files.text["/proc/vmstat"] = "pswpin 7\npswpout 10\n";
-    files.text["/proc/pressure/memory"] = "some avg10=12.50 avg60=3.00 avg300=1.00 total=5\nfull avg10=0.00\n";
-    files.text["/proc/stat"] = "cpu  1 2 3\nbtime 1763884800\n";
-    files.text["/sys/class/block/nvme0n1/stat"] = "  100 0 800 5 200 0 4000 9 0 10 14\n";
-    files.text["/proc/self/io"] = "rchar: 5\nwrite_bytes: 8192\n";
-    files.text["/proc/self/stat"] = "42 (vantrel (a b)) S 1 42 42 0 -1 0 0 0 0 0 150 50 0 0 20 0 1 0 1000 0 0\n";
-    files.text["/proc/uptime"] = "50.00 90.00\n";
-    const auto stats = SystemStatsReader::read(files, "nvme0n1");
+    files.text["meminfo"] = "MemTotal: 8000 kB\nSwapTotal:     2048 kB\nSwapFree:      1024 kB\n";
+    files.text["vmstat"] = "pswpin 7\npswpout 10\n";
+    files.text["pressure/memory"] = "some avg10=12.50 avg60=3.00 avg300=1.00 total=5\nfull avg10=0.00\n";
+    files.text["stat"] = "cpu  1 2 3\nbtime 1763884800\n";
+    sysfs.addFile("/sys/class/block/nvme0n1/stat", "  100 0 800 5 200 0 4000 9 0 10 14\n");
+    files.text["self/io"] = "rchar: 5\nwrite_bytes: 8192\n";
+    files.text["self/stat"] = "42 (vantrel (a b)) S 1 42 42 0 -1 0 0 0 0 0 150 50 0 0 20 0 1 0 1000 0 0\n";
+    files.text["uptime"] = "50.00 90.00\n";
+    const auto stats = SystemStatsReader::read(files, sysfs, "nvme0n1");
     EXPECT_EQ(stats.swapTotalBytes, 2048u * 1024);
     EXPECT_EQ(stats.swapUsedBytes, 1024u * 1024);
     EXPECT_EQ(stats.swapOutBytesSinceBoot, 10u * 4096);
