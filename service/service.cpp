@@ -14,6 +14,9 @@ namespace Protocol = app::ServiceProtocol;
 
 namespace {
 
+// More than a whole list of drives read at once, and a check or two beside them.
+constexpr std::size_t maxJobs = 32;
+
 QString qs(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
 
 std::vector<Protocol::Arg> argumentsOf(const QDBusMessage& message) {
@@ -184,6 +187,11 @@ void Service::dispatch(const QDBusMessage& message) {
 }
 
 void Service::start(const QDBusMessage& message, Protocol::Request request, std::optional<drivekit::Drive> drive) {
+    // Each operation holds a thread: a flood of calls is turned away, not given threads.
+    if (jobs_.size() >= maxJobs) {
+        bus_.send(message.createErrorReply(qs(Protocol::Error::failed), QStringLiteral("Too many calls at once.")));
+        return;
+    }
     const QString caller = message.service();
     auto stop = std::make_shared<std::atomic<bool>>(false);
     callers_.addWatchedService(caller);
@@ -194,6 +202,10 @@ void Service::start(const QDBusMessage& message, Protocol::Request request, std:
     job.thread = std::thread([this, message, request = std::move(request), drive = std::move(drive), stop] {
         auto answer = Operations::perform(options_.machine, request, drive, options_.usbCheck,
                                           [stop] { return stop->load(); });
+        // Approved before the answer leaves, so that the caller's next check finds it.
+        if (answer && request.operation == Protocol::Operation::usbCheck && drive) {
+            if (const auto signature = app::usbSignature(*drive)) options_.approvals.add(*signature);
+        }
         if (!answer) {
             bus_.send(message.createErrorReply(QString::fromStdString(answer.error().name),
                                                QString::fromStdString(answer.error().message)));
@@ -202,9 +214,6 @@ void Service::start(const QDBusMessage& message, Protocol::Request request, std:
             bus_.send(message.createReply(QVariant(data)));
         } else {
             bus_.send(message.createReply(QVariant(QString::fromStdString(std::get<std::string>(*answer)))));
-        }
-        if (answer && request.operation == Protocol::Operation::usbCheck && drive) {
-            if (const auto signature = app::usbSignature(*drive)) options_.approvals.add(*signature);
         }
         const auto id = std::this_thread::get_id();
         QMetaObject::invokeMethod(this, [this, id] { finished(id); }, Qt::QueuedConnection);
