@@ -155,6 +155,7 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
                               : app::Background([](auto read, auto back) { back(read()); });
     services.timers = &timers;
     services.paths = paths;
+    services.persistsApprovals = !demo;
     services.locale = machine.locale;
     services.log = [&out](const std::string& line) { out << line << std::endl; };
     if (machine.blockCounters != nullptr) services.ioStats = app::ioStatsFrom(*machine.blockCounters);

@@ -447,6 +447,7 @@ void DriveStore::endUSBRead(const std::string& key, drivekit::Result<SummaryBuil
     usbChecks_.erase(found);
     usbReads_.erase(key);
     recentUSBReads_[key] = timers_.now();
+    const auto approvedBefore = prefs_.approvedUSB;
     if (outcome) {
         usbReports_[key] = std::move(outcome).value();
         if (check.drive.usbSignature) prefs_.approvedUSB.insert(*check.drive.usbSignature);
@@ -459,7 +460,17 @@ void DriveStore::endUSBRead(const std::string& key, drivekit::Result<SummaryBuil
         failedUSBReads_[key] = USBRead::problemOf(why, check.step->load(), check.drive.name, check.automatic);
         log("USB check of " + check.drive.bsdName + " failed: " + failedUSBReads_[key].title);
     }
+    rememberApprovals(approvedBefore);
     refresh();
+}
+
+void DriveStore::rememberApprovals(const std::set<std::string>& before) {
+    if (prefs_.approvedUSB == before || !services_.persistsApprovals) return;
+    const auto path = services_.paths.prefs();
+    if (path.empty()) return;
+    // The file holds every preference: the others as this store knows them, which are the
+    // user's own, since only the store changes them while it runs.
+    if (!StateFiles::writePrefs(path, prefs_)) log("store: couldn't write " + path.string());
 }
 
 void DriveStore::cancelUSBRead(const std::string& usbKey) {

@@ -131,6 +131,9 @@ class DriveStore final : public QObject {
         std::function<void(std::function<void()> work, std::function<void()> done)> runCheck;
         /// Whether discovery still finds a drive by kernel name.
         std::function<bool(const std::string& bsdName)> driveFound;
+        /// The USB drives handed over are remembered in the preferences file; off in the
+        /// demo, whose approvals must not become this computer's.
+        bool persistsApprovals = false;
     };
 
     static constexpr Timers::Duration kDebounce{700};
@@ -176,6 +179,8 @@ class DriveStore final : public QObject {
     /// Removes the shared state, which tells other programs this one runs.
     void withdrawShared();
     void syncWidgetSettings();
+    /// Writes the preferences when the approved USB drives changed and they are kept.
+    void rememberApprovals(const std::set<std::string>& before);
 
     /// Sends a note through the store's silences; false when it stayed silent or couldn't
     /// be shown.

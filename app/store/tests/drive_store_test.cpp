@@ -346,6 +346,7 @@ class USBReadTest : public DriveStoreTest {
             };
             services.runCheck = [this](auto work, auto done) { held.emplace_back(std::move(work), std::move(done)); };
             services.driveFound = [this](const std::string& name) { return present.contains(name); };
+            services.persistsApprovals = true;
         };
         Prefs prefs;
         prefs.approvedUSB = {"152D:0578:500"};
@@ -426,6 +427,15 @@ TEST_F(USBReadTest, ACheckOnArrivalThatWasntAllowedTheDriveForgetsItsApproval) {
     ASSERT_TRUE(state && state->problem);
     EXPECT_EQ(state->problem->title, "Linux kept sdb this time");
     EXPECT_FALSE(store->prefs().approvedUSB.contains("152D:0578:500"));
+}
+
+TEST_F(USBReadTest, ADriveHandedOverIsRememberedInThePreferencesFile) {
+    DriveSummary other = usb();
+    other.usbSignature = "0BDA:9210:1000";
+    ASSERT_TRUE(store->startUSBRead(other, false));
+    finish();
+    const auto kept = StateFiles::readPrefs(folder / "config" / "prefs.json").approvedUSB;
+    EXPECT_EQ(kept, (std::set<std::string>{"0BDA:9210:1000", "152D:0578:500"}));
 }
 
 }  // namespace
