@@ -1,14 +1,16 @@
 #include "cli/monitor_command.hpp"
 
 #include <QCoreApplication>
+#include <QDBusConnection>
 #include <QMetaObject>
 #include <QTimer>
+#include <unistd.h>
+
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <QDBusConnection>
 #include <thread>
 
 #include "app/store/app_requests.hpp"
@@ -16,13 +18,14 @@
 #include "app/store/drive_store.hpp"
 #include "app/store/history.hpp"
 #include "app/store/note_sinks.hpp"
-#include "app/metrics.hpp"
-#include "platform/file_store.hpp"
 #include "app/store/single_instance.hpp"
 #include "app/store/store_events.hpp"
 #include "app/store/system_stats.hpp"
 #include "app/drive_check.hpp"
+#include "app/metrics.hpp"
 #include "app/shown.hpp"
+#include "app/writes/app_writes.hpp"
+#include "platform/file_store.hpp"
 #include "cli/exit_codes.hpp"
 
 namespace cli {
@@ -201,6 +204,29 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
         store.withdrawShared();
         return needsCare(store.allDrives()) ? exitNeedsCare : exitOK;
     }
+
+    // Which programs write to the system SSD: counted every 30 seconds into the write
+    // history, which `vantrel writes` then reads, while the monitor runs.
+    std::optional<app::WritesLoop> writes;
+    const auto access = app::WritesAccess::forUser(::geteuid() == 0, machine.procFiles, machine.serviceWrites);
+    if (!demo && access.source && !paths.data.empty() && machine.clock) {
+        app::AppWrites::Options options;
+        options.source = access.source;
+        options.files = app::AppWritesFiles::in(paths.data);
+        options.log = [&application, &out](const std::string& line) {
+            QMetaObject::invokeMethod(&application, [&out, line] { out << "writes: " << line << std::endl; },
+                                      Qt::QueuedConnection);
+        };
+        writes.emplace(std::move(options), *machine.clock);
+    }
+    const auto countPass = store.onPass;
+    store.onPass = [&, countPass](const app::PassReport& pass) {
+        countPass(pass);
+        if (!writes || !pass.shown) return;
+        for (const auto& drive : pass.drives) {
+            if (drive.hostsBootVolume) writes->setDriveWritten(drive.dataWrittenBytes);
+        }
+    };
 
     app::AppRequests requests(store, timers);
     requests.links().setHandler([&store](const std::string& link) { app::AppRequests::selectLinkedDrive(store, link); });

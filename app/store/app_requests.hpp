@@ -32,7 +32,7 @@ class AppRequests final : public QObject {
     /// when it didn't answer.
     static bool handOver(const std::string& url, std::string& error);
 
-  public slots:
+  public Q_SLOTS:
     /// A refresh, unless one was asked for in the last 5 s.
     Q_SCRIPTABLE void Refresh();
     /// Hands the link to the inbox, where it waits until a front end takes links.

@@ -215,7 +215,7 @@ void DriveStore::apply(std::uint64_t ticket, json::SystemTime started,
         selectedID_ = visible.empty() ? std::nullopt : std::optional<std::string>(visible.front().id);
     }
 
-    emit drivesChanged();
+    Q_EMIT drivesChanged();
     if (onPass) onPass(PassReport{ticket, elapsed, true, std::move(previous), allDrives_});
 }
 
@@ -359,12 +359,12 @@ void DriveStore::eject(const std::string& id) {
     if (const auto refused = Eject::refusal(job, usbReads_)) {
         ejectStates_[id] = EjectState{EjectState::Kind::refused, refused->reason};
         log(refused->log);
-        emit drivesChanged();
+        Q_EMIT drivesChanged();
         return;
     }
     if (!services_.eject || !services_.work) return;
     for (const auto& member : job.members) ejectStates_[member.id] = EjectState{EjectState::Kind::ejecting};
-    emit drivesChanged();
+    Q_EMIT drivesChanged();
     auto outcome = std::make_shared<EjectOutcome>();
     services_.work([eject = services_.eject, job, outcome] { *outcome = eject(job); },
                    [this, alive = std::weak_ptr<bool>(alive_), job, outcome] {
@@ -374,7 +374,7 @@ void DriveStore::eject(const std::string& id) {
                        const EjectState state = ejected ? EjectState{EjectState::Kind::ejected}
                                                         : EjectState{EjectState::Kind::refused, Eject::reason(*outcome)};
                        for (const auto& member : job.members) ejectStates_[member.id] = state;
-                       emit drivesChanged();
+                       Q_EMIT drivesChanged();
                        if (!ejected) return;
                        if (onEjected) onEjected(job);
                        refresh();
@@ -385,7 +385,7 @@ void DriveStore::remount(const std::string& id) {
     const auto drive = std::find_if(allDrives_.begin(), allDrives_.end(), [&](const DriveSummary& d) { return d.id == id; });
     if (drive == allDrives_.end() || !services_.mountAgain || !services_.work) return;
     ejectStates_[id] = EjectState{EjectState::Kind::mounting};
-    emit drivesChanged();
+    Q_EMIT drivesChanged();
     auto mounted = std::make_shared<bool>(false);
     services_.work([mount = services_.mountAgain, name = drive->bsdName, mounted] { *mounted = mount(name); },
                    [this, alive = std::weak_ptr<bool>(alive_), id, mounted] {
@@ -396,7 +396,7 @@ void DriveStore::remount(const std::string& id) {
                        } else {
                            ejectStates_[id] = EjectState{EjectState::Kind::mountFailed};
                        }
-                       emit drivesChanged();
+                       Q_EMIT drivesChanged();
                    });
 }
 
@@ -436,7 +436,7 @@ bool DriveStore::startUSBRead(const DriveSummary& drive, bool automatic) {
             if (alive.expired()) return;
             endUSBRead(key, std::move(*outcome));
         });
-    emit drivesChanged();
+    Q_EMIT drivesChanged();
     return true;
 }
 

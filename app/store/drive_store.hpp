@@ -215,7 +215,7 @@ class DriveStore final : public QObject {
     /// Called when a job was ejected, before the pass that follows it.
     std::function<void(const EjectJob&)> onEjected;
 
-  signals:
+  Q_SIGNALS:
     void drivesChanged();
 
   private:

@@ -153,5 +153,31 @@ TEST(AppWrites, isUnavailableWithoutASourceAndTimesOutASilentOne) {
     release.set_value();  // the late answer lands nowhere
 }
 
+// The monitor's loop takes its first snapshot at once and ends without waiting out its
+// 30 seconds when the monitor stops.
+TEST(WritesLoop, StepsAtOnceAndStopsWithoutWaitingOutItsPause) {
+    struct Counted final : WritesSource {
+        std::promise<void> first;
+        int calls = 0;
+        std::optional<std::vector<drivekit::ProcessWrites>> snapshot() override {
+            if (++calls == 1) first.set_value();
+            return std::vector<drivekit::ProcessWrites>{};
+        }
+    };
+    auto source = std::make_shared<Counted>();
+    auto first = source->first.get_future();
+    TestClock clock;
+    const auto started = std::chrono::steady_clock::now();
+    {
+        AppWrites::Options options;
+        options.source = source;
+        WritesLoop loop(std::move(options), clock);
+        loop.setDriveWritten(1'000'000);
+        ASSERT_EQ(first.wait_for(seconds(10)), std::future_status::ready);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - started, seconds(10));
+    EXPECT_EQ(source->calls, 1);
+}
+
 }  // namespace
 }  // namespace app

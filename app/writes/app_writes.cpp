@@ -2,7 +2,9 @@
 
 #include "platform/file_store.hpp"
 
+#include <condition_variable>
 #include <fstream>
+#include <mutex>
 #include <sstream>
 #include <system_error>
 
@@ -123,6 +125,43 @@ void AppWrites::run(const std::function<bool(std::chrono::seconds)>& wait) {
     do {
         step();
     } while (wait(kStep));
+}
+
+struct WritesLoop::Shared {
+    std::mutex lock;
+    std::condition_variable woken;
+    bool stopping = false;
+    std::optional<std::uint64_t> driveWritten;
+};
+
+WritesLoop::WritesLoop(AppWrites::Options options, const platform::Clock& clock)
+    : shared_(std::make_shared<Shared>()) {
+    options.driveWritten = [shared = shared_]() -> std::optional<std::uint64_t> {
+        const std::lock_guard hold(shared->lock);
+        return shared->driveWritten;
+    };
+    // The counters live on the loop's thread alone: it builds, steps and saves them.
+    thread_ = std::thread([shared = shared_, options = std::move(options), &clock]() mutable {
+        AppWrites writes(std::move(options), clock);
+        writes.run([&shared](std::chrono::seconds pause) {
+            std::unique_lock hold(shared->lock);
+            return !shared->woken.wait_for(hold, pause, [&] { return shared->stopping; });
+        });
+    });
+}
+
+WritesLoop::~WritesLoop() {
+    {
+        const std::lock_guard hold(shared_->lock);
+        shared_->stopping = true;
+    }
+    shared_->woken.notify_all();
+    if (thread_.joinable()) thread_.join();
+}
+
+void WritesLoop::setDriveWritten(std::optional<std::uint64_t> bytes) {
+    const std::lock_guard hold(shared_->lock);
+    shared_->driveWritten = bytes;
 }
 
 namespace WritesWording {

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "app/writes/writes_source.hpp"
 #include "drivekit/writes/write_calendar.hpp"
@@ -91,6 +92,26 @@ class AppWrites {
     drivekit::WriteLedger ledger_;
     std::optional<drivekit::WriteInterval> latest_;
     std::optional<drivekit::WriteTime> hourSeen_;
+};
+
+/// AppWrites on a thread of its own for a long-running front end (the monitor, the
+/// desktop): a step every 30 seconds until the loop is destroyed, which ends the wait at
+/// once. The system drive's written total comes from the store after each pass.
+class WritesLoop {
+  public:
+    /// `options.driveWritten` is replaced by the figure `setDriveWritten` keeps.
+    WritesLoop(AppWrites::Options options, const platform::Clock& clock);
+    ~WritesLoop();
+    WritesLoop(const WritesLoop&) = delete;
+    WritesLoop& operator=(const WritesLoop&) = delete;
+
+    /// From any thread.
+    void setDriveWritten(std::optional<std::uint64_t> bytes);
+
+  private:
+    struct Shared;
+    std::shared_ptr<Shared> shared_;
+    std::thread thread_;
 };
 
 namespace WritesWording {
