@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 #include <cerrno>
 #include <cstdlib>
 #include <optional>
@@ -52,6 +54,17 @@ void printTable(const app::ScanRun::Outcome& outcome, std::ostream& out) {
     for (const std::uint64_t lba : r.unreadable) out << "  block " << lba << '\n';
     out << "Slow reads   " << r.slowReads << drivekit::text::format(" (slowest %.0f ms)", r.slowestMs) << '\n';
     if (r.stopped) out << "Stopped      " << *r.stopped << '\n';
+    // The scan's cost to this program, from its samples of one a second.
+    const auto& cost = outcome.usage;
+    if (!cost.cpu.empty()) {
+        double sum = 0;
+        for (const double share : cost.cpu) sum += share;
+        const auto peak = *std::max_element(cost.memory.begin(), cost.memory.end());
+        out << "Own cost     "
+            << drivekit::text::format("%.1f%% of a core on average, %.0f MB of memory at most",
+                                      sum / static_cast<double>(cost.cpu.size()), static_cast<double>(peak) / 1e6)
+            << '\n';
+    }
 }
 
 }  // namespace
@@ -94,7 +107,7 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
     };
     platform::FileStore& files = platform::systemFiles();
     const app::ScanRun::Platform platform{machine.sysfs, *machine.clock, machine.openSCSI, machine.openBlockReads,
-                                          app::ScanStore::dataFolder(environment), files};
+                                          app::ScanStore::dataFolder(environment), files, machine.procFiles.get()};
     const bool live = ::isatty(STDERR_FILENO) == 1;
     const StopOnSignals signals;
     const auto outcome = app::ScanRun::run(
@@ -111,7 +124,9 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
     }
     const Result& r = *outcome.result;
     if (json) {
-        out << drivekit::json::dump(drivekit::surface_scan::toJson(r)) << '\n';
+        drivekit::json::Object object = drivekit::surface_scan::toJson(r);
+        object["usage"] = {{"cpu", outcome.usage.cpu}, {"memory", outcome.usage.memory}};
+        out << drivekit::json::dump(object) << '\n';
     } else {
         printTable(outcome, out);
     }

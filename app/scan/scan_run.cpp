@@ -63,7 +63,10 @@ Outcome run(const Platform& platform, std::string_view device, drivekit::surface
     // kept on the heap, the same memory serves read after read.
     ::mallopt(M_MMAP_THRESHOLD, 64 << 20);
     ::mallopt(M_TRIM_THRESHOLD, 128 << 20);
+    std::optional<ScanUsageSampler> sampler;
+    if (platform.proc) sampler.emplace([proc = platform.proc] { return ownUse(*proc); });
     outcome.result = drivekit::surface_scan::run(drive, mode, maxBytes, platform.clock, shouldStop, progress);
+    if (sampler) outcome.usage = sampler->finish();
 
     const std::string model = attribute(platform.sysfs, base + "/device/model").value_or(outcome.kernelName);
     const auto serial = attribute(platform.sysfs, base + "/device/serial");

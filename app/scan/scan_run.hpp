@@ -15,6 +15,7 @@
 #include "app/failure.hpp"
 #include "app/machine.hpp"
 #include "app/scan/saved_scans.hpp"
+#include "app/scan/scan_usage.hpp"
 #include "drivekit/scan/surface_scan.hpp"
 #include "platform/clock.hpp"
 #include "platform/file_store.hpp"
@@ -39,6 +40,9 @@ struct Platform {
     std::filesystem::path dataFolder;
     /// Where scans.json is read and written.
     platform::FileStore& files;
+    /// This process's own files, for the samples of what the scan costs it; absent, none
+    /// are taken.
+    const platform::ProcFiles* proc = nullptr;
 };
 
 struct Outcome {
@@ -51,6 +55,8 @@ struct Outcome {
     std::string summaryLine;
     /// The sentence when saving failed; the scan stands all the same.
     std::optional<std::string> saveFailure;
+    /// What the scan cost this program, a sample a second.
+    ScanUsage usage;
 };
 
 /// Scans "/dev/sda" or "sda": a whole disk, never a partition. Blocks until the scan ends.

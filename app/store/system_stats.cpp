@@ -1,5 +1,7 @@
 #include "app/store/system_stats.hpp"
 
+#include "app/process_use.hpp"
+
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
@@ -73,21 +75,9 @@ SystemStats read(const platform::ProcFiles& proc, const platform::Sysfs& sysfs,
     if (const auto io = proc.text("self/io")) {
         if (const auto written = field(*io, "write_bytes:")) stats.selfWrittenBytes = whole(*written);
     }
-    // utime and stime are fields 14 and 15, the start time field 22, after the name in
-    // parentheses, which may itself hold spaces.
-    const auto self = proc.text("self/stat");
-    const auto uptime = proc.text("uptime");
-    if (self && self->rfind(')') != std::string::npos) {
-        const auto w = words(self->substr(self->rfind(')') + 1));
-        const double ticks = static_cast<double>(proc.ticksPerSecond());
-        if (w.size() > 19) {
-            stats.selfCPUSeconds = (std::strtod(w[11].c_str(), nullptr) + std::strtod(w[12].c_str(), nullptr)) / ticks;
-            const double started = std::strtod(w[19].c_str(), nullptr) / ticks;
-            if (uptime) {
-                const auto up = words(*uptime);
-                if (!up.empty()) stats.selfAliveSeconds = std::max(0.0, std::strtod(up[0].c_str(), nullptr) - started);
-            }
-        }
+    if (const auto use = ownUse(proc)) {
+        stats.selfCPUSeconds = use->cpuSeconds;
+        stats.selfAliveSeconds = use->aliveSeconds;
     }
     stats.selfCPUPercent = stats.selfAliveSeconds > 1.0 ? stats.selfCPUSeconds / stats.selfAliveSeconds * 100.0 : 0;
     return stats;

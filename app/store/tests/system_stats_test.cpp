@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 
+#include "app/scan/scan_usage.hpp"
 #include "platform/demo/demo_sysfs.hpp"
 
 namespace app {
@@ -52,6 +53,29 @@ TEST(SystemStats, ReadsEachSourceAloneAndLeavesTheRestAtZero) {
     EXPECT_DOUBLE_EQ(stats.selfCPUPercent, 5.0);
     ASSERT_TRUE(stats.bootDate);
     EXPECT_EQ(drivekit::json::isoDate(*stats.bootDate), "2025-11-23T08:00:00Z");
+}
+
+// A scan's own cost: the share of a core over each interval between two looks at
+// /proc/self, the memory at the second look; looks in the same uptime tick add nothing.
+TEST(SystemStats, AScanSamplesItsOwnCoreShareAndMemoryBetweenLooks) {
+    Files files;
+    EXPECT_FALSE(ownUse(files));
+    files.text["self/stat"] = "42 (vantrel) R 1 42 42 0 -1 0 0 0 0 0 150 50 0 0 20 0 1 0 1000 0 0\n";
+    files.text["uptime"] = "50.00 90.00\n";
+    files.text["self/statm"] = "9000 3000 500 10 0 2000 0\n";
+    const auto before = ownUse(files);
+    ASSERT_TRUE(before);
+    EXPECT_EQ(before->residentBytes, 3000u * 4096);
+    files.text["self/stat"] = "42 (vantrel) R 1 42 42 0 -1 0 0 0 0 0 170 60 0 0 20 0 1 0 1000 0 0\n";
+    files.text["uptime"] = "51.00 90.50\n";
+    files.text["self/statm"] = "9000 3500 500 10 0 2000 0\n";
+    const auto after = ownUse(files);
+    ScanUsage usage;
+    ScanUsageSampling::add(usage, *before, *after);
+    ScanUsageSampling::add(usage, *after, *after);
+    EXPECT_EQ(usage.cpu.size(), 1u);
+    EXPECT_NEAR(usage.cpu[0], 30.0, 1e-9);
+    EXPECT_EQ(usage.memory, (std::vector<std::uint64_t>{3500u * 4096}));
 }
 
 TEST(SystemStats, TheCPUShareIsMeasuredOverAtLeastASecond) {

@@ -1,0 +1,48 @@
+#include "app/scan/scan_usage.hpp"
+
+#include <algorithm>
+#include <chrono>
+
+namespace app {
+
+namespace ScanUsageSampling {
+
+void add(ScanUsage& usage, const ProcessUse& before, const ProcessUse& now) {
+    const double span = now.aliveSeconds - before.aliveSeconds;
+    if (span <= 0) return;
+    usage.cpu.push_back(std::max(0.0, (now.cpuSeconds - before.cpuSeconds) / span * 100.0));
+    usage.memory.push_back(now.residentBytes);
+}
+
+}  // namespace ScanUsageSampling
+
+ScanUsageSampler::ScanUsageSampler(Look look) : look_(std::move(look)) {
+    thread_ = std::thread([this] {
+        std::optional<ProcessUse> before = look_();
+        std::unique_lock hold(lock_);
+        // A sample each second, and a last one when the scan ends, so that the last part
+        // of a second (or a scan shorter than one) counts too.
+        for (bool last = false; !last;) {
+            last = woken_.wait_for(hold, std::chrono::seconds(1), [this] { return stopping_; });
+            hold.unlock();
+            const auto now = look_();
+            hold.lock();
+            if (before && now) ScanUsageSampling::add(usage_, *before, *now);
+            if (now) before = now;
+        }
+    });
+}
+
+ScanUsageSampler::~ScanUsageSampler() { (void)finish(); }
+
+ScanUsage ScanUsageSampler::finish() {
+    {
+        const std::lock_guard hold(lock_);
+        stopping_ = true;
+    }
+    woken_.notify_all();
+    if (thread_.joinable()) thread_.join();
+    return usage_;
+}
+
+}  // namespace app
