@@ -27,8 +27,8 @@ bool DesktopNotifications::show(const Note& note) {
     const auto previous = shown_.find(note.id);
     const std::uint32_t replaces = previous == shown_.end() ? 0 : previous->second;
     QVariantMap hints;
-    // The specification's urgency levels: 0 low, 1 normal, 2 critical. A worsening drive
-    // is critical: it should stay until seen.
+    // The notification service's urgency levels: 0 low, 1 normal, 2 critical. A worsening
+    // drive is critical: it should stay until seen.
     hints["urgency"] = QVariant::fromValue<uchar>(note.urgency == Note::Urgency::warning ? 2 : 1);
     hints["desktop-entry"] = QString("vantrel");
     call << QString("Vantrel") << static_cast<uint>(replaces) << QString("drive-harddisk")
