@@ -81,7 +81,7 @@ class ServiceOnPrivateBus : public ::testing::Test {
     }
 
     void SetUp() override {
-        daemon_.start("dbus-daemon", {"--config-file=" VANTREL_SERVICE_TEST_SUPPORT "/bus.conf", "--print-address",
+        daemon_.start("dbus-daemon", {"--config-file=" VANTREL_PRIVATE_BUS_CONF, "--print-address",
                                       "--nofork"});
         ASSERT_TRUE(daemon_.waitForStarted(10'000));
         while (address_.isEmpty() && daemon_.waitForReadyRead(10'000)) {

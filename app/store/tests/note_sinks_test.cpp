@@ -55,14 +55,7 @@ class NoteSinksTest : public ::testing::Test {
         if (::access(kDaemon, X_OK) != 0) GTEST_SKIP() << "dbus-daemon is not installed";
         folder_ = fs::temp_directory_path() / ("vantrel-notes-" + std::to_string(::getpid()));
         fs::create_directories(folder_);
-        std::ofstream(folder_ / "bus.conf")
-            << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-               " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-               "<busconfig><type>session</type><listen>unix:dir="
-            << folder_.string()
-            << "</listen><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
-               "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
-        daemon_ = Child::start(kDaemon, {"--config-file=" + QString::fromStdString((folder_ / "bus.conf").string()),
+        daemon_ = Child::start(kDaemon, {"--config-file=" VANTREL_PRIVATE_BUS_CONF,
                                          "--print-address=1", "--nofork"});
         address_ = daemon_.line().value_or("");
         ASSERT_FALSE(address_.empty()) << "the private dbus-daemon didn't start";

@@ -131,14 +131,7 @@ protected:
         if (::access(daemonPath, X_OK) != 0) return;
         folder_ = fs::temp_directory_path() / ("vantrel-udisks-" + std::to_string(::getpid()));
         fs::create_directories(folder_);
-        std::ofstream(folder_ / "bus.conf")
-            << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-               " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-               "<busconfig><type>session</type><listen>unix:dir="
-            << folder_.string()
-            << "</listen><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
-               "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
-        daemon_ = spawn({daemonPath, "--config-file=" + (folder_ / "bus.conf").string(),
+        daemon_ = spawn({daemonPath, std::string("--config-file=") + VANTREL_PRIVATE_BUS_CONF,
                          "--print-address=1", "--nofork"});
         address_ = daemon_.line().value_or("");
     }
