@@ -137,6 +137,10 @@ LinuxMachine::LinuxMachine() : parts_(std::make_unique<Parts>()) {
     parts_->machine.holdAutomount = [](std::string& why) -> std::unique_ptr<platform::AutomountHold> {
         return platform::LinuxAutomountHold::open(why);
     };
+    // Each read opens its own handles and the Linux implementations keep no state
+    // between calls, so a pass waits for its slowest drive rather than for all of them in
+    // turn. Reads through the service go one at a time: it limits each caller's calls.
+    parts_->machine.concurrentReads = !parts_->service;
     if (const auto& service = parts_->service) {
         parts_->machine.serviceCheck = service->check();
         parts_->machine.serviceRefused = [client = service.get()](std::string_view name) {

@@ -63,6 +63,15 @@ bool isPCIAddress(std::string_view name) {
     return name.size() == 12 && name[4] == ':' && name[7] == ':' && name[10] == '.';
 }
 
+bool isUSBDeviceName(std::string_view name) {
+    if (name.starts_with("usb")) return name.size() > 3 && allDigits(name.substr(3));
+    const auto dash = name.find('-');
+    if (dash == 0 || dash == std::string_view::npos || !allDigits(name.substr(0, dash))) return false;
+    const auto ports = name.substr(dash + 1);
+    return !ports.empty() && isDigit(ports.front()) && isDigit(ports.back()) &&
+           std::all_of(ports.begin(), ports.end(), [](char c) { return isDigit(c) || c == '.'; });
+}
+
 std::vector<std::string> partitionsOf(const platform::Sysfs& sysfs, const std::string& diskPath,
                                       std::string_view disk) {
     std::vector<std::string> partitions;

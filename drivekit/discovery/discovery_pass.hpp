@@ -37,6 +37,9 @@ std::string_view baseName(std::string_view path);
 std::optional<double> parseDecimal(std::string_view text);
 /// dddd:bb:dd.f
 bool isPCIAddress(std::string_view name);
+/// The kernel's names of USB devices: "usb2" for a root hub, "2-1.4" below it (bus, then
+/// the ports). Interfaces ("2-1.4:1.0") and everything else have no idVendor.
+bool isUSBDeviceName(std::string_view name);
 
 template <typename Number>
 std::optional<Number> parseNumber(std::string_view text, int base = 10) {

@@ -136,6 +136,9 @@ bool crossesThunderbolt(const Pass& pass, const std::vector<std::string>& chain)
 std::optional<LinkInfo> pciExpressLink(const Pass& pass, const std::vector<std::string>& chain,
                                        bool tunnelled) {
     for (const auto& folder : chain) {
+        // Only a PCI function has a link; asking every folder of the chain costs a failed
+        // open each.
+        if (!isPCIAddress(baseName(folder))) continue;
         const auto speed = pass.attribute(folder + "/current_link_speed");
         if (!speed) continue;
         const auto status = linkWord(speed, pass.attribute(folder + "/current_link_width"));

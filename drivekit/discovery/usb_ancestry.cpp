@@ -7,6 +7,7 @@ namespace Internal {
 
 std::optional<USBDevice> usbDeviceAbove(const Pass& pass, const std::vector<std::string>& chain) {
     for (const auto& folder : chain) {
+        if (!isUSBDeviceName(baseName(folder))) continue;
         const auto vendor = pass.attribute(folder + "/idVendor");
         if (!vendor) continue;
         USBDevice usb;

@@ -1,9 +1,12 @@
 #include "drivekit/health/ata_family.hpp"
 
+#include "drivekit/core/name_pattern.hpp"
+
 #include <algorithm>
 #include <array>
 #include <initializer_list>
-#include <regex>
+#include <stdexcept>
+#include <vector>
 #include <string>
 
 namespace drivekit {
@@ -18,29 +21,29 @@ constexpr std::uint64_t sector = 512;
 // Model patterns, tried in this order; the first match names the family. Drives whose
 // controller doesn't show in their attributes, or shows misleadingly, are named here.
 constexpr std::array<std::pair<Kind, const char*>, 7> kModelPatterns{{
-    {Kind::crucial, R"(Crucial_CT|\bCT\d+(MX\d00|BX[35]00)SSD|\bMicron[_ ]|\bMTFDDA)"},
+    {Kind::crucial, R"(Crucial_CT|\bCT[0-9]+(MX[0-9]00|BX[35]00)SSD|\bMicron[_ ]|\bMTFDDA)"},
     {Kind::marvellSanDisk,
-     R"(WDS\d{3}[GT](1B|2B|1G|2G|1R)0[AB]|WDBNCE|WD Blue SA510|SanDisk Portable SSD|)"
+     R"(WDS[0-9]{3}[GT](1B|2B|1G|2G|1R)0[AB]|WDBNCE|WD Blue SA510|SanDisk Portable SSD|)"
      R"(SanDisk (SDSSDA-|SDSSDHP|SDSSDHII|Ultra II|SDSSDH[23]|SDSSDXP|SSD G5|SSD PLUS)|)"
      R"(SanDisk SD(5SG2|6S[BFP][12]M|7S[BN][67]S|8[ST][BN]8U|9S[BN]8W))"},
     {Kind::siliconMotion,
-     R"(SKC600|ADATA[ _](SP550|SU(630|650|655|800|900)|IMSS332)|\bCT\d+BX[12]00SSD|)"
+     R"(SKC600|ADATA[ _](SP550|SU(630|650|655|800|900)|IMSS332)|\bCT[0-9]+BX[12]00SSD|)"
      R"(TEAM ?(T253|L5Lite3D)|Patriot P2[01]0|MKNSSD|)"
-     R"(\bTS\d+[GT](SSD|MSA|MTS|ESD|PSD)(2[23]0S?|3[367]0[SI]?|4[0235]0[SIK]?|452K|630|800S?|830S)|)"
-     R"(DREVO X1|\bR[35]SL\d+G|SPCC M\.2|Vi550 S3|T-FORCE \d+GB|KingDian S|OWC Envoy Pro|)"
-     R"(LITEON L[CM]H-\d+V2|CORSAIR FORCE LX|UMAX 2242)"},
+     R"(\bTS[0-9]+[GT](SSD|MSA|MTS|ESD|PSD)(2[23]0S?|3[367]0[SI]?|4[0235]0[SIK]?|452K|630|800S?|830S)|)"
+     R"(DREVO X1|\bR[35]SL[0-9]+G|SPCC M\.2|Vi550 S3|T-FORCE [0-9]+GB|KingDian S|OWC Envoy Pro|)"
+     R"(LITEON L[CM]H-[0-9]+V2|CORSAIR FORCE LX|UMAX 2242)"},
     {Kind::phison,
      R"(Corsair Force LE|GOODRAM IRIDIUM|IRP?-SSDPR-S25|SSDPR-CX400|)"
      R"(Patriot (Blast|Blaze|Flare|Ignite|Burst)|PNY (CS(900|1311|2211)|ELITE PSSD)|PHISON|)"
-     R"(TEAM L3 EVO|GP-GSTFS31|BP4 mSATA|SSD Smartbuy|DGSR2|SSM28\d+GPTCB3B|SVM2S46|)"
+     R"(TEAM L3 EVO|GP-GSTFS31|BP4 mSATA|SSD Smartbuy|DGSR2|SSM28[0-9]+GPTCB3B|SVM2S46|)"
      R"(KINGSTON ?(SUV300|SKC310|SKC400|SV310|SHSS3|SS200|SM2280S3G2|SEDC|O[CM]\w?P0S3|RBUSNS))"},
     {Kind::lexar, R"(\bLexar)"},
     {Kind::toshibaOCZ, R"(OCZ-TRION|TOSHIBA-TR150|TOSHIBA Q300)"},
     {Kind::jmicron,
-     R"(ADATA (S596|SP310|SP600|SX930)|APPLE SSD TS\d+C|)"
+     R"(ADATA (S596|SP310|SP600|SX930)|APPLE SSD TS[0-9]+C|)"
      R"(KINGSTON ?(SNV425S2|SSDNOW 30GB|SS100S2|SNVP325S2|SVP?100S2|SV200S3)|)"
      R"(Kingston SSDNow V Series|TOSHIBA THNS(128GG4|NC128GML)|)"
-     R"(\bTS\d+G(SSD25|SSD18|SSD340|MSA340|SSD740)|KingSpec KDM-SA|\bNT-(64|128|256|512|[12]T)\b)"},
+     R"(\bTS[0-9]+G(SSD25|SSD18|SSD340|MSA340|SSD740)|KingSpec KDM-SA|\bNT-(64|128|256|512|[12]T)\b)"},
 }};
 
 // The MX500 counts a pending sector of 1 that never goes away.
@@ -49,31 +52,22 @@ constexpr const char* kMX500 = "MX500";
 constexpr const char* kPhisonFirmware = "^S[89A-H]F[DKM]";
 
 struct CompiledRules {
-    std::array<std::pair<Kind, std::regex>, kModelPatterns.size()> models;
-    std::regex mx500;
-    std::regex phisonFirmware;
+    std::vector<std::pair<Kind, NamePattern>> models;
+    NamePattern mx500{kMX500, NamePattern::Span::anywhere};
+    NamePattern phisonFirmware{kPhisonFirmware, NamePattern::Span::anywhere};
 };
 
-std::regex compile(const char* pattern) {
-    return std::regex(pattern, std::regex::ECMAScript | std::regex::icase | std::regex::optimize);
-}
-
-// Compiling these costs far more than matching them, so it happens once per process.
+// Compiled once per process, on first use.
 const CompiledRules& rules() {
     static const CompiledRules compiled = [] {
         CompiledRules r;
-        for (std::size_t i = 0; i < kModelPatterns.size(); ++i) {
-            r.models[i] = {kModelPatterns[i].first, compile(kModelPatterns[i].second)};
+        for (const auto& [kind, pattern] : kModelPatterns) {
+            r.models.emplace_back(kind, NamePattern(pattern, NamePattern::Span::anywhere));
+            if (!r.models.back().second.valid()) throw std::logic_error("a model pattern doesn't compile");
         }
-        r.mx500 = compile(kMX500);
-        r.phisonFirmware = compile(kPhisonFirmware);
         return r;
     }();
     return compiled;
-}
-
-bool matches(std::string_view text, const std::regex& pattern) {
-    return std::regex_search(text.begin(), text.end(), pattern);
 }
 
 bool holdsAll(const ATAAttributeTable& table, std::initializer_list<std::uint8_t> ids) {
@@ -153,13 +147,13 @@ ATAFamily familyFor(std::string_view model, std::optional<std::string_view> firm
 
     const CompiledRules& r = rules();
     for (const auto& [kind, pattern] : r.models) {
-        if (!matches(model, pattern)) continue;
+        if (!pattern.matches(model)) continue;
         ATAFamily family = ATAFamily::of(kind);
-        if (kind == Kind::crucial && matches(model, r.mx500)) family.pendingNoise = 1;
+        if (kind == Kind::crucial && r.mx500.matches(model)) family.pendingNoise = 1;
         return family;
     }
 
-    if (firmware && matches(*firmware, r.phisonFirmware)) return ATAFamily::of(Kind::phison);
+    if (firmware && r.phisonFirmware.matches(*firmware)) return ATAFamily::of(Kind::phison);
 
     // Attribute signatures come after the names: a controller's id set is a weaker
     // witness than its maker's model number.

@@ -1,9 +1,13 @@
 #include "drivekit/health/ata_quirks.hpp"
 
 #include <array>
-#include <regex>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
+
+#include "drivekit/core/name_pattern.hpp"
 
 namespace drivekit {
 namespace {
@@ -91,21 +95,21 @@ const std::array<Entry, 9>& entries() {
 }
 
 struct Compiled {
-    std::regex model;
-    std::optional<std::regex> firmware;
+    NamePattern model;
+    std::optional<NamePattern> firmware;
 };
 
-std::regex compile(const char* pattern) {
-    return std::regex(pattern, std::regex::ECMAScript | std::regex::icase | std::regex::optimize);
-}
-
-// Compiled once, on first use; std::regex matching on a const object is thread-safe.
+// Compiled once, on first use.
 const std::vector<Compiled>& compiled() {
     static const std::vector<Compiled> patterns = [] {
         std::vector<Compiled> out;
         for (const Entry& e : entries()) {
-            out.push_back({compile(e.model),
-                           e.firmware ? std::optional<std::regex>(compile(e.firmware)) : std::nullopt});
+            Compiled c{NamePattern(e.model, NamePattern::Span::whole), std::nullopt};
+            if (e.firmware) c.firmware.emplace(e.firmware, NamePattern::Span::whole);
+            if (!c.model.valid() || (c.firmware && !c.firmware->valid())) {
+                throw std::logic_error("a quirk pattern doesn't compile");
+            }
+            out.push_back(std::move(c));
         }
         return out;
     }();
@@ -115,15 +119,10 @@ const std::vector<Compiled>& compiled() {
 }  // namespace
 
 ATAQuirks ATAQuirks::forDrive(std::string_view model, std::optional<std::string_view> firmware) {
-    const std::string modelText(model);
     const std::vector<Compiled>& patterns = compiled();
     for (std::size_t i = 0; i < patterns.size(); ++i) {
-        if (!std::regex_match(modelText, patterns[i].model)) continue;
-        if (patterns[i].firmware) {
-            if (!firmware || !std::regex_match(std::string(*firmware), *patterns[i].firmware)) {
-                continue;
-            }
-        }
+        if (!patterns[i].model.matches(model)) continue;
+        if (patterns[i].firmware && (!firmware || !patterns[i].firmware->matches(*firmware))) continue;
         return entries()[i].quirks;
     }
     return {};

@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "drivekit/core/bytes.hpp"
+#include "drivekit/core/name_pattern.hpp"
 
 namespace drivekit {
 namespace {
@@ -100,6 +102,33 @@ TEST(Bytes, ReadsPastTheEndGiveZeroWhateverTheOffset) {
     EXPECT_EQ(be64(data, SIZE_MAX - 1), 0u);
     // A 16-byte counter reads as its low 8 bytes.
     EXPECT_EQ(readLE(data, 0, 16), 0x0807060504030201u);
+}
+
+// The drive tables rely on these: case ignored for ASCII only (a Turkish process locale
+// must not change a match), \b and \w, a whole match that a longer name fails, and a
+// broken pattern that matches nothing instead of everything.
+TEST(NamePattern, MatchesTheWayTheDriveTablesExpect) {
+    const NamePattern anywhere(R"(\bCT[0-9]+MX500|KINGSTON ?S\w?V300)", NamePattern::Span::anywhere);
+    EXPECT_TRUE(anywhere.matches("CT500MX500SSD1"));
+    EXPECT_TRUE(anywhere.matches("crucial ct1000mx500ssd4"));
+    EXPECT_TRUE(anywhere.matches("KINGSTON SUV300S37A240G"));
+    EXPECT_FALSE(anywhere.matches("XCT500MX500SSD1"));
+
+    const NamePattern whole(R"(SAMSUNG HM(0[468]0H|120I))", NamePattern::Span::whole);
+    EXPECT_TRUE(whole.matches("samsung hm080h"));
+    EXPECT_FALSE(whole.matches("SAMSUNG HM080HI"));
+    EXPECT_FALSE(whole.matches("X SAMSUNG HM080H"));
+
+    const char* saved = std::setlocale(LC_CTYPE, nullptr);
+    const std::string before = saved ? saved : "C";
+    if (std::setlocale(LC_CTYPE, "tr_TR.UTF-8") != nullptr) {
+        EXPECT_TRUE(NamePattern("INTEL SSDSC", NamePattern::Span::whole).matches("intel ssdsc"));
+    }
+    std::setlocale(LC_CTYPE, before.c_str());
+
+    const NamePattern broken("(unclosed", NamePattern::Span::anywhere);
+    EXPECT_FALSE(broken.valid());
+    EXPECT_FALSE(broken.matches("(unclosed"));
 }
 
 }  // namespace
