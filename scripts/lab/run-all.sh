@@ -143,7 +143,9 @@ scenario bench bench.guest.sh -d nvme,sata -M ext4 -f "$(command -v mkfs.ext4)" 
 rm -f "$work/bench-big.img"
 # How long `vantrel list --json` takes against `smartctl -x` over the same drives: NVMe,
 # SATA, two USB disks and the bridge, in one boot.
-scenario timing timing.guest.sh -d nvme,sata,usb-bot,usb-uas -H "$lab/guest/hooks" -U "$(satbridge uas)"
+# Two processors, like any computer vantrel runs on: with one, the concurrent reads of a
+# list could only take turns, which says nothing of a real machine.
+scenario timing timing.guest.sh -s 2 -d nvme,sata,usb-bot,usb-uas -H "$lab/guest/hooks" -U "$(satbridge uas)"
 
 # Write accounting: dd writes known amounts with O_DIRECT to the NVMe drive, one from a
 # flatpak-like cgroup scope, while `vantrel writes` counts one live interval.
