@@ -1,7 +1,8 @@
 #include "app/read_all.hpp"
 
 #include <algorithm>
-#include <thread>
+#include <map>
+#include <mutex>
 #include <utility>
 
 #include "drivekit/health/health_rules.hpp"
@@ -100,24 +101,24 @@ std::optional<DriveRead> summarized(const Drive& drive, SummaryBuilder::Reading 
 std::vector<DriveRead> readDrives(const USBReports& reports, bool live,
                                   const ReadContext& context) {
     const auto mountedBefore = context.discovery.mounts.list();
-    const auto drives = Discovery::allDrives(context.discovery);
-    // Each drive's result has its own slot, so discovery's order stays whatever finishes first.
-    std::vector<std::optional<DriveRead>> slots(drives.size());
-    if (context.concurrent && drives.size() > 1) {
-        std::vector<std::thread> threads;
-        threads.reserve(drives.size());
-        for (std::size_t i = 0; i < drives.size(); ++i) {
-            threads.emplace_back([&, i] { slots[i] = readDrive(drives[i], reports, live, context); });
-        }
-        for (auto& thread : threads) thread.join();
-    } else {
-        for (std::size_t i = 0; i < drives.size(); ++i) {
-            slots[i] = readDrive(drives[i], reports, live, context);
-        }
-    }
     std::vector<DriveRead> reads;
-    for (auto& slot : slots) {
-        if (slot) reads.push_back(std::move(*slot));
+    if (context.concurrent) {
+        // Each drive is read on the thread that described it, as soon as it is known.
+        std::mutex lock;
+        std::map<std::string, DriveRead, std::less<>> done;
+        const auto drives = Discovery::allDrivesConcurrently(context.discovery, [&](const Drive& drive) {
+            auto read = readDrive(drive, reports, live, context);
+            if (!read) return;
+            const std::lock_guard hold(lock);
+            done.emplace(drive.bsdName, std::move(*read));
+        });
+        for (const auto& drive : drives) {
+            if (auto found = done.find(drive.bsdName); found != done.end()) reads.push_back(std::move(found->second));
+        }
+    } else {
+        for (const auto& drive : Discovery::allDrives(context.discovery)) {
+            if (auto read = readDrive(drive, reports, live, context)) reads.push_back(std::move(*read));
+        }
     }
     // Only a mount table that changed during the reads asks for a second pass.
     if (context.discovery.mounts.list() == mountedBefore) return reads;

@@ -40,9 +40,10 @@ struct ReadContext {
     /// Read ATA disks that sleep too, waking them. Off, a sleeping disk is asked only
     /// whether it sleeps and is left so: a monitor must not keep disks spinning.
     bool wake = false;
-    /// Read the drives at the same time, one thread each: a pass then takes as long as
-    /// its slowest drive, not the sum. Only for platforms whose operations may be called
-    /// from several threads at once (each read opens its own handles).
+    /// Describe and read each drive on a thread of its own, a drive's read starting as
+    /// soon as it is described: a pass then takes as long as its slowest drive, not the
+    /// sum. Only for platforms whose operations may be called from several threads at
+    /// once (each read opens its own handles).
     bool concurrent = false;
 };
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <tuple>
 
 #include "drivekit/usb/tests/support/sim_ata_disk.hpp"
 #include "platform/linux/linux_block_probe.hpp"
@@ -90,10 +91,21 @@ class ReadAll : public ::testing::Test {
 };
 
 TEST_F(ReadAll, EachTransportGoesToItsReaderAndTheRestAreLimited) {
+    // Drives described and read each on a thread of their own come back whole and in order.
+    ReadContext concurrently = context();
+    concurrently.concurrent = true;
+    const auto shown = [](const std::vector<DriveRead>& reads) {
+        std::vector<std::tuple<std::string, ReadMethod, Tier>> rows;
+        for (const auto& r : reads) rows.emplace_back(r.drive.bsdName, r.reading.method, r.summary.tier);
+        return rows;
+    };
+    const auto inTurn = shown(readDrives({}, true, concurrently));
+
     const auto reads = readDrives({}, true, context());
     std::vector<std::string> names;
     for (const auto& read : reads) names.push_back(read.drive.bsdName);
     EXPECT_EQ(names, (std::vector<std::string>{"mmcblk0", "nvme0n1", "sda", "sdb", "sdc", "sdd"}));
+    EXPECT_EQ(inTurn, shown(reads));
 
     const auto& nvmeRead = named(reads, "nvme0n1");
     EXPECT_EQ(nvmeRead.reading.method, ReadMethod::nvmeSMART);

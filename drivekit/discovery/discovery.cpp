@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <set>
+#include <thread>
 #include <utility>
 
 #include "drivekit/core/text.hpp"
@@ -165,6 +166,37 @@ std::vector<Drive> allDrives(const Sources& sources) {
     std::vector<Drive> drives;
     for (const auto& name : sources.sysfs.list(classBlockFolder)) {
         if (auto drive = describe(pass, name)) drives.push_back(std::move(*drive));
+    }
+    std::stable_sort(drives.begin(), drives.end(), [](const Drive& a, const Drive& b) {
+        return naturalLess(a.bsdName, b.bsdName);
+    });
+    return drives;
+}
+
+std::vector<Drive> allDrivesConcurrently(const Sources& sources, const std::function<void(const Drive&)>& use) {
+    const Pass pass(sources);
+    std::vector<std::string> names;
+    for (auto& name : sources.sysfs.list(classBlockFolder)) {
+        // Loop, RAM and other virtual disks by their names alone: a desktop may have dozens.
+        if (isPlainName(name) && std::none_of(numberedVirtualDisks.begin(), numberedVirtualDisks.end(),
+                                              [&](auto prefix) { return isNumbered(name, prefix); })) {
+            names.push_back(std::move(name));
+        }
+    }
+    std::vector<std::optional<Drive>> found(names.size());
+    {
+        std::vector<std::jthread> threads;
+        threads.reserve(names.size());
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            threads.emplace_back([&, i] {
+                found[i] = describe(pass, names[i]);
+                if (found[i]) use(*found[i]);
+            });
+        }
+    }
+    std::vector<Drive> drives;
+    for (auto& drive : found) {
+        if (drive) drives.push_back(std::move(*drive));
     }
     std::stable_sort(drives.begin(), drives.end(), [](const Drive& a, const Drive& b) {
         return naturalLess(a.bsdName, b.bsdName);

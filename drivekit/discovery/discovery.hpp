@@ -15,6 +15,7 @@
 // a valid answer. One pass reads the mount table once, spawns no process and never
 // waits.
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,6 +42,11 @@ struct Sources {
 
 /// Every drive, sorted by `bsdName` with numbers compared as numbers.
 std::vector<Drive> allDrives(const Sources& sources);
+/// `allDrives`, each disk described on a thread of its own and handed to `use` there as
+/// soon as it is known, so that a caller reading each drive in `use` waits for the slowest
+/// disk rather than for the whole discovery and then the slowest read. `use` runs on
+/// several threads at once. Only for sources whose calls may come from several threads.
+std::vector<Drive> allDrivesConcurrently(const Sources& sources, const std::function<void(const Drive&)>& use);
 /// `allDrives` without the internal NVMe drives, order kept.
 std::vector<Drive> externalDrives(const Sources& sources);
 /// The drive of one whole disk's kernel name; nothing when that is no drive.

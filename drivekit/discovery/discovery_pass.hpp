@@ -8,6 +8,7 @@
 #include <charconv>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -99,15 +100,16 @@ class Pass {
     }
 
     const platform::BlockContent& content(const BlockDevice& device) const {
-        auto it = probed_.find(device.name);
-        if (it == probed_.end()) {
-            platform::BlockContent content;
-            if (device.hasNumbers) {
-                content = sources_.probe.probe(device.name, device.major, device.minor);
-            }
-            it = probed_.emplace(device.name, std::move(content)).first;
+        {
+            const std::lock_guard lock(cacheLock_);
+            if (const auto it = probed_.find(device.name); it != probed_.end()) return it->second;
         }
-        return it->second;
+        // Probed outside the lock, so that disks described at the same time don't wait on
+        // each other's probes; when two threads race, the first one stored stays.
+        platform::BlockContent content;
+        if (device.hasNumbers) content = sources_.probe.probe(device.name, device.major, device.minor);
+        const std::lock_guard lock(cacheLock_);
+        return probed_.emplace(device.name, std::move(content)).first->second;
     }
 
     /// The first mount of the device, by its numbers or, for file systems that report
@@ -130,6 +132,7 @@ class Pass {
     /// The kernel name of the block device with these numbers; nothing for file systems
     /// without one (tmpfs, proc).
     std::optional<std::string> nameOf(unsigned major, unsigned minor) const {
+        const std::lock_guard lock(cacheLock_);
         if (!numbersRead_) {
             for (const auto& name : sources_.sysfs.list(classBlockFolder)) {
                 const auto device = this->device(name);
@@ -148,6 +151,8 @@ class Pass {
     mutable std::map<std::string, platform::BlockContent, std::less<>> probed_;
     mutable std::map<std::pair<unsigned, unsigned>, std::string> names_;
     mutable bool numbersRead_ = false;
+    // A pass may describe its disks on several threads at once (allDrivesConcurrently).
+    mutable std::mutex cacheLock_;
 };
 
 /// The devices stacked on a block device, in their natural order.
