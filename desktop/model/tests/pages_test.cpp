@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "desktop/model/drive_pages.hpp"
+#include "desktop/model/forecast_page.hpp"
+#include "desktop/model/history_page.hpp"
+#include "desktop/tests/support/demo_drives.hpp"
+
+namespace desktop {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::byName;
+
+const drivekit::Locale en{"en_US"};
+// A fixed noon UTC, so that no reading falls on a day boundary.
+const auto noon = drivekit::json::SystemTime(std::chrono::sys_days(std::chrono::year{2026} / 11 / 20)) + 12h;
+
+class DemoPages : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() { demo = new testing::DemoDrives(testing::demoDrives()); }
+    static void TearDownTestSuite() { delete demo; }
+    static const std::vector<app::DriveSummary>& drives() { return demo->drives; }
+    static inline testing::DemoDrives* demo = nullptr;
+};
+
+TEST_F(DemoPages, SidebarAndOverviewShowEachDemoDriveAsTheStoreRatesIt) {
+    const auto rows = sidebarDrives(drives());
+    ASSERT_EQ(rows.size(), drives().size());
+    const auto row = [&](const std::string& id) {
+        return *std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.id == id; });
+    };
+    EXPECT_EQ(row(byName(drives(), "nvme0n1").id).tag, "Internal");
+    EXPECT_EQ(row(byName(drives(), "sdd").id).tag, "External");
+    EXPECT_TRUE(row(byName(drives(), "sdd").id).usb);
+    EXPECT_FALSE(row(byName(drives(), "sda").id).usb);
+
+    const auto failing = overview(byName(drives(), "sda"), en);
+    EXPECT_EQ(failing.tier, drivekit::Tier::failing);
+    EXPECT_EQ(failing.tierLabel, "Failing");
+    EXPECT_EQ(failing.score, "20 / 100");
+    EXPECT_NE(failing.line.find("self-test"), std::string::npos);
+
+    const auto limited = overview(byName(drives(), "sde"), en);
+    EXPECT_EQ(limited.score, "No score");
+
+    // Every drive: facts that are there have values, and the internal SSD's key figures show.
+    for (const auto& drive : drives()) {
+        const auto view = overview(drive, en);
+        EXPECT_FALSE(view.name.empty()) << drive.bsdName;
+        for (const auto& fact : view.facts) EXPECT_FALSE(fact.value.empty()) << drive.bsdName << " " << fact.label;
+    }
+    const auto internal = overview(byName(drives(), "nvme0n1"), en);
+    const auto has = [&](const std::string& label) {
+        return std::any_of(internal.facts.begin(), internal.facts.end(), [&](const Fact& f) { return f.label == label; });
+    };
+    EXPECT_TRUE(has("Life left") && has("Temperature") && has("Data written") && has("Rated life"));
+    EXPECT_EQ(overview(byName(drives(), "mmcblk0"), en).showsSpeeds, false);
+}
+
+TEST_F(DemoPages, HealthDataTabsHoldWhatEachKindOfDriveReports) {
+    const auto nvme = healthData(byName(drives(), "nvme0n1"), en);
+    EXPECT_FALSE(nvme.summary.empty());
+    EXPECT_FALSE(nvme.indicators.empty());
+    EXPECT_FALSE(nvme.log.empty());
+    EXPECT_TRUE(nvme.tests.empty());
+
+    const auto sata = healthData(byName(drives(), "sda"), en);
+    ASSERT_FALSE(sata.tests.empty());
+    EXPECT_TRUE(std::any_of(sata.tests.begin(), sata.tests.end(),
+                            [](const SelfTestRow& row) { return row.result.find("Failed") != std::string::npos; }));
+    EXPECT_TRUE(std::any_of(sata.indicators.begin(), sata.indicators.end(), [](const IndicatorRow& row) {
+        return row.level == drivekit::IndicatorStatus::failing || row.level == drivekit::IndicatorStatus::warning;
+    }));
+}
+
+TEST_F(DemoPages, ForecastSaysWhereItComesFromAndSharpensWithHistory) {
+    const auto& drive = byName(drives(), "nvme0n1");
+    ASSERT_TRUE(drive.forecast.has_value());
+
+    const auto alone = forecastPage(drive, {}, noon, en);
+    EXPECT_EQ(alone.content, "Estimated from lifetime averages. It sharpens after two weeks of history.");
+    EXPECT_EQ(alone.confidence, "Low confidence · 0 readings");
+
+    const auto history = app::Readings::of(testing::dailyHistory(drives(), noon, 30), drive.id);
+    const auto page = forecastPage(drive, history, noon, en);
+    EXPECT_EQ(page.content, "Estimated from your last 29 days of writes.");
+    EXPECT_EQ(page.confidence, "Low confidence · 30 readings");
+    EXPECT_EQ(page.points.size(), 30u);
+
+    // Ten days give no pace yet; bytes that didn't grow never do.
+    EXPECT_FALSE(paceDays(app::Readings::of(testing::dailyHistory(drives(), noon, 10), drive.id)));
+    auto flat = history;
+    for (auto& reading : flat) reading.writtenBytes = 1000;
+    EXPECT_FALSE(paceDays(flat));
+
+    const auto none = forecastPage(byName(drives(), "sde"), {}, noon, en);
+    EXPECT_EQ(none.headline, "No forecast");
+    EXPECT_EQ(none.content, "This drive doesn’t report its wear, so there’s nothing to estimate from.");
+    EXPECT_TRUE(none.confidence.empty());
+}
+
+TEST(WhatIf, WritingLessStretchesTheForecastInStepsOfFive) {
+    drivekit::LifeForecast forecast;
+    forecast.lowYears = 4;
+    forecast.highYears = 6;
+
+    const auto today = whatIf(forecast, 0, en);
+    EXPECT_EQ(today.label, "At your current usage");
+    EXPECT_EQ(today.gain, "Today’s pace");
+    EXPECT_EQ(today.sentence, "You keep writing like you do today.");
+    EXPECT_EQ(today.headline, drivekit::LifeForecast::headline(forecast, en));
+
+    // Midpoint 5 years; a fifth less writing gains 5 × 0.25 = 1.25 years: told in months.
+    const auto fifth = whatIf(forecast, 20, en);
+    EXPECT_DOUBLE_EQ(fifth.lowYears, 5.0);
+    EXPECT_DOUBLE_EQ(fifth.highYears, 7.5);
+    EXPECT_EQ(fifth.label, "If you write 20% less");
+    EXPECT_EQ(fifth.gain, "+15 months");
+    EXPECT_EQ(fifth.sentence, "If you write 20% less, you’d gain about 15 months.");
+
+    // 40% less: 5 × (1/0.6 − 1) = 3.33 years.
+    EXPECT_EQ(whatIf(forecast, 40, en).gain, "+3 years");
+    EXPECT_EQ(whatIf(forecast, 40, en).sentence, "If you write 40% less, you’d gain about 3 years.");
+
+    // Off-step and out-of-range values land on a step within 0–60.
+    EXPECT_EQ(whatIf(forecast, 7, en).percent, 5);
+    EXPECT_EQ(whatIf(forecast, 95, en).percent, 60);
+    EXPECT_EQ(whatIf(forecast, -5, en).percent, 0);
+}
+
+TEST_F(DemoPages, HistoryChartsWaitForDaysAndWrittenPerDayIsTheDailyGrowth) {
+    const auto& drive = byName(drives(), "nvme0n1");
+    const auto of = [&](int days) { return app::Readings::of(testing::dailyHistory(drives(), noon, days), drive.id); };
+
+    // Two readings on one day draw no trend.
+    auto sameDay = of(1);
+    sameDay.push_back(sameDay.front());
+    sameDay.back().date += 2h;
+    const auto one = historyPage(sameDay, 0, en);
+    EXPECT_TRUE(one.trends.empty());
+    EXPECT_FALSE(one.writtenPerDay);
+    EXPECT_EQ(one.waiting, "The charts appear once there are readings from two different days.");
+    EXPECT_EQ(one.rows.size(), 2u);
+
+    const auto two = historyPage(of(2), 0, en);
+    EXPECT_EQ(two.trends.size(), 3u);  // score, temperature, life left
+    EXPECT_FALSE(two.writtenPerDay);
+    EXPECT_NE(two.waiting.find("three different days"), std::string::npos);
+
+    const auto three = historyPage(of(3), 0, en);
+    ASSERT_TRUE(three.writtenPerDay);
+    ASSERT_EQ(three.writtenPerDay->points.size(), 2u);
+    EXPECT_DOUBLE_EQ(three.writtenPerDay->points[0].value, 20.0);
+    EXPECT_TRUE(three.waiting.empty());
+
+    // A total that fell (another drive took the name) gives no day, never a negative one.
+    auto fell = of(4);
+    fell[2].writtenBytes = 1;
+    const auto page = historyPage(fell, 0, en);
+    ASSERT_TRUE(page.writtenPerDay);
+    for (const auto& point : page.writtenPerDay->points) EXPECT_GE(point.value, 0.0);
+    EXPECT_EQ(page.writtenPerDay->points.size(), 2u);
+
+    // Newest first; local days move readings across midnight.
+    EXPECT_EQ(page.rows.front().date, "2026-11-20 12:00");
+    EXPECT_EQ(historyPage(of(1), 13 * 3600, en).rows.front().date, "2026-11-21 01:00");
+}
+
+}  // namespace
+}  // namespace desktop

@@ -1,0 +1,101 @@
+#pragma once
+// The drive pages: Overview (with its live speeds), Forecast, History, Health data, and
+// About. Settings has a file of its own.
+#include <QLabel>
+#include <QTabWidget>
+#include <QTimer>
+#include <QVBoxLayout>
+#include <string>
+
+#include "desktop/window/page_view.hpp"
+
+class QChartView;
+class QFormLayout;
+class QLineSeries;
+class QSlider;
+class QTableWidget;
+
+namespace desktop {
+
+class OverviewPage final : public PageView {
+  public:
+    explicit OverviewPage(WindowContext& context, QWidget* parent = nullptr);
+    void update(const app::DriveSummary* drive) override;
+
+  protected:
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
+  private:
+    void sample();
+    QLabel* name_;
+    QLabel* tier_;
+    QLabel* score_;
+    QLabel* line_;
+    QFormLayout* facts_;
+    QLabel* volumesTitle_;
+    QFormLayout* volumes_;
+    QWidget* speeds_;
+    QLineSeries* read_;
+    QLineSeries* write_;
+    QChartView* speedChart_;
+    QTimer ticker_;
+    std::string bsdName_;
+    bool live_ = false;
+};
+
+class ForecastPage final : public PageView {
+  public:
+    explicit ForecastPage(WindowContext& context, QWidget* parent = nullptr);
+    void update(const app::DriveSummary* drive) override;
+    QSlider* slider() const { return slider_; }
+
+  private:
+    void showWhatIf();
+    QLabel* headline_;
+    QLabel* confidence_;
+    QLabel* content_;
+    QChartView* chart_;
+    QWidget* whatIf_;
+    QLabel* whatIfLabel_;
+    QLabel* whatIfHeadline_;
+    QLabel* gain_;
+    QLabel* sentence_;
+    QSlider* slider_;
+    std::optional<drivekit::LifeForecast> forecast_;
+};
+
+class HistoryPage final : public PageView {
+  public:
+    explicit HistoryPage(WindowContext& context, QWidget* parent = nullptr);
+    void update(const app::DriveSummary* drive) override;
+    QTabWidget* tabs() const { return tabs_; }
+
+  private:
+    QTabWidget* tabs_;
+    QVBoxLayout* charts_;
+    QLabel* waiting_;
+    QTableWidget* table_;
+};
+
+class HealthDataPage final : public PageView {
+  public:
+    explicit HealthDataPage(WindowContext& context, QWidget* parent = nullptr);
+    void update(const app::DriveSummary* drive) override;
+    QTabWidget* tabs() const { return tabs_; }
+
+  private:
+    QTabWidget* tabs_;
+    QTableWidget* summary_;
+    QTableWidget* indicators_;
+    QTableWidget* log_;
+    QTableWidget* tests_;
+};
+
+class AboutPage final : public PageView {
+  public:
+    explicit AboutPage(WindowContext& context, QWidget* parent = nullptr);
+    void update(const app::DriveSummary*) override {}
+};
+
+}  // namespace desktop
