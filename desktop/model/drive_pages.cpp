@@ -33,9 +33,11 @@ std::vector<SidebarDrive> sidebarDrives(std::span<const app::DriveSummary> drive
         SidebarDrive row;
         row.id = drive.id;
         row.name = drive.name;
-        // The internal SSD is the one inside; everything that can be unplugged is external.
-        row.tag = std::string(drive.kind == drivekit::DriveKind::internalSSD || drive.hostsBootVolume ? Wording::internal
-                                                                                                    : Wording::external);
+        // What hangs on a cable or sits in a slot is external; the system SSD, SATA and other
+        // disks on the board are inside.
+        const bool external = drive.kind == drivekit::DriveKind::usb || drive.kind == drivekit::DriveKind::sdCard ||
+                              drive.kind == drivekit::DriveKind::thunderbolt;
+        row.tag = std::string(external && !drive.hostsBootVolume ? Wording::external : Wording::internal);
         row.tier = drive.tier;
         row.tierLabel = app::Notes::tierLabel(drive.tier);
         row.score = drive.score ? std::to_string(*drive.score) : std::string();

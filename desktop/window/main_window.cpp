@@ -114,7 +114,9 @@ MainWindow::MainWindow(WindowContext& context, Options options, QWidget* parent)
     add(Page::forecast, new ForecastPage(context_));
     add(Page::history, new HistoryPage(context_));
     add(Page::healthData, new HealthDataPage(context_));
-    add(Page::settings, new SettingsPage(context_, options_.system));
+    auto* settings = new SettingsPage(context_, options_.system);
+    settings->changed = [this] { refresh(); };
+    add(Page::settings, settings);
     add(Page::about, new AboutPage(context_));
 
     auto* splitter = new QSplitter(this);

@@ -12,7 +12,9 @@
 #include <QSlider>
 #include <QTableWidget>
 #include <QValueAxis>
+#include <QTimeZone>
 #include <algorithm>
+#include <cmath>
 
 #include "desktop/model/drive_pages.hpp"
 #include "desktop/model/forecast_page.hpp"
@@ -91,6 +93,7 @@ QChartView* chartView(QWidget* parent, const QString& name) {
 // The chart follows the window's palette: Qt Charts' own themes know nothing of it.
 void colour(QChart* chart, const QPalette& palette) {
     chart->setTitleBrush(palette.color(QPalette::WindowText));
+    chart->legend()->setLabelColor(palette.color(QPalette::WindowText));
     for (auto* axis : chart->axes()) {
         axis->setLabelsBrush(palette.color(QPalette::WindowText));
         axis->setTitleBrush(palette.color(QPalette::WindowText));
@@ -213,7 +216,11 @@ void OverviewPage::sample() {
     }
     read_->replace(reads);
     write_->replace(writes);
-    if (auto axes = speedChart_->chart()->axes(Qt::Vertical); !axes.isEmpty()) axes.front()->setRange(0, top * 1.1);
+    if (auto axes = speedChart_->chart()->axes(Qt::Vertical); !axes.isEmpty()) {
+        auto* y = static_cast<QValueAxis*>(axes.front());
+        y->setRange(0, top * 1.1);
+        y->setLabelFormat(top < 5 ? "%.1f" : "%.0f");
+    }
 }
 
 // ---------------------------------------------------------------- Forecast
@@ -224,6 +231,7 @@ ForecastPage::ForecastPage(WindowContext& context, QWidget* parent) : PageView(c
     headline_ = label(this, 1.8, true);
     headline_->setAccessibleName(q(Wording::forecast));
     confidence_ = label(this);
+    confidence_->setWordWrap(false);
     confidence_->setAlignment(Qt::AlignRight | Qt::AlignTop);
     top->addWidget(headline_, 1);
     top->addWidget(confidence_);
@@ -288,27 +296,35 @@ void ForecastPage::update(const app::DriveSummary* drive) {
 
     auto* chart = chart_->chart();
     chart->removeAllSeries();
-    for (auto* axis : chart->axes()) chart->removeAxis(axis);
+    for (auto* axis : chart->axes()) {
+        chart->removeAxis(axis);
+        delete axis;  // removing hands the axis back to us
+    }
     chart_->setVisible(page.points.size() >= 2);
     if (page.points.size() >= 2) {
         auto* used = new QLineSeries();
         auto* marks = new QScatterSeries();
         marks->setMarkerSize(em(this, 0.4));
+        double top = 0;
         for (const auto& point : page.points) {
-            used->append(point.year, point.used);
-            marks->append(point.year, point.used);
+            // A decimal year is the calendar year plus the day's ordinal over 365.
+            const int year = static_cast<int>(std::floor(point.year));
+            const auto day = static_cast<qint64>(std::lround((point.year - year) * 365.0)) - 1;
+            const QDateTime date(QDate(year, 1, 1).addDays(day), QTime(12, 0), QTimeZone::utc());
+            used->append(static_cast<qreal>(date.toMSecsSinceEpoch()), point.used);
+            marks->append(static_cast<qreal>(date.toMSecsSinceEpoch()), point.used);
+            top = std::max(top, point.used);
         }
         chart->addSeries(used);
         chart->addSeries(marks);
-        auto* x = new QValueAxis();
-        x->setLabelFormat("%.1f");
-        x->setRange(page.points.front().year, std::max(page.points.back().year, page.points.front().year + 0.1));
+        auto* x = new QDateTimeAxis();
+        x->setFormat("MMM d");
+        x->setTickCount(5);
         auto* y = new QValueAxis();
         y->setTitleText(q(Wording::lifeUsedAxis));
         y->setLabelFormat("%.0f");
-        double top = 0;
-        for (const auto& point : page.points) top = std::max(top, point.used);
-        y->setRange(0, std::max(10.0, top * 1.2));
+        y->setRange(0, std::ceil(std::max(10.0, top * 1.2) / 5.0) * 5.0);
+        y->setTickCount(6);
         chart->addAxis(x, Qt::AlignBottom);
         chart->addAxis(y, Qt::AlignLeft);
         for (auto* series : chart->series()) {
@@ -386,7 +402,8 @@ void HistoryPage::update(const app::DriveSummary* drive) {
         auto* y = new QValueAxis();
         const double pad = std::max(1.0, (high - low) * 0.15);
         y->setRange(std::max(0.0, low - pad), high + pad);
-        y->setLabelFormat("%.0f");
+        // Whole numbers would repeat on a narrow range.
+        y->setLabelFormat(high + pad - std::max(0.0, low - pad) < 5 ? "%.1f" : "%.0f");
         chart->addAxis(x, Qt::AlignBottom);
         chart->addAxis(y, Qt::AlignLeft);
         series->attachAxis(x);

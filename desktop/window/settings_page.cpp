@@ -7,6 +7,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QSpinBox>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <cstdlib>
 #include <map>
@@ -70,6 +71,8 @@ void SettingsPage::change(const std::function<void(app::Prefs&)>& edit) {
     if (prefs == context_.store.prefs()) return;
     context_.store.setPrefs(prefs);
     app::StateFiles::writePrefs(context_.paths.prefs(), prefs);
+    // Later: the window rebuilds this page's drive switches, one of which may be the sender.
+    if (changed) QTimer::singleShot(0, this, [this] { changed(); });
 }
 
 QWidget* SettingsPage::general() {
@@ -209,6 +212,7 @@ void SettingsPage::update(const app::DriveSummary*) {
     const auto& hidden = context_.store.prefs().hiddenDrives;
     for (const auto& drive : context_.store.allDrives()) {
         if (drive.kind == drivekit::DriveKind::internalSSD || drive.hostsBootVolume) continue;
+        if (drive.kind == drivekit::DriveKind::other) continue;  // a disk inside the computer
         auto* box = checkBox(driveList_->parentWidget(), Wording::fill(Wording::hide, {drive.name}));
         box->setChecked(app::isHidden(drive, hidden));
         // The most lasting key: a drive hidden today stays hidden when it comes back.

@@ -4,6 +4,7 @@
 // from the login entry and the readings file the user asked to save elsewhere.
 #include <QPalette>
 #include <QTabWidget>
+#include <functional>
 
 #include "desktop/window/page_view.hpp"
 
@@ -21,6 +22,8 @@ class SettingsPage final : public PageView {
     SettingsPage(WindowContext& context, QPalette system, QWidget* parent = nullptr);
     void update(const app::DriveSummary* drive) override;
     QTabWidget* tabs() const { return tabs_; }
+    /// Called after a preference changed (once the control's own signal is done).
+    std::function<void()> changed;
 
   private:
     QWidget* general();

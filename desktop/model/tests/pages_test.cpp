@@ -33,6 +33,8 @@ TEST_F(DemoPages, SidebarAndOverviewShowEachDemoDriveAsTheStoreRatesIt) {
     };
     EXPECT_EQ(row(byName(drives(), "nvme0n1").id).tag, "Internal");
     EXPECT_EQ(row(byName(drives(), "sdd").id).tag, "External");
+    EXPECT_EQ(row(byName(drives(), "sda").id).tag, "Internal");
+    EXPECT_EQ(row(byName(drives(), "nvme1n1").id).tag, "External");
     EXPECT_TRUE(row(byName(drives(), "sdd").id).usb);
     EXPECT_FALSE(row(byName(drives(), "sda").id).usb);
 
