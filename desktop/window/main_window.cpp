@@ -1,6 +1,7 @@
 #include "desktop/window/main_window.hpp"
 
 #include <QAction>
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
@@ -218,6 +219,12 @@ void MainWindow::showDrives() {
         if (chosen != nullptr && chosen->id == row.id) drives_->setCurrentRow(static_cast<int>(i));
     }
     filling_ = false;
+}
+
+void MainWindow::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    // The tier dots and the charts are painted in the palette's colours.
+    if (event->type() == QEvent::PaletteChange && !filling_ && !views_.empty()) refresh();
 }
 
 void MainWindow::refresh() {

@@ -40,6 +40,9 @@ class MainWindow final : public QMainWindow {
     /// The sidebar's context menu of a drive row, as it would open.
     void fillContextMenu(class QMenu& menu, int row);
 
+  protected:
+    void changeEvent(QEvent* event) override;
+
   private:
     void refresh();
     void showDrives();
