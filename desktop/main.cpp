@@ -53,12 +53,14 @@ int run(QApplication& application, app::Machine& machine, bool demo) {
     desktop::applyAppearance(store.prefs().appearance, system);
 
     desktop::WindowContext context{store, session.timers(), machine.locale, session.paths(),
-                                   QDateTime::currentDateTime().offsetFromUtc()};
+                                   QDateTime::currentDateTime().offsetFromUtc(), {}};
+    context.system = [&session] { return session.systemStats(); };
     desktop::MainWindow::Options options;
     // Without root the drives are read through the privileged service; without either,
     // every health read fails, and the window says what to do about it.
     options.serviceMissing = !demo && ::geteuid() != 0 && !machine.serviceCheck;
     options.system = system;
+    options.systemFigures = !demo && machine.procFiles != nullptr;
     desktop::MainWindow window(context, options);
     shown = &window;
 

@@ -41,7 +41,7 @@ StoreSession::StoreSession(Machine& machine, bool demo, StatePaths paths, QObjec
     if (machine.blockCounters != nullptr) services.ioStats = ioStatsFrom(*machine.blockCounters);
     if (!demo && machine.procFiles) {
         // The last figures stay with the reader: swap and memory are told as changes.
-        services.system = [&machine, last = std::make_shared<std::optional<SystemStats>>()]()
+        services.system = [&machine, last = system_]()
             -> std::optional<SystemMark> {
             *last = SystemStatsReader::updated(*last, SystemStatsReader::read(*machine.procFiles, machine.sysfs,
                                                                                std::nullopt));

@@ -11,6 +11,7 @@
 #include "app/machine.hpp"
 #include "app/store/drive_store.hpp"
 #include "app/store/state_files.hpp"
+#include "app/store/system_stats.hpp"
 #include "app/store/timers.hpp"
 
 namespace app {
@@ -47,11 +48,15 @@ class StoreSession {
     const StatePaths& paths() const { return paths_; }
     Timers& timers() { return timers_; }
     bool demo() const { return demo_; }
+    /// The system's figures as the store last read them (every 30 seconds); none on the
+    /// demo machine or where /proc can't be read.
+    const std::optional<SystemStats>& systemStats() const { return *system_; }
 
   private:
     bool demo_;
     StatePaths paths_;
     QtTimers timers_;
+    std::shared_ptr<std::optional<SystemStats>> system_ = std::make_shared<std::optional<SystemStats>>();
     std::unique_ptr<DriveStore> store_;
 };
 

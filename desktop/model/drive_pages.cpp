@@ -11,6 +11,7 @@ namespace LF = drivekit::LocalFormat;
 std::string pageTitle(Page page) {
     switch (page) {
         case Page::overview: return std::string(Wording::overview);
+        case Page::swap: return std::string(Wording::swap);
         case Page::forecast: return std::string(Wording::forecast);
         case Page::history: return std::string(Wording::history);
         case Page::healthData: return std::string(Wording::healthData);
@@ -20,9 +21,11 @@ std::string pageTitle(Page page) {
     return {};
 }
 
-std::vector<PageEntry> sidebarPages() {
+std::vector<PageEntry> sidebarPages(bool withSwap) {
     std::vector<PageEntry> pages;
-    for (const auto page : {Page::overview, Page::forecast, Page::history}) pages.push_back({page, pageTitle(page), 0});
+    for (const auto page : {Page::overview, Page::swap, Page::forecast, Page::history}) {
+        if (page != Page::swap || withSwap) pages.push_back({page, pageTitle(page), 0});
+    }
     pages.push_back({Page::healthData, pageTitle(Page::healthData), 1});
     return pages;
 }

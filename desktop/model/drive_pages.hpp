@@ -13,7 +13,7 @@ namespace desktop {
 
 /// The pages of the main window, in the sidebar's order (settings and about sit in its
 /// footer).
-enum class Page { overview, forecast, history, healthData, settings, about };
+enum class Page { overview, swap, forecast, history, healthData, settings, about };
 
 struct PageEntry {
     Page page;
@@ -22,8 +22,8 @@ struct PageEntry {
     int group = 0;
 };
 
-/// The pages the sidebar lists, in order.
-std::vector<PageEntry> sidebarPages();
+/// The pages the sidebar lists, in order; Swap only where the system's figures are read.
+std::vector<PageEntry> sidebarPages(bool withSwap);
 std::string pageTitle(Page page);
 
 struct SidebarDrive {

@@ -59,6 +59,20 @@ inline constexpr std::string_view readSpeed = "Read";
 inline constexpr std::string_view writeSpeed = "Write";
 inline constexpr std::string_view megabytesPerSecond = "MB/s";
 
+// Swap and the footer.
+inline constexpr std::string_view swap = "Swap";
+inline constexpr std::string_view swapUsed = "Swap in use";
+inline constexpr std::string_view noSwap = "No swap";
+inline constexpr std::string_view usedOf = "%@ of %@";
+inline constexpr std::string_view swappedOut = "Swapped out since boot";
+inline constexpr std::string_view pressure = "Memory pressure";
+inline constexpr std::string_view pressureNormal = "Normal";
+inline constexpr std::string_view pressureElevated = "Elevated";
+inline constexpr std::string_view pressureHigh = "High";
+inline constexpr std::string_view writtenSinceBoot = "Written to the system drive since boot";
+inline constexpr std::string_view swappedTrend = "Swapped out per day (GB)";
+inline constexpr std::string_view footer = "Vantrel wrote %@ · %@ CPU";
+
 // Forecast.
 inline constexpr std::string_view withPriorAndPace =
     "Estimated from a typical rating for this capacity: the drive hasn’t reported any wear yet. The pace is from "

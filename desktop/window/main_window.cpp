@@ -15,6 +15,7 @@
 #include <QVBoxLayout>
 
 #include "desktop/model/page_wording.hpp"
+#include "desktop/model/system_page.hpp"
 #include "desktop/window/appearance.hpp"
 #include "desktop/window/pages.hpp"
 #include "desktop/window/settings_page.hpp"
@@ -67,7 +68,7 @@ MainWindow::MainWindow(WindowContext& context, Options options, QWidget* parent)
     pages_ = new QListWidget(sidebar);
     pages_->setAccessibleName(q(Wording::overview));
     int group = 0;
-    for (const auto& entry : sidebarPages()) {
+    for (const auto& entry : sidebarPages(options_.systemFigures)) {
         if (entry.group != group) {
             // The gap between the groups: a row that can't be chosen.
             auto* gap = new QListWidgetItem(pages_);
@@ -80,6 +81,9 @@ MainWindow::MainWindow(WindowContext& context, Options options, QWidget* parent)
     }
     pages_->setFixedHeight(pages_->sizeHintForRow(0) * (pages_->count() + 1));
     side->addWidget(pages_);
+    footer_ = new QLabel(sidebar);
+    footer_->setWordWrap(true);
+    side->addWidget(footer_);
     auto* footer = new QHBoxLayout();
     settings_ = new QToolButton(sidebar);
     settings_->setText(q(Wording::settings));
@@ -112,6 +116,7 @@ MainWindow::MainWindow(WindowContext& context, Options options, QWidget* parent)
         stack_->addWidget(scrolled(view));
     };
     add(Page::overview, new OverviewPage(context_));
+    add(Page::swap, new SwapPage(context_));
     add(Page::forecast, new ForecastPage(context_));
     add(Page::history, new HistoryPage(context_));
     add(Page::healthData, new HealthDataPage(context_));
@@ -229,6 +234,9 @@ void MainWindow::changeEvent(QEvent* event) {
 
 void MainWindow::refresh() {
     showDrives();
+    const auto stats = context_.system ? context_.system() : std::nullopt;
+    footer_->setText(stats ? QString::fromStdString(footer(*stats, context_.locale)) : QString());
+    footer_->setVisible(stats.has_value());
     views_[page_]->update(selected());
 }
 

@@ -27,6 +27,9 @@ class MainWindow final : public QMainWindow {
         bool serviceMissing = false;
         /// The platform's palette at start, for the "System" appearance.
         QPalette system;
+        /// The system's figures are read (not on the demo machine): the Swap page and the
+        /// footer show.
+        bool systemFigures = false;
     };
 
     MainWindow(WindowContext& context, Options options, QWidget* parent = nullptr);
@@ -55,6 +58,7 @@ class MainWindow final : public QMainWindow {
     QToolButton* settings_;
     QToolButton* about_;
     QLabel* notice_;
+    QLabel* footer_;
     QStackedWidget* stack_;
     std::map<Page, PageView*> views_;
     std::vector<SidebarDrive> rows_;

@@ -8,6 +8,8 @@
 #include "app/drive_summary.hpp"
 #include "app/store/drive_store.hpp"
 #include "app/store/state_files.hpp"
+#include "app/store/system_stats.hpp"
+#include <functional>
 
 namespace desktop {
 
@@ -19,6 +21,8 @@ struct WindowContext {
     app::StatePaths paths;
     /// Local time's offset from UTC, for days on the charts.
     long utcOffsetSeconds = 0;
+    /// The system's figures; none where they aren't read (the demo machine).
+    std::function<std::optional<app::SystemStats>()> system;
 };
 
 class PageView : public QWidget {

@@ -20,6 +20,7 @@
 #include "desktop/model/forecast_page.hpp"
 #include "desktop/model/history_page.hpp"
 #include "desktop/model/page_wording.hpp"
+#include "desktop/model/system_page.hpp"
 #include "desktop/window/appearance.hpp"
 #include "drivekit/core/version.hpp"
 
@@ -221,6 +222,61 @@ void OverviewPage::sample() {
         y->setRange(0, top * 1.1);
         y->setLabelFormat(top < 5 ? "%.1f" : "%.0f");
     }
+}
+
+// ---------------------------------------------------------------- Swap
+
+SwapPage::SwapPage(WindowContext& context, QWidget* parent) : PageView(context, parent) {
+    auto* layout = new QVBoxLayout(this);
+    auto* title = label(this, 1.6, true);
+    title->setText(q(Wording::swap));
+    layout->addWidget(title);
+    facts_ = new QFormLayout();
+    layout->addLayout(facts_);
+    chart_ = chartView(this, q(Wording::swappedTrend));
+    layout->addWidget(chart_);
+    layout->addStretch();
+}
+
+void SwapPage::update(const app::DriveSummary*) {
+    clear(facts_);
+    const auto stats = context_.system ? context_.system() : std::nullopt;
+    chart_->setVisible(false);
+    if (!stats) return;
+    // Swap goes to the system drive: its readings carry the swap counter.
+    std::vector<app::Reading> readings;
+    for (const auto& drive : context_.store.allDrives()) {
+        if (drive.kind == drivekit::DriveKind::internalSSD) readings = app::Readings::of(context_.store.readings(), drive.id);
+    }
+    const auto view = swapPage(*stats, readings, context_.utcOffsetSeconds, context_.locale);
+    addFacts(facts_, view.facts);
+    auto* chart = chart_->chart();
+    chart->removeAllSeries();
+    for (auto* axis : chart->axes()) {
+        chart->removeAxis(axis);
+        delete axis;
+    }
+    if (!view.swappedPerDay) return;
+    auto* series = new QLineSeries();
+    double top = 0.1;
+    for (const auto& point : view.swappedPerDay->points) {
+        series->append(point.time, point.value);
+        top = std::max(top, point.value);
+    }
+    chart->addSeries(series);
+    chart->setTitle(q(Wording::swappedTrend));
+    auto* x = new QDateTimeAxis();
+    x->setFormat("MMM d");
+    x->setTickCount(5);
+    auto* y = new QValueAxis();
+    y->setRange(0, top * 1.2);
+    y->setLabelFormat(top < 5 ? "%.1f" : "%.0f");
+    chart->addAxis(x, Qt::AlignBottom);
+    chart->addAxis(y, Qt::AlignLeft);
+    series->attachAxis(x);
+    series->attachAxis(y);
+    colour(chart, palette());
+    chart_->setVisible(true);
 }
 
 // ---------------------------------------------------------------- Forecast

@@ -44,6 +44,16 @@ class OverviewPage final : public PageView {
     bool live_ = false;
 };
 
+class SwapPage final : public PageView {
+  public:
+    explicit SwapPage(WindowContext& context, QWidget* parent = nullptr);
+    void update(const app::DriveSummary* drive) override;
+
+  private:
+    QFormLayout* facts_;
+    QChartView* chart_;
+};
+
 class ForecastPage final : public PageView {
   public:
     explicit ForecastPage(WindowContext& context, QWidget* parent = nullptr);

@@ -5,6 +5,7 @@
 #include "desktop/model/drive_pages.hpp"
 #include "desktop/model/forecast_page.hpp"
 #include "desktop/model/history_page.hpp"
+#include "desktop/model/system_page.hpp"
 #include "desktop/tests/support/demo_drives.hpp"
 
 namespace desktop {
@@ -168,6 +169,33 @@ TEST_F(DemoPages, HistoryChartsWaitForDaysAndWrittenPerDayIsTheDailyGrowth) {
     // Newest first; local days move readings across midnight.
     EXPECT_EQ(page.rows.front().date, "2026-11-20 12:00");
     EXPECT_EQ(historyPage(of(1), 13 * 3600, en).rows.front().date, "2026-11-21 01:00");
+}
+
+TEST(SwapPage, DailySwapIsTheGrowthWithinOneBootAndTheFooterTellsTheOwnCost) {
+    app::SystemStats stats;
+    stats.swapOutBytesSinceBoot = 3'000'000'000;
+    stats.selfWrittenBytes = 12'000'000;
+    stats.selfCPUPercent = 0.25;
+    const auto reading = [](int day, std::uint64_t swapped, int boot) {
+        app::Reading r;
+        r.driveID = "nvme";
+        r.date = noon - std::chrono::hours(24 * day);
+        r.swapOutBytes = swapped;
+        r.bootDate = drivekit::json::SystemTime(std::chrono::hours(boot));
+        return r;
+    };
+    // Day 3 → 2 grows 1 GB; the machine restarted before day 1, whose counter starts at 0.
+    const std::vector<app::Reading> readings{reading(3, 1'000'000'000, 1), reading(2, 2'000'000'000, 1),
+                                             reading(1, 500'000'000, 2), reading(0, 700'000'000, 2)};
+    const auto view = swapPage(stats, readings, 0, en);
+    EXPECT_EQ(view.facts.front().value, "No swap");
+    ASSERT_TRUE(view.swappedPerDay);
+    std::vector<double> gb;
+    for (const auto& point : view.swappedPerDay->points) gb.push_back(point.value);
+    EXPECT_EQ(gb, (std::vector<double>{1.0, 0.5, 0.2}));
+    EXPECT_FALSE(swapPage(stats, std::span(readings).first(2), 0, en).swappedPerDay);
+
+    EXPECT_EQ(footer(stats, en), "Vantrel wrote 12 MB · 0.3% CPU");
 }
 
 }  // namespace

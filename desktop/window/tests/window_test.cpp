@@ -125,9 +125,20 @@ class Window : public ::testing::Test {
         for (int i = 0; i < 200 && !done; ++i) QApplication::processEvents(QEventLoop::AllEvents, 10);
         ASSERT_TRUE(done);
         context = std::make_unique<WindowContext>(
-            WindowContext{session->store(), session->timers(), drivekit::Locale{"en_US"}, paths, 0});
+            WindowContext{session->store(), session->timers(), drivekit::Locale{"en_US"}, paths, 0, {}});
+        // The demo machine has no /proc of its own: the Swap page and the footer get figures
+        // made up here.
+        context->system = [] {
+            app::SystemStats stats;
+            stats.swapUsedBytes = 1'200'000'000;
+            stats.swapTotalBytes = 4'000'000'000;
+            stats.swapOutBytesSinceBoot = 9'000'000'000;
+            stats.selfWrittenBytes = 12'000'000;
+            stats.selfCPUPercent = 0.04;
+            return std::optional(stats);
+        };
         system = QApplication::palette();
-        window = std::make_unique<MainWindow>(*context, MainWindow::Options{false, system});
+        window = std::make_unique<MainWindow>(*context, MainWindow::Options{false, system, true});
         window->show();
         settle();
     }
@@ -176,8 +187,8 @@ TEST_F(Window, EveryPageAndTabShowsTheStoresDataInBothAppearances) {
             applyAppearance(appearance, system);
             settle();
             EXPECT_EQ(isDark(window->palette()), std::string(shade) == "dark");
-            for (const Page page : {Page::overview, Page::forecast, Page::history, Page::healthData, Page::settings,
-                                    Page::about}) {
+            for (const Page page : {Page::overview, Page::swap, Page::forecast, Page::history, Page::healthData,
+                                    Page::settings, Page::about}) {
                 window->showPage(page);
                 settle();
                 auto* tabs = window->pageView(page)->findChild<QTabWidget*>();
