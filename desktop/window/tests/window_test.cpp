@@ -287,6 +287,21 @@ TEST_F(Window, SettingsWriteThePreferencesAndTheSidebarFollows) {
     EXPECT_EQ(app::StateFiles::readPrefs(paths.prefs()).keepDays, 90);
 }
 
+TEST_F(Window, WithoutRootOrServiceTheWindowSaysWhatToDo) {
+    MainWindow bare(*context, MainWindow::Options{true, system, false});
+    bare.show();
+    settle();
+    const auto labels = bare.findChildren<QLabel*>();
+    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [](QLabel* label) {
+        return label->isVisible() && label->text() == q(Wording::noService);
+    }));
+    for (const auto& problem : problems(bare)) ADD_FAILURE() << problem;
+    // Without the system's figures there is no Swap page to choose.
+    for (int row = 0; row < bare.pageList()->count(); ++row) {
+        EXPECT_NE(bare.pageList()->item(row)->text(), q(Wording::swap));
+    }
+}
+
 TEST_F(Window, TheWhatIfSliderAnswersInSteps) {
     choose(*window, QStringLiteral("Samsung SSD 980"));
     window->showPage(Page::forecast);
