@@ -18,6 +18,8 @@
 #include "app/store/note_sinks.hpp"
 #include "app/store/single_instance.hpp"
 #include "app/store/store_session.hpp"
+#include "app/writes/app_writes.hpp"
+#include "app/writes/writes_source.hpp"
 #include "desktop/window/appearance.hpp"
 #include "desktop/window/main_window.hpp"
 #include "drivekit/core/text.hpp"
@@ -61,6 +63,7 @@ int run(QApplication& application, app::Machine& machine, bool demo) {
     options.serviceMissing = !demo && ::geteuid() != 0 && !machine.serviceCheck;
     options.system = system;
     options.systemFigures = !demo && machine.procFiles != nullptr;
+    options.writesCounted = !demo && (::geteuid() == 0 ? machine.procFiles != nullptr : machine.serviceWrites != nullptr);
     desktop::MainWindow window(context, options);
     shown = &window;
 
@@ -73,6 +76,23 @@ int run(QApplication& application, app::Machine& machine, bool demo) {
     });
     std::string why;
     requests.publish(why);
+
+    // Which programs write to the system SSD, counted every 30 seconds while the window's
+    // program runs, as the monitor does.
+    std::optional<app::WritesLoop> writes;
+    const auto access = app::WritesAccess::forUser(::geteuid() == 0, machine.procFiles, machine.serviceWrites);
+    if (!demo && access.source && !session.paths().data.empty() && machine.clock) {
+        app::AppWrites::Options counting;
+        counting.source = access.source;
+        counting.files = app::AppWritesFiles::in(session.paths().data);
+        writes.emplace(std::move(counting), *machine.clock);
+        store.onPass = [&writes](const app::PassReport& pass) {
+            if (!pass.shown) return;
+            for (const auto& drive : pass.drives) {
+                if (drive.hostsBootVolume) writes->setDriveWritten(drive.dataWrittenBytes);
+            }
+        };
+    }
 
     store.start();
     window.show();

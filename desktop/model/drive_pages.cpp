@@ -12,6 +12,7 @@ std::string pageTitle(Page page) {
     switch (page) {
         case Page::overview: return std::string(Wording::overview);
         case Page::swap: return std::string(Wording::swap);
+        case Page::writes: return std::string(Wording::writes);
         case Page::forecast: return std::string(Wording::forecast);
         case Page::history: return std::string(Wording::history);
         case Page::healthData: return std::string(Wording::healthData);
@@ -21,10 +22,11 @@ std::string pageTitle(Page page) {
     return {};
 }
 
-std::vector<PageEntry> sidebarPages(bool withSwap) {
+std::vector<PageEntry> sidebarPages(bool withSwap, bool withWrites) {
     std::vector<PageEntry> pages;
-    for (const auto page : {Page::overview, Page::swap, Page::forecast, Page::history}) {
-        if (page != Page::swap || withSwap) pages.push_back({page, pageTitle(page), 0});
+    for (const auto page : {Page::overview, Page::swap, Page::writes, Page::forecast, Page::history}) {
+        if ((page == Page::swap && !withSwap) || (page == Page::writes && !withWrites)) continue;
+        pages.push_back({page, pageTitle(page), 0});
     }
     pages.push_back({Page::healthData, pageTitle(Page::healthData), 1});
     return pages;

@@ -13,7 +13,7 @@ namespace desktop {
 
 /// The pages of the main window, in the sidebar's order (settings and about sit in its
 /// footer).
-enum class Page { overview, swap, forecast, history, healthData, settings, about };
+enum class Page { overview, swap, writes, forecast, history, healthData, settings, about };
 
 struct PageEntry {
     Page page;
@@ -22,8 +22,9 @@ struct PageEntry {
     int group = 0;
 };
 
-/// The pages the sidebar lists, in order; Swap only where the system's figures are read.
-std::vector<PageEntry> sidebarPages(bool withSwap);
+/// The pages the sidebar lists, in order; Swap only where the system's figures are read,
+/// Writes only where writes are counted.
+std::vector<PageEntry> sidebarPages(bool withSwap, bool withWrites);
 std::string pageTitle(Page page);
 
 struct SidebarDrive {

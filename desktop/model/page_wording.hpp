@@ -73,6 +73,19 @@ inline constexpr std::string_view writtenSinceBoot = "Written to the system driv
 inline constexpr std::string_view swappedTrend = "Swapped out per day (GB)";
 inline constexpr std::string_view footer = "Vantrel wrote %@ · %@ CPU";
 
+// Writes.
+inline constexpr std::string_view writes = "Writes";
+inline constexpr std::string_view tabToday = "Today";
+inline constexpr std::string_view tabPerDay = "Per day";
+inline constexpr std::string_view writer = "Written by";
+inline constexpr std::string_view share = "Share";
+inline constexpr std::string_view day = "Day";
+inline constexpr std::string_view writtenToday = "Written to the system drive today: %@";
+inline constexpr std::string_view webPages = "Web pages";
+inline constexpr std::string_view systemWriter = "System";
+inline constexpr std::string_view writesNote =
+    "Each program’s write count, as the kernel keeps it, read every 30 seconds. It stays on this computer.";
+
 // Forecast.
 inline constexpr std::string_view withPriorAndPace =
     "Estimated from a typical rating for this capacity: the drive hasn’t reported any wear yet. The pace is from "

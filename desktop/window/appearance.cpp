@@ -59,7 +59,7 @@ QColor tierColour(drivekit::Tier tier, const QPalette& palette) {
         case drivekit::Tier::warning: return dark ? QColor(0xf0, 0x94, 0x3c) : QColor(0xb3, 0x54, 0x00);
         case drivekit::Tier::failing:
         case drivekit::Tier::failed: return dark ? QColor(0xf2, 0x5f, 0x5c) : QColor(0xc0, 0x1c, 0x28);
-        case drivekit::Tier::limited: return palette.color(QPalette::Disabled, QPalette::WindowText);
+        case drivekit::Tier::limited: return dark ? QColor(0x9a, 0x9f, 0xa8) : QColor(0x80, 0x85, 0x8d);
     }
     return palette.color(QPalette::WindowText);
 }

@@ -68,7 +68,7 @@ MainWindow::MainWindow(WindowContext& context, Options options, QWidget* parent)
     pages_ = new QListWidget(sidebar);
     pages_->setAccessibleName(q(Wording::overview));
     int group = 0;
-    for (const auto& entry : sidebarPages(options_.systemFigures)) {
+    for (const auto& entry : sidebarPages(options_.systemFigures, options_.writesCounted)) {
         if (entry.group != group) {
             // The gap between the groups: a row that can't be chosen.
             auto* gap = new QListWidgetItem(pages_);
@@ -117,6 +117,7 @@ MainWindow::MainWindow(WindowContext& context, Options options, QWidget* parent)
     };
     add(Page::overview, new OverviewPage(context_));
     add(Page::swap, new SwapPage(context_));
+    add(Page::writes, new WritesPage(context_));
     add(Page::forecast, new ForecastPage(context_));
     add(Page::history, new HistoryPage(context_));
     add(Page::healthData, new HealthDataPage(context_));

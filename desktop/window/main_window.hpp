@@ -30,6 +30,8 @@ class MainWindow final : public QMainWindow {
         /// The system's figures are read (not on the demo machine): the Swap page and the
         /// footer show.
         bool systemFigures = false;
+        /// Writes to the system drive are counted: the Writes page shows.
+        bool writesCounted = false;
     };
 
     MainWindow(WindowContext& context, Options options, QWidget* parent = nullptr);

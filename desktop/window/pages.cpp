@@ -21,6 +21,8 @@
 #include "desktop/model/history_page.hpp"
 #include "desktop/model/page_wording.hpp"
 #include "desktop/model/system_page.hpp"
+#include "desktop/model/writes_page.hpp"
+#include "app/writes/app_writes.hpp"
 #include "desktop/window/appearance.hpp"
 #include "drivekit/core/version.hpp"
 
@@ -277,6 +279,46 @@ void SwapPage::update(const app::DriveSummary*) {
     series->attachAxis(y);
     colour(chart, palette());
     chart_->setVisible(true);
+}
+
+// ---------------------------------------------------------------- Writes
+
+WritesPage::WritesPage(WindowContext& context, QWidget* parent) : PageView(context, parent) {
+    auto* layout = new QVBoxLayout(this);
+    auto* title = label(this, 1.6, true);
+    title->setText(q(Wording::writes));
+    auto* note = label(this);
+    note->setText(q(Wording::writesNote));
+    layout->addWidget(title);
+    layout->addWidget(note);
+    tabs_ = new QTabWidget(this);
+    tabs_->setAccessibleName(q(Wording::writes));
+    auto* todayTab = new QWidget(tabs_);
+    auto* todayLayout = new QVBoxLayout(todayTab);
+    total_ = label(todayTab);
+    today_ = table(todayTab, {q(Wording::writer), q(Wording::written), q(Wording::share)}, q(Wording::tabToday));
+    todayLayout->addWidget(total_);
+    todayLayout->addWidget(today_);
+    perDay_ = table(tabs_, {q(Wording::day), q(Wording::written)}, q(Wording::tabPerDay));
+    tabs_->addTab(todayTab, q(Wording::tabToday));
+    tabs_->addTab(perDay_, q(Wording::tabPerDay));
+    layout->addWidget(tabs_, 1);
+}
+
+void WritesPage::update(const app::DriveSummary*) {
+    // The loop saves its history at each new hour; the page reads what it saved.
+    const auto loaded = app::WritesFiles::load(app::AppWritesFiles::in(context_.paths.data), {});
+    const auto view = writesPage(loaded.history, context_.timers.now(), drivekit::WriteCalendar::local(),
+                                 context_.locale);
+    total_->setText(q(Wording::fill(Wording::writtenToday, {view.todayTotal})));
+    std::vector<std::vector<std::string>> rows;
+    for (const auto& row : view.today) rows.push_back({row.name, row.bytes, row.share});
+    fill(today_, rows);
+    today_->setVisible(!rows.empty());
+    rows.clear();
+    for (const auto& row : view.perDay) rows.push_back({row.day, row.bytes});
+    fill(perDay_, rows);
+    tabs_->setTabVisible(1, !rows.empty());
 }
 
 // ---------------------------------------------------------------- Forecast

@@ -54,6 +54,19 @@ class SwapPage final : public PageView {
     QChartView* chart_;
 };
 
+class WritesPage final : public PageView {
+  public:
+    explicit WritesPage(WindowContext& context, QWidget* parent = nullptr);
+    void update(const app::DriveSummary* drive) override;
+    QTabWidget* tabs() const { return tabs_; }
+
+  private:
+    QTabWidget* tabs_;
+    QLabel* total_;
+    QTableWidget* today_;
+    QTableWidget* perDay_;
+};
+
 class ForecastPage final : public PageView {
   public:
     explicit ForecastPage(WindowContext& context, QWidget* parent = nullptr);

@@ -6,6 +6,7 @@
 #include "desktop/model/forecast_page.hpp"
 #include "desktop/model/history_page.hpp"
 #include "desktop/model/system_page.hpp"
+#include "desktop/model/writes_page.hpp"
 #include "desktop/tests/support/demo_drives.hpp"
 
 namespace desktop {
@@ -196,6 +197,29 @@ TEST(SwapPage, DailySwapIsTheGrowthWithinOneBootAndTheFooterTellsTheOwnCost) {
     EXPECT_FALSE(swapPage(stats, std::span(readings).first(2), 0, en).swappedPerDay);
 
     EXPECT_EQ(footer(stats, en), "Vantrel wrote 12 MB · 0.3% CPU");
+}
+
+TEST(WritesPage, TodaysWritersLargestFirstAndEveryDayWithWrites) {
+    const auto utc = drivekit::WriteCalendar::zone("UTC");
+    const auto today = *utc.startOfDay(noon);
+    drivekit::WriteHistory history;
+    history.days.push_back({today - 48h, {{"tool:/usr/bin/rsync", 7'000'000'000}}});
+    // Yesterday's slot isn't today's, though it is in the slots still.
+    history.slots.push_back({today - 2h, {{"app:firefox", 5'000'000'000}}});
+    history.slots.push_back({today + 1h, {{"system", 1'000'000'000}, {"app:firefox", 2'000'000'000}}});
+    history.slots.push_back({today + 2h, {{"app:firefox", 1'000'000'000}}});
+    const auto view = writesPage(history, noon, utc, en);
+    ASSERT_EQ(view.today.size(), 2u);
+    EXPECT_EQ(view.today[0].name, "firefox");
+    EXPECT_EQ(view.today[0].bytes, "3 GB");
+    EXPECT_EQ(view.today[0].share, "75%");
+    EXPECT_EQ(view.today[1].name, "System");
+    EXPECT_EQ(view.todayTotal, "4 GB");
+    ASSERT_EQ(view.perDay.size(), 3u);
+    EXPECT_EQ(view.perDay[0].day, "2026-11-20");
+    EXPECT_EQ(view.perDay[0].total, 4'000'000'000u);
+    EXPECT_EQ(view.perDay[1].day, "2026-11-19");
+    EXPECT_EQ(view.perDay[2].day, "2026-11-18");
 }
 
 }  // namespace

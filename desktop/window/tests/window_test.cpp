@@ -22,6 +22,7 @@
 
 #include "app/store/state_files.hpp"
 #include "app/store/store_session.hpp"
+#include "app/writes/app_writes.hpp"
 #include "desktop/model/page_wording.hpp"
 #include "desktop/tests/support/demo_drives.hpp"
 #include "desktop/window/appearance.hpp"
@@ -118,6 +119,13 @@ class Window : public ::testing::Test {
         // A month of daily readings, so that History and Forecast have something to draw.
         app::StateFiles::writeReadings(paths.readings(),
                                        testing::dailyHistory(demo.drives, std::chrono::system_clock::now(), 30));
+        // And a history of writes: today's slot and two days before.
+        const auto calendar = drivekit::WriteCalendar::local();
+        const auto today = *calendar.startOfDay(std::chrono::system_clock::now());
+        app::LoadedWrites writes;
+        writes.history.slots.push_back({today, {{"app:firefox", 3'000'000'000}, {"system", 1'000'000'000}}});
+        writes.history.days.push_back({*calendar.addingDays(today, -2), {{"tool:/usr/bin/rsync", 7'000'000'000}}});
+        ASSERT_FALSE(app::WritesFiles::save(app::AppWritesFiles::in(paths.data), writes));
         session = std::make_unique<app::StoreSession>(*demo.machine, true, paths, &application(),
                                                       app::StoreSession::Hooks{});
         bool done = false;
@@ -138,7 +146,7 @@ class Window : public ::testing::Test {
             return std::optional(stats);
         };
         system = QApplication::palette();
-        window = std::make_unique<MainWindow>(*context, MainWindow::Options{false, system, true});
+        window = std::make_unique<MainWindow>(*context, MainWindow::Options{false, system, true, true});
         window->show();
         settle();
     }
@@ -187,7 +195,7 @@ TEST_F(Window, EveryPageAndTabShowsTheStoresDataInBothAppearances) {
             applyAppearance(appearance, system);
             settle();
             EXPECT_EQ(isDark(window->palette()), std::string(shade) == "dark");
-            for (const Page page : {Page::overview, Page::swap, Page::forecast, Page::history, Page::healthData,
+            for (const Page page : {Page::overview, Page::swap, Page::writes, Page::forecast, Page::history, Page::healthData,
                                     Page::settings, Page::about}) {
                 window->showPage(page);
                 settle();
@@ -288,7 +296,7 @@ TEST_F(Window, SettingsWriteThePreferencesAndTheSidebarFollows) {
 }
 
 TEST_F(Window, WithoutRootOrServiceTheWindowSaysWhatToDo) {
-    MainWindow bare(*context, MainWindow::Options{true, system, false});
+    MainWindow bare(*context, MainWindow::Options{true, system, false, false});
     bare.show();
     settle();
     const auto labels = bare.findChildren<QLabel*>();
