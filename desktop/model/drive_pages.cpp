@@ -2,6 +2,8 @@
 
 #include "app/store/alerts.hpp"
 #include "desktop/model/page_wording.hpp"
+#include "drivekit/bench/bench_runs.hpp"
+#include "drivekit/bench/bench_wording.hpp"
 #include "drivekit/health/self_test.hpp"
 
 namespace desktop {
@@ -90,7 +92,27 @@ Overview overview(const app::DriveSummary& drive, const drivekit::Locale& locale
     return view;
 }
 
-HealthData healthData(const app::DriveSummary& drive, const drivekit::Locale& locale) {
+KeptRuns keptRuns(const app::DriveSummary& drive, const app::SavedScans& scans, const app::SavedBenchmarks& benchmarks) {
+    KeptRuns kept;
+    std::optional<std::string> serial;
+    for (const auto& field : drive.insight.general) {
+        if (field.key && *field.key == app::InsightRowText::key(app::InsightRow::serial) && !field.value.empty()) serial = field.value;
+    }
+    for (const auto& [key, scan] : scans.byDrive) {
+        if (serial && scan.serial == serial) kept.scan = scan;
+    }
+    if (!kept.scan) {
+        if (const auto found = scans.byDrive.find("device:" + drive.bsdName); found != scans.byDrive.end()) {
+            kept.scan = found->second;
+        }
+    }
+    if (const auto found = benchmarks.byDrive.find(drive.id); found != benchmarks.byDrive.end()) {
+        kept.benchmark = found->second;
+    }
+    return kept;
+}
+
+HealthData healthData(const app::DriveSummary& drive, const KeptRuns& kept, const drivekit::Locale& locale) {
     HealthData data;
     for (const auto& field : drive.insight.general) data.summary.push_back({field.label, field.value});
     for (const auto& indicator : drive.insight.indicators) {
@@ -101,6 +123,25 @@ HealthData healthData(const app::DriveSummary& drive, const drivekit::Locale& lo
     for (const auto& entry : drive.selfTests) {
         data.tests.push_back({entry.testName(), drivekit::SelfTest::label(entry.outcome),
                               LF::count(entry.powerOnHours, locale)});
+    }
+    if (kept.scan) {
+        data.diagnostics.push_back({std::string(Wording::surfaceScan),
+                                    app::ScanWording::summaryLine(kept.scan->driveName, kept.scan->result, std::nullopt)});
+    }
+    if (kept.benchmark) {
+        const auto& runs = kept.benchmark->runs;
+        const auto verdict = drivekit::BenchResults::verdict(runs, kept.benchmark->ceilingMBps, kept.benchmark->link, locale);
+        data.diagnostics.push_back({std::string(Wording::benchmark), LF::sentences({verdict.headline, verdict.detail})});
+        const std::pair<drivekit::BenchTest, std::string_view> tests[] = {
+            {drivekit::BenchTest::seqRead, Wording::seqRead},
+            {drivekit::BenchTest::seqWrite, Wording::seqWrite},
+            {drivekit::BenchTest::rndRead, Wording::rndRead},
+            {drivekit::BenchTest::rndWrite, Wording::rndWrite}};
+        for (const auto& [test, label] : tests) {
+            if (runs.of(test).empty()) continue;
+            data.diagnostics.push_back(
+                {std::string(label), drivekit::BenchWording::speed(drivekit::BenchResults::mean(runs.of(test)), locale)});
+        }
     }
     return data;
 }

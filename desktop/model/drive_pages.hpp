@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "app/bench/saved_benchmarks.hpp"
 #include "app/drive_summary.hpp"
+#include "app/scan/saved_scans.hpp"
 #include "drivekit/core/local_format.hpp"
 
 namespace desktop {
@@ -88,8 +90,20 @@ struct HealthData {
     /// The NVMe drive's own log or the ATA drive's attributes; empty when it has none.
     std::vector<Fact> log;
     std::vector<SelfTestRow> tests;
+    /// The last surface scan and benchmark kept of the drive, each a few rows.
+    std::vector<Fact> diagnostics;
 };
 
-HealthData healthData(const app::DriveSummary& drive, const drivekit::Locale& locale);
+/// What was kept of the drive's last scan and benchmark, when anything was.
+struct KeptRuns {
+    std::optional<app::SavedScan> scan;
+    std::optional<app::SavedBenchmark> benchmark;
+};
+
+HealthData healthData(const app::DriveSummary& drive, const KeptRuns& kept, const drivekit::Locale& locale);
+
+/// The drive's records in the files of the data folder: the scan by the drive's serial, else
+/// its kernel name; the benchmark by its id.
+KeptRuns keptRuns(const app::DriveSummary& drive, const app::SavedScans& scans, const app::SavedBenchmarks& benchmarks);
 
 }  // namespace desktop

@@ -136,8 +136,12 @@ inline constexpr std::string_view field = "Field";
 inline constexpr std::string_view test = "Test";
 inline constexpr std::string_view result = "Result";
 inline constexpr std::string_view atHours = "At hour";
-inline constexpr std::string_view noLog = "This drive gives no health log of its own.";
-inline constexpr std::string_view noTests = "This drive has no self-test log.";
+inline constexpr std::string_view surfaceScan = "Last surface scan";
+inline constexpr std::string_view benchmark = "Last benchmark";
+inline constexpr std::string_view seqRead = "Sequential read";
+inline constexpr std::string_view seqWrite = "Sequential write";
+inline constexpr std::string_view rndRead = "Random read";
+inline constexpr std::string_view rndWrite = "Random write";
 
 // Settings.
 inline constexpr std::string_view appearance = "Appearance";

@@ -66,8 +66,12 @@ QTableWidget* table(QWidget* parent, const QStringList& headers, const QString& 
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
     table->verticalHeader()->hide();
+    // Columns as wide as their content, the last one taking the rest and wrapping what is
+    // longer, each row as tall as its wrapped text: nothing is cut off.
+    table->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     table->horizontalHeader()->setStretchLastSection(true);
-    table->setWordWrap(false);
+    table->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    table->setWordWrap(true);
     table->setAccessibleName(name);
     return table;
 }
@@ -79,7 +83,6 @@ void fill(QTableWidget* table, const std::vector<std::vector<std::string>>& rows
             table->setItem(r, c, new QTableWidgetItem(q(rows[static_cast<std::size_t>(r)][static_cast<std::size_t>(c)])));
         }
     }
-    table->resizeColumnsToContents();
 }
 
 QChartView* chartView(QWidget* parent, const QString& name) {
@@ -528,17 +531,24 @@ HealthDataPage::HealthDataPage(WindowContext& context, QWidget* parent) : PageVi
     indicators_ = table(tabs_, {q(Wording::field), q(Wording::value), q(Wording::status), QString()},
                         q(Wording::tabIndicators));
     log_ = table(tabs_, {q(Wording::field), q(Wording::value)}, q(Wording::tabLog));
-    tests_ = table(tabs_, {q(Wording::test), q(Wording::result), q(Wording::atHours)}, q(Wording::tabTests));
+    auto* testsTab = new QWidget(tabs_);
+    auto* testsLayout = new QVBoxLayout(testsTab);
+    tests_ = table(testsTab, {q(Wording::test), q(Wording::result), q(Wording::atHours)}, q(Wording::tabTests));
+    diagnostics_ = new QFormLayout();
+    testsLayout->addLayout(diagnostics_);
+    testsLayout->addWidget(tests_);
     tabs_->addTab(summary_, q(Wording::tabSummary));
     tabs_->addTab(indicators_, q(Wording::tabIndicators));
     tabs_->addTab(log_, q(Wording::tabLog));
-    tabs_->addTab(tests_, q(Wording::tabTests));
+    tabs_->addTab(testsTab, q(Wording::tabTests));
     layout->addWidget(tabs_);
 }
 
 void HealthDataPage::update(const app::DriveSummary* drive) {
     if (drive == nullptr) return;
-    const auto shown = healthData(*drive, context_.locale);
+    const auto kept = keptRuns(*drive, app::ScanStore::read(platform::systemFiles(), app::ScanStore::file(context_.paths.data)),
+                               app::BenchStore::read(app::BenchStore::file(context_.paths.data)));
+    const auto shown = healthData(*drive, kept, context_.locale);
     std::vector<std::vector<std::string>> rows;
     for (const auto& fact : shown.summary) rows.push_back({fact.label, fact.value});
     fill(summary_, rows);
@@ -554,10 +564,13 @@ void HealthDataPage::update(const app::DriveSummary* drive) {
     rows.clear();
     for (const auto& test : shown.tests) rows.push_back({test.test, test.result, test.hours});
     fill(tests_, rows);
+    tests_->setVisible(!rows.empty());
+    clear(diagnostics_);
+    addFacts(diagnostics_, shown.diagnostics);
     // A tab the drive has nothing for is left out rather than shown empty.
     tabs_->setTabVisible(1, !shown.indicators.empty());
     tabs_->setTabVisible(2, !shown.log.empty());
-    tabs_->setTabVisible(3, !shown.tests.empty());
+    tabs_->setTabVisible(3, !shown.tests.empty() || !shown.diagnostics.empty());
 }
 
 // ---------------------------------------------------------------- About

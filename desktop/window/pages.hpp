@@ -113,6 +113,7 @@ class HealthDataPage final : public PageView {
     QTableWidget* indicators_;
     QTableWidget* log_;
     QTableWidget* tests_;
+    QFormLayout* diagnostics_;
 };
 
 class AboutPage final : public PageView {

@@ -64,19 +64,43 @@ TEST_F(DemoPages, SidebarAndOverviewShowEachDemoDriveAsTheStoreRatesIt) {
 }
 
 TEST_F(DemoPages, HealthDataTabsHoldWhatEachKindOfDriveReports) {
-    const auto nvme = healthData(byName(drives(), "nvme0n1"), en);
+    const auto nvme = healthData(byName(drives(), "nvme0n1"), {}, en);
     EXPECT_FALSE(nvme.summary.empty());
     EXPECT_FALSE(nvme.indicators.empty());
     EXPECT_FALSE(nvme.log.empty());
     EXPECT_TRUE(nvme.tests.empty());
 
-    const auto sata = healthData(byName(drives(), "sda"), en);
+    const auto sata = healthData(byName(drives(), "sda"), {}, en);
     ASSERT_FALSE(sata.tests.empty());
     EXPECT_TRUE(std::any_of(sata.tests.begin(), sata.tests.end(),
                             [](const SelfTestRow& row) { return row.result.find("Failed") != std::string::npos; }));
     EXPECT_TRUE(std::any_of(sata.indicators.begin(), sata.indicators.end(), [](const IndicatorRow& row) {
         return row.level == drivekit::IndicatorStatus::failing || row.level == drivekit::IndicatorStatus::warning;
     }));
+    EXPECT_TRUE(sata.diagnostics.empty());
+
+    // A kept scan is found by the drive's kernel name when it has no serial of its own, a
+    // benchmark by the drive's id; another drive's records stay out.
+    const auto& disk = byName(drives(), "sda");
+    app::SavedScans scans;
+    app::SavedScan scan;
+    scan.driveName = disk.name;
+    scan.result.readsPlanned = scan.result.readsDone = 2048;
+    scans.byDrive["device:sda"] = scan;
+    scans.byDrive["device:sdb"] = scan;
+    app::SavedBenchmarks benchmarks;
+    app::SavedBenchmark bench;
+    bench.runs.of(drivekit::BenchTest::seqRead) = {180, 190, 200};
+    bench.runs.of(drivekit::BenchTest::seqWrite) = {150, 160, 170};
+    benchmarks.byDrive[disk.id] = bench;
+    const auto kept = keptRuns(disk, scans, benchmarks);
+    ASSERT_TRUE(kept.scan && kept.benchmark);
+    EXPECT_FALSE(keptRuns(byName(drives(), "nvme0n1"), scans, benchmarks).benchmark);
+    const auto withRuns = healthData(disk, kept, en);
+    ASSERT_EQ(withRuns.diagnostics.size(), 4u);  // the scan, the verdict, two speeds
+    EXPECT_EQ(withRuns.diagnostics[0].label, "Last surface scan");
+    EXPECT_EQ(withRuns.diagnostics[2].label, "Sequential read");
+    EXPECT_NE(withRuns.diagnostics[2].value.find("190"), std::string::npos);
 }
 
 TEST_F(DemoPages, ForecastSaysWhereItComesFromAndSharpensWithHistory) {

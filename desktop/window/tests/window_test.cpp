@@ -85,7 +85,21 @@ std::vector<std::string> problems(QWidget& root) {
         if (button->sizeHint().width() > button->width()) found.push_back("clipped: " + button->text().toStdString());
     }
     for (auto* table : root.findChildren<QTableWidget*>()) {
-        if (table->isVisible() && table->rowCount() == 0) found.push_back("empty table: " + where(table));
+        if (!table->isVisible()) continue;
+        if (table->rowCount() == 0) found.push_back("empty table: " + where(table));
+        // A cell whose text, wrapped at its column's width, is taller than its row is cut off.
+        for (int row = 0; row < table->rowCount(); ++row) {
+            for (int column = 0; column < table->columnCount(); ++column) {
+                const auto* item = table->item(row, column);
+                if (item == nullptr) continue;
+                const QRect cell = table->visualItemRect(item);
+                const QRect text = table->fontMetrics().boundingRect(QRect(0, 0, cell.width() - 6, 100'000),
+                                                                     Qt::TextWordWrap, item->text());
+                if (text.width() > cell.width() - 6 || text.height() > cell.height()) {
+                    found.push_back("clipped cell: " + item->text().toStdString());
+                }
+            }
+        }
     }
     for (auto* chart : root.findChildren<QChartView*>()) {
         if (chart->isVisible() && chart->chart()->series().isEmpty()) found.push_back("empty chart: " + where(chart));
@@ -126,6 +140,22 @@ class Window : public ::testing::Test {
         writes.history.slots.push_back({today, {{"app:firefox", 3'000'000'000}, {"system", 1'000'000'000}}});
         writes.history.days.push_back({*calendar.addingDays(today, -2), {{"tool:/usr/bin/rsync", 7'000'000'000}}});
         ASSERT_FALSE(app::WritesFiles::save(app::AppWritesFiles::in(paths.data), writes));
+        // And the internal SSD's last scan and benchmark.
+        const auto& ssd = testing::byName(demo.drives, "nvme0n1");
+        app::SavedScans scans;
+        app::SavedScan scan;
+        scan.driveKey = "device:nvme0n1";
+        scan.driveName = ssd.name;
+        scan.result.readsPlanned = scan.result.readsDone = 2048;
+        scan.result.seconds = 41;
+        ASSERT_FALSE(app::ScanStore::save(platform::systemFiles(), scans, scan, app::ScanStore::file(paths.data)));
+        app::SavedBenchmarks benchmarks;
+        auto bench = app::SavedBenchmark::of(ssd, std::chrono::system_clock::now(), {});
+        bench.runs.of(drivekit::BenchTest::seqRead) = {3100, 3200, 3150};
+        bench.runs.of(drivekit::BenchTest::seqWrite) = {2500, 2600, 2550};
+        bench.runs.of(drivekit::BenchTest::rndRead) = {60, 62, 61};
+        bench.runs.of(drivekit::BenchTest::rndWrite) = {150, 155, 152};
+        ASSERT_FALSE(app::BenchStore::save(benchmarks, bench, app::BenchStore::file(paths.data)));
         session = std::make_unique<app::StoreSession>(*demo.machine, true, paths, &application(),
                                                       app::StoreSession::Hooks{});
         bool done = false;
