@@ -17,6 +17,7 @@
 #include <QTabWidget>
 #include <QTableWidget>
 #include <QTemporaryDir>
+#include <QTest>
 #include <chrono>
 #include <cstdlib>
 
@@ -112,6 +113,9 @@ std::vector<std::string> problems(QWidget& root) {
         // Qt's own parts (a tab bar's scroll arrows, a spin box's line edit) are named by Qt.
         if (!control || !widget->isVisible() || widget->objectName().startsWith(QLatin1String("qt_"))) continue;
         const auto* button = qobject_cast<QAbstractButton*>(widget);
+        if (!qobject_cast<QChartView*>(widget) && !(widget->focusPolicy() & Qt::TabFocus)) {
+            found.push_back("out of the keyboard's reach: " + where(widget));
+        }
         if (widget->accessibleName().isEmpty() && (button == nullptr || button->text().isEmpty())) {
             if (widget->parentWidget() && qobject_cast<QTabBar*>(widget->parentWidget())) continue;
             found.push_back("no accessible name: " + where(widget));
@@ -338,6 +342,26 @@ TEST_F(Window, WithoutRootOrServiceTheWindowSaysWhatToDo) {
     for (int row = 0; row < bare.pageList()->count(); ++row) {
         EXPECT_NE(bare.pageList()->item(row)->text(), q(Wording::swap));
     }
+}
+
+TEST_F(Window, TheKeyboardMovesThroughTheSidebarAndOpensSettings) {
+    window->activateWindow();
+    QApplication::setActiveWindow(window.get());
+    auto* drives = window->driveList();
+    drives->setFocus();
+    drives->setCurrentRow(0);
+    settle();
+    QTest::keyClick(drives, Qt::Key_Down);
+    settle();
+    EXPECT_EQ(session->store().selectedID(), session->store().visibleDrives()[1].id);
+    QTest::keyClick(drives, Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), window->pageList());
+    QTest::keyClick(window->pageList(), Qt::Key_Down);
+    settle();
+    EXPECT_EQ(window->page(), Page::swap);
+    QTest::keyClick(window->pageList(), Qt::Key_Comma, Qt::ControlModifier);
+    settle();
+    EXPECT_EQ(window->page(), Page::settings);
 }
 
 TEST_F(Window, TheWhatIfSliderAnswersInSteps) {
