@@ -1,6 +1,7 @@
 #include "desktop/window/pages.hpp"
 
 #include <QApplication>
+#include <QAreaSeries>
 #include <QChart>
 #include <QChartView>
 #include <QDateTimeAxis>
@@ -397,12 +398,24 @@ void ForecastPage::update(const app::DriveSummary* drive) {
 
     auto* chart = chart_->chart();
     chart->removeAllSeries();
+    band_ = nullptr;
     for (auto* axis : chart->axes()) {
         chart->removeAxis(axis);
         delete axis;  // removing hands the axis back to us
     }
     chart_->setVisible(page.points.size() >= 2);
     if (page.points.size() >= 2) {
+        if (forecast_) {
+            // Drawn first, so that the readings lie over it. Its edges are its children.
+            band_ = new QAreaSeries(new QLineSeries(), new QLineSeries());
+            band_->upperSeries()->setParent(band_);
+            band_->lowerSeries()->setParent(band_);
+            QColor fill = palette().color(QPalette::Highlight);
+            fill.setAlpha(70);
+            band_->setBrush(fill);
+            band_->setPen(QPen(palette().color(QPalette::Highlight), 1, Qt::DashLine));
+            chart->addSeries(band_);
+        }
         auto* used = new QLineSeries();
         auto* marks = new QScatterSeries();
         marks->setMarkerSize(em(this, 0.4));
@@ -418,13 +431,19 @@ void ForecastPage::update(const app::DriveSummary* drive) {
         }
         chart->addSeries(used);
         chart->addSeries(marks);
+        firstTime_ = used->points().front().x();
+        lastTime_ = used->points().back().x();
+        lastUsed_ = used->points().back().y();
         auto* x = new QDateTimeAxis();
         x->setFormat("MMM d");
         x->setTickCount(5);
+        x->setRange(QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(firstTime_)),
+                    QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(lastTime_)));
         auto* y = new QValueAxis();
         y->setTitleText(q(Wording::lifeUsedAxis));
         y->setLabelFormat("%.0f");
-        y->setRange(0, std::ceil(std::max(10.0, top * 1.2) / 5.0) * 5.0);
+        // With the band the chart goes up to the rated endurance.
+        y->setRange(0, forecast_ ? 100.0 : std::ceil(std::max(10.0, top * 1.2) / 5.0) * 5.0);
         y->setTickCount(6);
         chart->addAxis(x, Qt::AlignBottom);
         chart->addAxis(y, Qt::AlignLeft);
@@ -438,9 +457,28 @@ void ForecastPage::update(const app::DriveSummary* drive) {
     showWhatIf();
 }
 
+void ForecastPage::showBand(double lowYears, double highYears) {
+    if (band_ == nullptr) return;
+    // Past 25 years the readings would shrink to a dot at the left.
+    constexpr double kYearMs = 365.0 * 86'400'000.0;
+    const double reach = std::min(highYears, 25.0);
+    const double fast = lastTime_ + std::min(lowYears, reach) * kYearMs;
+    const double slow = lastTime_ + reach * kYearMs;
+    const double slowUsed = highYears > reach ? lastUsed_ + (100.0 - lastUsed_) * reach / highYears : 100.0;
+    band_->upperSeries()->replace({QPointF(lastTime_, lastUsed_), QPointF(fast, 100.0), QPointF(slow, 100.0)});
+    band_->lowerSeries()->replace({QPointF(lastTime_, lastUsed_), QPointF(slow, slowUsed)});
+    if (auto axes = chart_->chart()->axes(Qt::Horizontal); !axes.isEmpty()) {
+        auto* x = static_cast<QDateTimeAxis*>(axes.front());
+        x->setFormat(slow - firstTime_ > 2 * kYearMs ? "yyyy" : "MMM yyyy");
+        x->setRange(QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(firstTime_)),
+                    QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(slow)));
+    }
+}
+
 void ForecastPage::showWhatIf() {
     if (!forecast_) return;
     const auto answer = whatIf(*forecast_, slider_->value(), context_.locale);
+    showBand(answer.lowYears, answer.highYears);
     whatIfLabel_->setText(q(answer.label));
     whatIfHeadline_->setText(q(answer.headline));
     gain_->setText(q(answer.gain));

@@ -9,6 +9,7 @@
 
 #include "desktop/window/page_view.hpp"
 
+class QAreaSeries;
 class QChartView;
 class QFormLayout;
 class QLineSeries;
@@ -75,6 +76,9 @@ class ForecastPage final : public PageView {
 
   private:
     void showWhatIf();
+    /// The band where the drive reaches its rated endurance, from the last point, at the
+    /// pace of `lowYears` to `highYears` left.
+    void showBand(double lowYears, double highYears);
     QLabel* headline_;
     QLabel* confidence_;
     QLabel* content_;
@@ -86,6 +90,10 @@ class ForecastPage final : public PageView {
     QLabel* sentence_;
     QSlider* slider_;
     std::optional<drivekit::LifeForecast> forecast_;
+    QAreaSeries* band_ = nullptr;
+    double firstTime_ = 0;
+    double lastTime_ = 0;
+    double lastUsed_ = 0;
 };
 
 class HistoryPage final : public PageView {

@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QLabel>
 #include <QListWidget>
+#include <QMenu>
 #include <QSlider>
 #include <QSpinBox>
 #include <QTabWidget>
@@ -362,6 +363,25 @@ TEST_F(Window, TheKeyboardMovesThroughTheSidebarAndOpensSettings) {
     QTest::keyClick(window->pageList(), Qt::Key_Comma, Qt::ControlModifier);
     settle();
     EXPECT_EQ(window->page(), Page::settings);
+}
+
+TEST_F(Window, TheDrivesContextMenuOffersAUSBReadOnlyForUSBDrives) {
+    const auto drives = session->store().visibleDrives();
+    for (int row = 0; row < static_cast<int>(drives.size()); ++row) {
+        QMenu menu;
+        window->fillContextMenu(menu, row);
+        const bool usb = drives[static_cast<std::size_t>(row)].kind == drivekit::DriveKind::usb;
+        ASSERT_EQ(menu.actions().size(), usb ? 2 : 1) << drives[static_cast<std::size_t>(row)].bsdName;
+        EXPECT_EQ(menu.actions().front()->text(), q(Wording::checkEveryDrive));
+    }
+    // Checking every drive starts a pass at once.
+    QMenu menu;
+    window->fillContextMenu(menu, 0);
+    bool passed = false;
+    session->store().onPass = [&](const app::PassReport&) { passed = true; };
+    menu.actions().front()->trigger();
+    for (int i = 0; i < 100 && !passed; ++i) QApplication::processEvents(QEventLoop::AllEvents, 10);
+    EXPECT_TRUE(passed);
 }
 
 TEST_F(Window, TheWhatIfSliderAnswersInSteps) {
