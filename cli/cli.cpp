@@ -138,11 +138,7 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
 int main(int argc, char** argv) {
     std::vector<std::string_view> args;
     for (int i = 1; i < argc; ++i) args.emplace_back(argv[i]);
-    if (args.empty()) {
-        // The desktop application is not part of this build yet; the terminal commands are.
-        std::cerr << usageText();
-        return exitUsage;
-    }
+    if (asksForDesktop(args)) return handOverToDesktop(argv, std::cerr);
     if (drawing() == nullptr && asksForDrawing(args)) return handOverToDrawing(argv, std::cerr);
     if (args.size() > 1 && args.front().starts_with("--demo") && isStoreCommand(args[1])) {
         const auto file = args.front() == "--demo" ? std::string() : std::string(args.front().substr(7));

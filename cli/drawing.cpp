@@ -10,6 +10,9 @@
 #ifndef VANTREL_DRAWING_FROM_BIN
 #define VANTREL_DRAWING_FROM_BIN "../libexec/vantrel/vantrel-draw"
 #endif
+#ifndef VANTREL_DESKTOP_FROM_BIN
+#define VANTREL_DESKTOP_FROM_BIN "../libexec/vantrel/vantrel-desktop"
+#endif
 
 #include "cli/exit_codes.hpp"
 
@@ -28,20 +31,42 @@ bool asksForDrawing(const std::vector<std::string_view>& args) {
     return args.size() > at && (args[at] == "report" || args[at] == "card");
 }
 
-int handOverToDrawing(char** argv, std::ostream& err) {
-    // Beside this program in the build tree; in libexec/vantrel once installed. Both found
-    // from /proc/self/exe, never from the environment, so root runs only its own parts.
+namespace {
+
+// Beside this program in the build tree (the build folder of its own part); in
+// libexec/vantrel once installed. Both found from /proc/self/exe, never from the
+// environment, so root runs only its own parts.
+std::filesystem::path part(const char* name, const char* fromBin, const char* buildFolder) {
     std::error_code error;
     const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
     const auto folder = error ? std::filesystem::path() : self.parent_path();
-    std::filesystem::path helper = folder / "vantrel-draw";
-    if (!std::filesystem::is_regular_file(helper, error)) {
-        helper = (folder / VANTREL_DRAWING_FROM_BIN).lexically_normal();
+    for (const auto& candidate : {folder / name, folder / ".." / buildFolder / name}) {
+        if (std::filesystem::is_regular_file(candidate, error)) return candidate.lexically_normal();
     }
+    return (folder / fromBin).lexically_normal();
+}
+
+}  // namespace
+
+int handOverToDrawing(char** argv, std::ostream& err) {
+    const auto helper = part("vantrel-draw", VANTREL_DRAWING_FROM_BIN, "cli");
     std::cout.flush();
     ::execv(helper.c_str(), argv);
     err << "vantrel: reports and cards are drawn by " << helper.string() << ", which couldn't be started: "
         << std::strerror(errno) << ".\n";
+    return exitNotSupported;
+}
+
+bool asksForDesktop(const std::vector<std::string_view>& args) {
+    return args.empty() || (args.size() == 1 && (args[0] == "--demo" || args[0].starts_with("--demo=")));
+}
+
+int handOverToDesktop(char** argv, std::ostream& err) {
+    const auto desktop = part("vantrel-desktop", VANTREL_DESKTOP_FROM_BIN, "desktop");
+    std::cout.flush();
+    ::execv(desktop.c_str(), argv);
+    err << "vantrel: the window is " << desktop.string() << ", which couldn't be started: " << std::strerror(errno)
+        << ". The commands work without it: vantrel --help.\n";
     return exitNotSupported;
 }
 

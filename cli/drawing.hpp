@@ -27,4 +27,11 @@ bool asksForDrawing(const std::vector<std::string_view>& args);
 /// words. Returns only when it couldn't be started, with the exit code after saying why.
 int handOverToDrawing(char** argv, std::ostream& err);
 
+/// Whether the command line asks for the window: no words, or only --demo[=FILE].
+bool asksForDesktop(const std::vector<std::string_view>& args);
+
+/// Replaces this process by vantrel-desktop, the window, which links Qt Widgets that no
+/// command needs; found as vantrel-draw is. Returns only when it couldn't be started.
+int handOverToDesktop(char** argv, std::ostream& err);
+
 }  // namespace cli

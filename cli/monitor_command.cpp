@@ -20,6 +20,7 @@
 #include "app/store/note_sinks.hpp"
 #include "app/store/single_instance.hpp"
 #include "app/store/store_events.hpp"
+#include "app/store/store_session.hpp"
 #include "app/store/system_stats.hpp"
 #include "app/drive_check.hpp"
 #include "app/metrics.hpp"
@@ -37,13 +38,6 @@ using drivekit::Tier;
 std::optional<std::string> environment(const char* name) {
     const char* value = std::getenv(name);
     return value ? std::optional<std::string>(value) : std::nullopt;
-}
-
-app::StatePaths statePaths(bool demo) {
-    auto paths = app::StatePaths::fromEnvironment(environment);
-    // A demo machine's history never mixes with this computer's.
-    if (demo && !paths.data.empty()) paths.data /= "demo";
-    return paths;
 }
 
 std::atomic<int> stopSignal{0};
@@ -144,43 +138,24 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
         return exitOK;
     }
 
-    app::QtTimers timers;
-    const app::StatePaths paths = statePaths(demo);
-    app::ReadContext context = app::readContextOf(machine);
-    context.wake = false;  // a monitor must never keep disks spinning
-    std::optional<app::SystemStats> system;
-
-    app::DriveStore::Services services;
-    services.read = app::driveSource(context);
-    // The demo machine's fixtures aren't made to be read from two threads at once.
-    services.background = machine.concurrentReads
-                              ? app::qtBackground(&application)
-                              : app::Background([](auto read, auto back) { back(read()); });
-    services.timers = &timers;
-    services.paths = paths;
-    services.persistsApprovals = !demo;
-    services.locale = machine.locale;
-    services.log = [&out](const std::string& line) { out << line << std::endl; };
-    if (machine.blockCounters != nullptr) services.ioStats = app::ioStatsFrom(*machine.blockCounters);
-    services.system = [&]() -> std::optional<app::SystemMark> {
-        if (demo || !machine.procFiles) return std::nullopt;
-        system = app::SystemStatsReader::updated(
-            system, app::SystemStatsReader::read(*machine.procFiles, machine.sysfs, std::nullopt));
-        return system->mark();
-    };
     // Notes go to the desktop when it has a notification service, else into this log.
     std::optional<app::DesktopNotifications> desktop;
     if (!demo && app::DesktopNotifications::available(QDBusConnection::sessionBus())) {
         desktop.emplace(QDBusConnection::sessionBus());
     }
     const app::NoteSink logged = app::logNotes(out, app::stderrIsJournal(), err);
-    services.notes = [&](const app::Note& note) {
+    app::StoreSession::Hooks hooks;
+    hooks.log = [&out](const std::string& line) { out << line << std::endl; };
+    hooks.notes = [&](const app::Note& note) {
         if (!desktop) return logged(note);
         if (!desktop->show(note)) return false;
         out << "notified: " << app::noteLine(note).substr(6) << std::endl;
         return true;
     };
-    app::DriveStore store(std::move(services), app::StateFiles::readPrefs(paths.prefs()));
+    app::StoreSession session(machine, demo, app::StoreSession::pathsFor(demo), &application, std::move(hooks));
+    app::DriveStore& store = session.store();
+    app::Timers& timers = session.timers();
+    const app::StatePaths& paths = session.paths();
     bool first = true;
     std::map<std::string, app::Metrics::Time> lastRead;
     store.onPass = [&](const app::PassReport& pass) {
@@ -288,7 +263,7 @@ int runHistoryCommand(const std::vector<std::string_view>& args, Machine& machin
         err << "vantrel: history needs a drive: vantrel history nvme0n1.\n";
         return exitUsage;
     }
-    const app::StatePaths paths = statePaths(demo);
+    const app::StatePaths paths = app::StoreSession::pathsFor(demo);
     const auto all = app::StateFiles::readReadings(paths.readings());
     // Readings are kept by drive id; the known drives tell which id a kernel name had
     // last.

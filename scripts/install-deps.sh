@@ -9,7 +9,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   nlohmann-json3-dev libicu-dev linux-libc-dev
   libusb-1.0-0-dev libudev-dev libblkid-dev
-  qt6-base-dev qt6-qpa-plugins fonts-dejavu-core poppler-utils
+  qt6-base-dev qt6-charts-dev libqt6opengl6-dev qt6-svg-dev qt6-qpa-plugins fonts-dejavu-core poppler-utils
   dbus-daemon python3-dbus python3-gi
   xvfb dunst
 )

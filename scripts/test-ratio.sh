@@ -3,7 +3,8 @@
 # helpers in Python). Tests are every file under a tests/ folder (simulations in
 # tests/support/ included), the fuzz targets, and the one simulated ATA disk
 # (platform/demo/sim_ata_disk.*), which the demo machine shares with the tests.
-# Everything else under app/, cli/, drivekit/, platform/, reports/ and service/ is product code.
+# Everything else under app/, cli/, desktop/, drivekit/, platform/, reports/ and service/ is
+# product code.
 # With folders as arguments (platform drivekit/usb), the ratio of each folder alone.
 # Usage: scripts/test-ratio.sh
 set -euo pipefail
@@ -30,7 +31,7 @@ awk -v t="$test_lines" -v c="$code_lines" -v w="$label" \
 }
 
 if [[ $# -eq 0 ]]; then
-  ratio all app cli drivekit platform reports service fuzz
+  ratio all app cli desktop drivekit platform reports service fuzz
 else
   for folder in "$@"; do ratio "$folder" "$folder"; done
 fi

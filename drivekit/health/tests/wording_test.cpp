@@ -125,7 +125,7 @@ TEST(Sentences, NoneNamesTheMac) {
     const auto root = std::filesystem::path(VANTREL_TEST_DATA).parent_path().parent_path();
     int files = 0;
     std::size_t literals = 0;
-    for (const char* layer : {"app", "cli", "drivekit", "platform", "reports"}) {
+    for (const char* layer : {"app", "cli", "desktop", "drivekit", "platform", "reports"}) {
         for (const auto& entry : std::filesystem::recursive_directory_iterator(root / layer)) {
             const auto& path = entry.path();
             if (path.string().find("/tests/") != std::string::npos) continue;

@@ -1,0 +1,135 @@
+// vantrel-desktop: the main window over this computer's drives, or over the demo machine
+// with `--demo` (`--demo=FILE` for another description). `vantrel` with no command, or with
+// only `--demo`, starts it.
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDateTime>
+#include <QTimeZone>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <optional>
+#include <string>
+
+#include "app/demo/demo_files.hpp"
+#include "app/linux/linux_machine.hpp"
+#include "app/store/app_requests.hpp"
+#include "app/store/note_sinks.hpp"
+#include "app/store/single_instance.hpp"
+#include "app/store/store_session.hpp"
+#include "app/writes/app_writes.hpp"
+#include "app/writes/writes_source.hpp"
+#include "desktop/window/appearance.hpp"
+#include "desktop/window/main_window.hpp"
+#include "drivekit/core/text.hpp"
+
+namespace {
+
+std::optional<std::string> environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? std::optional<std::string>(value) : std::nullopt;
+}
+
+int run(QApplication& application, app::Machine& machine, bool demo) {
+    const auto lock = app::SingleInstance::acquire(app::SingleInstance::lockFile(environment));
+    if (!lock.isInstance) {
+        // The running one keeps the drives; it is asked to show them.
+        std::string why;
+        app::AppRequests::handOver("vantrel://drive", why);
+        std::cerr << "vantrel: another vantrel runs and keeps the drives\n";
+        return 0;
+    }
+    const QPalette system = QApplication::palette();
+    std::optional<app::DesktopNotifications> desktop;
+    if (!demo && app::DesktopNotifications::available(QDBusConnection::sessionBus())) {
+        desktop.emplace(QDBusConnection::sessionBus());
+    }
+    desktop::MainWindow* shown = nullptr;
+    app::StoreSession::Hooks hooks;
+    hooks.log = [](const std::string& line) { std::cerr << drivekit::text::printable(line) << '\n'; };
+    if (desktop) hooks.notes = [&](const app::Note& note) { return desktop->show(note); };
+    hooks.windowVisible = [&shown] { return shown != nullptr && shown->isVisible(); };
+    app::StoreSession session(machine, demo, app::StoreSession::pathsFor(demo), &application, std::move(hooks));
+    app::DriveStore& store = session.store();
+    desktop::applyAppearance(store.prefs().appearance, system);
+
+    desktop::WindowContext context{store, session.timers(), machine.locale, session.paths(),
+                                   QDateTime::currentDateTime().offsetFromUtc(), {}};
+    context.system = [&session] { return session.systemStats(); };
+    desktop::MainWindow::Options options;
+    // Without root the drives are read through the privileged service; without either,
+    // every health read fails, and the window says what to do about it.
+    options.serviceMissing = !demo && ::geteuid() != 0 && !machine.serviceCheck;
+    options.system = system;
+    options.systemFigures = !demo && machine.procFiles != nullptr;
+    options.writesCounted = !demo && (::geteuid() == 0 ? machine.procFiles != nullptr : machine.serviceWrites != nullptr);
+    desktop::MainWindow window(context, options);
+    shown = &window;
+
+    app::AppRequests requests(store, session.timers());
+    requests.links().setHandler([&](const std::string& link) {
+        app::AppRequests::selectLinkedDrive(store, link);
+        window.show();
+        window.raise();
+        window.activateWindow();
+    });
+    std::string why;
+    requests.publish(why);
+
+    // Which programs write to the system SSD, counted every 30 seconds while the window's
+    // program runs, as the monitor does.
+    std::optional<app::WritesLoop> writes;
+    const auto access = app::WritesAccess::forUser(::geteuid() == 0, machine.procFiles, machine.serviceWrites);
+    if (!demo && access.source && !session.paths().data.empty() && machine.clock) {
+        app::AppWrites::Options counting;
+        counting.source = access.source;
+        counting.files = app::AppWritesFiles::in(session.paths().data);
+        writes.emplace(std::move(counting), *machine.clock);
+        store.onPass = [&writes](const app::PassReport& pass) {
+            if (!pass.shown) return;
+            for (const auto& drive : pass.drives) {
+                if (drive.hostsBootVolume) writes->setDriveWritten(drive.dataWrittenBytes);
+            }
+        };
+    }
+
+    store.start();
+    window.show();
+    const int code = application.exec();
+    store.withdrawShared();
+    return code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    application.setApplicationName(QStringLiteral("Vantrel"));
+    application.setDesktopFileName(QStringLiteral("com.orlend.vantrel"));
+    std::optional<std::string> demoFile;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view arg = argv[i];
+        if (arg == "--demo") {
+            demoFile = std::string();
+        } else if (arg.starts_with("--demo=")) {
+            demoFile = std::string(arg.substr(7));
+        } else {
+            std::cerr << "vantrel: unknown option: " << drivekit::text::printable(arg)
+                      << ". Run vantrel --help for the commands.\n";
+            return 2;
+        }
+    }
+    if (demoFile) {
+        auto loaded = platform::DemoMachine::load(demoFile->empty() ? app::defaultDemoFile()
+                                                                    : std::filesystem::path(*demoFile));
+        if (!loaded) {
+            std::cerr << "vantrel: " << drivekit::text::printable(loaded.error()) << '\n';
+            return 2;
+        }
+        app::Machine machine = app::demoMachine(*loaded.value(), drivekit::Locale::current());
+        return run(application, machine, true);
+    }
+    app::LinuxMachine computer;
+    return run(application, computer.machine(), false);
+}
