@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "app/demo/demo_history.hpp"
 #include "app/store/app_requests.hpp"
 #include "app/store/drive_source.hpp"
 #include "app/store/drive_store.hpp"
@@ -180,6 +181,8 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
         out << "notified: " << app::noteLine(note).substr(6) << std::endl;
         return true;
     };
+    // The demo machine comes with months of past readings, so that its history shows.
+    if (demo) app::DemoHistory::seed(paths.readings(), services.read(app::PassRequest{{}, true}), timers.now());
     app::DriveStore store(std::move(services), app::StateFiles::readPrefs(paths.prefs()));
     bool first = true;
     std::map<std::string, app::Metrics::Time> lastRead;
