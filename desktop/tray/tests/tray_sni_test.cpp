@@ -1,0 +1,175 @@
+// The tray icon as the desktop's panel sees it: a StatusNotifierItem that registers with
+// the session bus's watcher, with its icon in the worst drive's colour, its tooltip and
+// its menu, and whose activation opens the panel of drives. On a bus and an X display of
+// the test's own, with a stand-in watcher (support/sni_watcher.py) that records what it
+// reads of the item.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QProcess>
+#include <QPushButton>
+#include <QSystemTrayIcon>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <utility>
+
+#include "app/demo/demo_files.hpp"
+#include "app/drive_check.hpp"
+#include "app/store/drive_source.hpp"
+#include "app/store/tests/fake_timers.hpp"
+#include "desktop/tray/tray.hpp"
+#include "desktop/tray/tray_icon_image.hpp"
+#include "desktop/tray/tray_panel.hpp"
+#include "drivekit/core/json.hpp"
+
+namespace tray {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A child started before Qt is, whose first line of output says it is ready.
+struct Spawned {
+    pid_t pid = -1;
+    std::string line;
+
+    static Spawned start(std::vector<std::string> arguments) {
+        int pipe[2];
+        if (::pipe(pipe) != 0) return {};
+        Spawned child;
+        child.pid = ::fork();
+        if (child.pid == 0) {
+            ::dup2(pipe[1], 1);
+            ::close(pipe[0]);
+            std::vector<char*> argv;
+            for (auto& argument : arguments) argv.push_back(argument.data());
+            argv.push_back(nullptr);
+            ::execv(argv[0], argv.data());
+            ::_exit(127);
+        }
+        ::close(pipe[1]);
+        // The first line within ten seconds, a byte at a time: nothing after it is read.
+        for (int waited = 0; waited < 10'000;) {
+            char c = 0;
+            fd_set ready;
+            FD_ZERO(&ready);
+            FD_SET(pipe[0], &ready);
+            timeval step{0, 100'000};
+            if (::select(pipe[0] + 1, &ready, nullptr, nullptr, &step) <= 0) {
+                waited += 100;
+                continue;
+            }
+            if (::read(pipe[0], &c, 1) != 1 || c == '\n') break;
+            child.line += c;
+        }
+        return child;
+    }
+    Spawned() = default;
+    Spawned(Spawned&& other) noexcept : pid(std::exchange(other.pid, -1)), line(std::move(other.line)) {}
+    Spawned& operator=(Spawned&&) = delete;
+    ~Spawned() {
+        if (pid <= 0) return;
+        ::kill(pid, SIGTERM);
+        ::waitpid(pid, nullptr, 0);
+    }
+};
+
+// The watcher's next line, running the event loop meanwhile (it reads the item's
+// properties from us).
+std::optional<std::string> nextLine(QProcess& process, int milliseconds = 10'000) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!process.canReadLine()) {
+        if (timer.elapsed() > milliseconds || process.state() == QProcess::NotRunning) return std::nullopt;
+        QApplication::processEvents(QEventLoop::AllEvents, 50);
+        process.waitForReadyRead(20);
+    }
+    return process.readLine().trimmed().toStdString();
+}
+
+TEST(TraySNI, RegistersWithTheWatcherWithTheWorstDrivesColourItsMenuAndAPanelOnActivation) {
+    for (const char* tool : {"/usr/bin/dbus-daemon", "/usr/bin/Xvfb", "/usr/bin/python3"}) {
+        if (::access(tool, X_OK) != 0) GTEST_SKIP() << tool << " is not installed";
+    }
+    if (std::system("/usr/bin/python3 -c 'import dbus, gi' 2>/dev/null") != 0) GTEST_SKIP() << "python3-dbus is missing";
+    Spawned bus = Spawned::start({"/usr/bin/dbus-daemon", "--config-file=" VANTREL_PRIVATE_BUS_CONF, "--print-address=1", "--nofork"});
+    ASSERT_FALSE(bus.line.empty()) << "the private dbus-daemon didn't start";
+    Spawned display = Spawned::start({"/usr/bin/Xvfb", "-displayfd", "1", "-nolisten", "tcp", "-screen", "0", "1024x768x24"});
+    ASSERT_FALSE(display.line.empty()) << "Xvfb didn't start";
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", bus.line.c_str(), 1);
+    ::setenv("DISPLAY", (":" + display.line).c_str(), 1);
+    ::setenv("QT_QPA_PLATFORM", "xcb", 1);
+    // The generic desktop: its theme is the one that speaks StatusNotifierItem.
+    ::unsetenv("XDG_CURRENT_DESKTOP");
+    ::unsetenv("DESKTOP_SESSION");
+
+    int argc = 1;
+    char name[] = "tray_sni_tests";
+    char* argv[] = {name, nullptr};
+    QApplication application(argc, argv);
+    QProcess watcher;
+    watcher.start("/usr/bin/python3", {VANTREL_TRAY_TEST_SUPPORT "/sni_watcher.py", "--address",
+                                       QString::fromStdString(bus.line), "--activate"});
+    ASSERT_EQ(nextLine(watcher).value_or(""), "ready") << watcher.readAllStandardError().toStdString();
+    ASSERT_TRUE(QSystemTrayIcon::isSystemTrayAvailable());
+
+    auto loaded = platform::DemoMachine::load(fs::path(VANTREL_DEMO_DATA) / "machine.json");
+    ASSERT_TRUE(loaded);
+    app::Machine machine = app::demoMachine(*loaded.value(), drivekit::Locale("en_US"));
+    app::testing::FakeTimers timers;
+    const fs::path folder = fs::path(::testing::TempDir()) / ("tray-sni-" + std::to_string(::getpid()));
+    app::DriveStore::Services services;
+    services.read = app::driveSource(app::readContextOf(machine));
+    services.background = [](auto read, auto back) { back(read()); };
+    services.timers = &timers;
+    services.paths = app::StatePaths{folder / "data", folder / "config"};
+    app::DriveStore store(std::move(services), app::Prefs{});
+    store.refresh();
+    Tray::Options options;
+    options.now = [&timers] { return timers.now(); };
+    Tray tray(store, std::move(options));
+    tray.show();
+
+    const auto recorded = nextLine(watcher);
+    ASSERT_TRUE(recorded) << "no item registered: " << watcher.readAllStandardError().toStdString();
+    auto item = drivekit::json::parse(*recorded);
+    ASSERT_TRUE(item) << *recorded;
+    EXPECT_EQ((*item)["status"], "Active");
+    EXPECT_NE((*item)["tooltip"].get<std::string>().find("ST2000DM008-2FR102 needs attention"), std::string::npos)
+        << *recorded;
+    // The failing disk's colour, opaque, at the largest size the icon was drawn at.
+    const QColor failing = tierColour(drivekit::Tier::failing);
+    EXPECT_EQ((*item)["icon"]["width"], 64);
+    EXPECT_EQ((*item)["icon"]["topBand"], QStringLiteral("ff%1%2%3")
+                                              .arg(failing.red(), 2, 16, QChar('0'))
+                                              .arg(failing.green(), 2, 16, QChar('0'))
+                                              .arg(failing.blue(), 2, 16, QChar('0'))
+                                              .toStdString());
+    EXPECT_EQ((*item)["menu"], drivekit::json::parse(R"(["Open Vantrel", "Check drives now", "Quit Vantrel"])").value());
+
+    // The panel's click: the panel opens with every drive of the demo machine.
+    ASSERT_EQ(nextLine(watcher).value_or(""), "activated");
+    QElapsedTimer shown;
+    shown.start();
+    while (!tray.panel().isVisible() && shown.elapsed() < 5000) QApplication::processEvents(QEventLoop::AllEvents, 50);
+    ASSERT_TRUE(tray.panel().isVisible());
+    std::vector<std::string> names;
+    for (const auto* button : tray.panel().findChildren<QPushButton*>("driveName")) names.push_back(button->text().toStdString());
+    EXPECT_EQ(names.size(), 8u);
+    EXPECT_NE(std::find(names.begin(), names.end(), "ST2000DM008-2FR102"), names.end());
+    const auto* last = tray.panel().findChild<QLabel*>("lastRefresh");
+    ASSERT_NE(last, nullptr);
+    EXPECT_EQ(last->text(), "Checked just now");
+
+    watcher.kill();
+    watcher.waitForFinished();
+    fs::remove_all(folder);
+}
+
+}  // namespace
+}  // namespace tray
