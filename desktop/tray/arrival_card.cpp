@@ -22,11 +22,17 @@ ArrivalCard::ArrivalCard(QWidget* parent)
 }
 
 void ArrivalCard::showCard(const Card& card) {
+    // Later, not now: the press that led here may come from one of these widgets.
+    const auto drop = [](QWidget* widget) {
+        if (!widget) return;
+        widget->hide();
+        widget->deleteLater();
+    };
     while (auto* item = content_->takeAt(0)) {
-        if (auto* widget = item->widget()) delete widget;
+        drop(item->widget());
         if (auto* layout = item->layout()) {
             while (auto* inner = layout->takeAt(0)) {
-                delete inner->widget();
+                drop(inner->widget());
                 delete inner;
             }
         }

@@ -95,19 +95,26 @@ void Tray::update() {
         icon_->setIcon(tray::iconOf(look_));
         icon_->setToolTip(QString::fromStdString(look_.tooltip));
     }
-    if (panel_->isVisible()) panel_->showModel(panelOf(snapshot));
+    // Laid out again only when something changed: a press must not land on a widget
+    // that the next look of a running check replaced.
+    if (panel_->isVisible()) {
+        Panel panel = panelOf(snapshot);
+        if (panel != shownPanel_) panel_->showModel(panel);
+        shownPanel_ = std::move(panel);
+    }
 
     if (snapshot.arrival) {
         if (const auto* drive = byID(snapshot.drives, snapshot.arrival->driveID)) remembered_ = *drive;
     } else {
         remembered_.reset();
     }
-    shownCard_ = cardOf(snapshot, dismissed_, remembered_ ? &*remembered_ : nullptr);
-    if (shownCard_) {
-        card_->showCard(*shownCard_);
-    } else {
+    auto card = cardOf(snapshot, dismissed_, remembered_ ? &*remembered_ : nullptr);
+    if (!card) {
         card_->hide();
+    } else if (card != shownCard_ || !card_->isVisible()) {
+        card_->showCard(*card);
     }
+    shownCard_ = std::move(card);
     retime(snapshot);
 }
 
@@ -117,7 +124,8 @@ void Tray::togglePanel() {
         return;
     }
     const Snapshot snapshot = snapshotOf(store_, options_.usbCheckAvailable, options_.locale, options_.now());
-    panel_->showModel(panelOf(snapshot));
+    shownPanel_ = panelOf(snapshot);
+    panel_->showModel(*shownPanel_);
     const QRect at = icon_->geometry();
     panel_->popUpAt(at.isValid() && !at.isEmpty() ? at.bottomLeft() + QPoint(at.width() / 2, 0) : QCursor::pos());
     retime(snapshot);

@@ -71,6 +71,7 @@ class Tray final : public QObject {
     std::set<std::string> dismissed_;
     std::optional<app::DriveSummary> remembered_;
     std::optional<Card> shownCard_;
+    std::optional<Panel> shownPanel_;
 };
 
 }  // namespace tray

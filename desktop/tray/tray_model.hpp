@@ -44,6 +44,7 @@ struct CheckView {
     std::string code;
     bool underWay = false;
     bool failed = false;
+    bool operator==(const CheckView&) const = default;
 };
 
 CheckView checkOf(const app::DriveSummary& drive, const std::optional<app::USBRead::State>& state, bool usbCheckAvailable);
@@ -57,6 +58,7 @@ struct Row {
     std::string line;
     std::optional<std::string> usbKey;
     CheckView check;
+    bool operator==(const Row&) const = default;
 };
 
 struct Panel {
@@ -65,6 +67,7 @@ struct Panel {
     std::string lastRefresh;
     /// Said instead of rows when there are none.
     std::string empty;
+    bool operator==(const Panel&) const = default;
 };
 
 Panel panelOf(const Snapshot& snapshot);
@@ -94,6 +97,7 @@ struct Card {
     CheckView check;
     /// "Not now" for a drive that can be checked, "Close" otherwise.
     std::string dismiss;
+    bool operator==(const Card&) const = default;
 };
 
 /// The card for the store's arrival, if it shows: the setting allows cards, the drive is

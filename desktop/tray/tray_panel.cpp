@@ -107,8 +107,12 @@ TrayPanel::TrayPanel(QWidget* parent) : QFrame(parent, Qt::Popup) {
 }
 
 void TrayPanel::showModel(const tray::Panel& panel) {
+    // Later, not now: the press that led here may come from one of these widgets.
     while (auto* item = rows_->takeAt(0)) {
-        delete item->widget();
+        if (auto* widget = item->widget()) {
+            widget->hide();
+            widget->deleteLater();
+        }
         delete item;
     }
     if (!panel.empty.empty()) rows_->addWidget(secondary(panel.empty, this, "emptyText"));
