@@ -79,6 +79,8 @@ Tray::Tray(app::DriveStore& store, Options options, QObject* parent)
 
 Tray::~Tray() = default;
 
+bool Tray::available() { return QSystemTrayIcon::isSystemTrayAvailable(); }
+
 void Tray::show() {
     update();
     icon_->show();

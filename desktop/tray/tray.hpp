@@ -40,6 +40,9 @@ class Tray final : public QObject {
     Tray(app::DriveStore& store, Options options, QObject* parent = nullptr);
     ~Tray() override;
 
+    /// Whether the desktop shows tray icons at all; without, the program should keep its
+    /// window, the one way back to it.
+    static bool available();
     /// Puts the icon in the tray and follows the store from now on.
     void show();
     /// Reads the store again: icon, panel and card.

@@ -1,6 +1,7 @@
-// The arrival card's buttons drive the store's USB check: check, the problem it ends
-// with, retry, cancel, dismiss. The widgets are rebuilt under the very press that changed
-// them, which is where a front end crashes if it gets it wrong (ASan watches).
+// The tray follows the store: a setting changes its icon at once, and the arrival card's
+// buttons drive the store's USB check: check, the problem it ends with, retry, cancel,
+// dismiss. The widgets are rebuilt under the very press that changed them, which is where
+// a front end crashes if it gets it wrong (ASan watches).
 #include <QApplication>
 #include <QLabel>
 #include <QPushButton>
@@ -47,7 +48,7 @@ void press(QWidget& card, const char* name) {
     button->click();
 }
 
-TEST(TrayCard, ItsButtonsCheckRetryCancelAndDismissThroughTheStore) {
+TEST(TrayCard, FollowsTheSettingsAndItsButtonsCheckRetryCancelAndDismissThroughTheStore) {
     ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
     int argc = 1;
     char name[] = "tray_tests";
@@ -90,6 +91,11 @@ TEST(TrayCard, ItsButtonsCheckRetryCancelAndDismissThroughTheStore) {
     Tray tray(store, std::move(options));
     tray.update();
     store.refresh();
+    EXPECT_EQ(tray.look().score, 90);
+    app::Prefs prefs = store.prefs();
+    prefs.menuBarShowsScore = false;
+    store.setPrefs(prefs);  // the setting takes the number away at once
+    EXPECT_EQ(tray.look().score, std::nullopt);
     present.push_back(photos);
     store.refresh();  // plugged in after the first pass: it arrives
 
