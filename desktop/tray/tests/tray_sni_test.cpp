@@ -3,8 +3,6 @@
 // its menu, and whose activation opens the panel of drives. On a bus and an X display of
 // the test's own, with a stand-in watcher (support/sni_watcher.py) that records what it
 // reads of the item.
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QApplication>
@@ -15,9 +13,7 @@
 #include <QSystemTrayIcon>
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
-#include <utility>
 
 #include "app/demo/demo_files.hpp"
 #include "app/drive_check.hpp"
@@ -33,50 +29,26 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A child started before Qt is, whose first line of output says it is ready.
-struct Spawned {
-    pid_t pid = -1;
+// A child whose first line of output says it is ready; killed with the test.
+struct Child {
+    std::unique_ptr<QProcess> process = std::make_unique<QProcess>();
     std::string line;
 
-    static Spawned start(std::vector<std::string> arguments) {
-        int pipe[2];
-        if (::pipe(pipe) != 0) return {};
-        Spawned child;
-        child.pid = ::fork();
-        if (child.pid == 0) {
-            ::dup2(pipe[1], 1);
-            ::close(pipe[0]);
-            std::vector<char*> argv;
-            for (auto& argument : arguments) argv.push_back(argument.data());
-            argv.push_back(nullptr);
-            ::execv(argv[0], argv.data());
-            ::_exit(127);
+    static Child start(const QString& program, const QStringList& arguments) {
+        Child child;
+        child.process->start(program, arguments);
+        while (!child.process->canReadLine() && child.process->waitForReadyRead(10'000)) {
         }
-        ::close(pipe[1]);
-        // The first line within ten seconds, a byte at a time: nothing after it is read.
-        for (int waited = 0; waited < 10'000;) {
-            char c = 0;
-            fd_set ready;
-            FD_ZERO(&ready);
-            FD_SET(pipe[0], &ready);
-            timeval step{0, 100'000};
-            if (::select(pipe[0] + 1, &ready, nullptr, nullptr, &step) <= 0) {
-                waited += 100;
-                continue;
-            }
-            if (::read(pipe[0], &c, 1) != 1 || c == '\n') break;
-            child.line += c;
-        }
+        child.line = child.process->readLine().trimmed().toStdString();
         return child;
     }
-    Spawned() = default;
-    Spawned(Spawned&& other) noexcept : pid(std::exchange(other.pid, -1)), line(std::move(other.line)) {}
-    Spawned& operator=(Spawned&&) = delete;
-    ~Spawned() {
-        if (pid <= 0) return;
-        ::kill(pid, SIGTERM);
-        ::waitpid(pid, nullptr, 0);
+    ~Child() {
+        if (!process) return;
+        process->kill();
+        process->waitForFinished();
     }
+    Child() = default;
+    Child(Child&&) = default;
 };
 
 // The watcher's next line, running the event loop meanwhile (it reads the item's
@@ -97,9 +69,9 @@ TEST(TraySNI, RegistersWithTheWatcherWithTheWorstDrivesColourItsMenuAndAPanelOnA
         if (::access(tool, X_OK) != 0) GTEST_SKIP() << tool << " is not installed";
     }
     if (std::system("/usr/bin/python3 -c 'import dbus, gi' 2>/dev/null") != 0) GTEST_SKIP() << "python3-dbus is missing";
-    Spawned bus = Spawned::start({"/usr/bin/dbus-daemon", "--config-file=" VANTREL_PRIVATE_BUS_CONF, "--print-address=1", "--nofork"});
+    const Child bus = Child::start("/usr/bin/dbus-daemon", {"--config-file=" VANTREL_PRIVATE_BUS_CONF, "--print-address=1", "--nofork"});
     ASSERT_FALSE(bus.line.empty()) << "the private dbus-daemon didn't start";
-    Spawned display = Spawned::start({"/usr/bin/Xvfb", "-displayfd", "1", "-nolisten", "tcp", "-screen", "0", "1024x768x24"});
+    const Child display = Child::start("/usr/bin/Xvfb", {"-displayfd", "1", "-nolisten", "tcp", "-screen", "0", "1024x768x24"});
     ASSERT_FALSE(display.line.empty()) << "Xvfb didn't start";
     ::setenv("DBUS_SESSION_BUS_ADDRESS", bus.line.c_str(), 1);
     ::setenv("DISPLAY", (":" + display.line).c_str(), 1);
