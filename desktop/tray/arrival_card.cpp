@@ -17,7 +17,8 @@ ArrivalCard::ArrivalCard(QWidget* parent)
     setAccessibleName("Drive plugged in");
     setFrameShape(QFrame::StyledPanel);
     setAttribute(Qt::WA_ShowWithoutActivating);
-    setMinimumWidth(fontMetrics().averageCharWidth() * 44);
+    // A fixed width in font units: wrapped lines then know their height.
+    setFixedWidth(fontMetrics().averageCharWidth() * 50);
     content_ = new QVBoxLayout(this);
 }
 
@@ -77,7 +78,7 @@ void ArrivalCard::showCard(const Card& card) {
         }, this));
     }
     content_->addLayout(buttons);
-    adjustSize();
+    fitHeight(*this);
     if (const QScreen* screen = QApplication::primaryScreen()) {
         const QRect area = screen->availableGeometry();
         const int margin = fontMetrics().height();

@@ -78,7 +78,8 @@ TrayPanel::TrayPanel(QWidget* parent) : QFrame(parent, Qt::Popup) {
     setObjectName("trayPanel");
     setAccessibleName("Vantrel");
     setFrameShape(QFrame::StyledPanel);
-    setMinimumWidth(fontMetrics().averageCharWidth() * 46);
+    // A fixed width in font units: wrapped lines then know their height.
+    setFixedWidth(fontMetrics().averageCharWidth() * 60);
     auto* layout = new QVBoxLayout(this);
     auto* title = label("Vantrel", this, "panelTitle");
     QFont bold = title->font();
@@ -86,6 +87,7 @@ TrayPanel::TrayPanel(QWidget* parent) : QFrame(parent, Qt::Popup) {
     title->setFont(bold);
     layout->addWidget(title);
     rows_ = new QVBoxLayout;
+    rows_->setSpacing(fontMetrics().height() * 2 / 3);
     layout->addLayout(rows_);
     lastRefresh_ = secondary("", this, "lastRefresh");
     layout->addWidget(lastRefresh_);
@@ -122,10 +124,13 @@ void TrayPanel::showModel(const tray::Panel& panel) {
         box->setAccessibleName(QString::fromStdString(row.name));
         auto* layout = new QVBoxLayout(box);
         layout->setContentsMargins(0, 0, 0, 0);
+        layout->setSpacing(fontMetrics().height() / 6);
         auto* head = new QHBoxLayout;
         head->addWidget(dot(row.tier, box));
         auto* name = button(row.name, box, "driveName");
         name->setFlat(true);
+        // A flat button centres its text; a name lines up with the others.
+        name->setStyleSheet("text-align: left; padding: 0;");
         name->setToolTip("Open this drive's page");
         connect(name, &QPushButton::clicked, this, [this, id = row.id] {
             hide();
@@ -148,11 +153,23 @@ void TrayPanel::showModel(const tray::Panel& panel) {
         rows_->addWidget(box);
     }
     lastRefresh_->setText(QString::fromStdString(panel.lastRefresh));
-    adjustSize();
+    fitHeight(*this);
+}
+
+void fitHeight(QWidget& widget) {
+    QLayout* layout = widget.layout();
+    // Every wrapped line spans the widget's inside (rows and checks have no margins of their
+    // own), so each knows its height before the layout asks.
+    const QMargins margins = layout->contentsMargins() + widget.contentsMargins();
+    const int inside = widget.width() - margins.left() - margins.right();
+    for (auto* label : widget.findChildren<QLabel*>()) {
+        if (label->wordWrap()) label->setMinimumHeight(label->heightForWidth(inside));
+    }
+    layout->activate();
+    widget.setFixedHeight(std::max(layout->totalSizeHint().height(), layout->totalMinimumSize().height()));
 }
 
 void TrayPanel::popUpAt(const QPoint& anchor) {
-    adjustSize();
     const QScreen* screen = QApplication::screenAt(anchor);
     if (!screen) screen = QApplication::primaryScreen();
     QPoint at = anchor - QPoint(width() / 2, 0);

@@ -35,6 +35,9 @@ class TrayPanel final : public QFrame {
     QLabel* lastRefresh_;
 };
 
+/// Sets a widget of fixed width to the height its wrapped lines need.
+void fitHeight(QWidget& widget);
+
 /// A check's status, advice, code and button, as the panel and the card show them.
 QWidget* checkWidget(const CheckView& check, const std::function<void()>& press, QWidget* parent);
 

@@ -1,6 +1,7 @@
 // The tray over the demo machine, alone: what the desktop program will hold, to look at
 // and to measure idle. `--quit-after SECONDS` ends it by itself; `--panel` opens the panel
-// at start.
+// at start; `--shots FOLDER` saves pictures of the panel and of the card of the demo's USB
+// disk as if it was just plugged in, and ends.
 #include <QApplication>
 #include <QTimer>
 
@@ -13,17 +14,21 @@
 #include "app/drive_check.hpp"
 #include "app/store/drive_source.hpp"
 #include "app/store/drive_store.hpp"
+#include "desktop/tray/arrival_card.hpp"
 #include "desktop/tray/tray.hpp"
+#include "desktop/tray/tray_panel.hpp"
 
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     int quitAfter = 0;
     bool panel = false;
+    std::string shots;
     for (int i = 1; i < argc; ++i) {
         const std::string_view arg = argv[i];
         if (arg == "--quit-after" && i + 1 < argc) quitAfter = std::atoi(argv[++i]);
         if (arg == "--panel") panel = true;
+        if (arg == "--shots" && i + 1 < argc) shots = argv[++i];
     }
 
     auto loaded = platform::DemoMachine::load(app::defaultDemoFile());
@@ -50,6 +55,21 @@ int main(int argc, char** argv) {
     };
     options.quit = [&application] { application.quit(); };
     tray::Tray tray(store, std::move(options));
+    if (!shots.empty()) {
+        store.refresh();
+        tray.togglePanel();
+        tray.panel().grab().save(QString::fromStdString(shots + "/tray-panel.png"));
+        auto snapshot = tray::snapshotOf(store, true, drivekit::Locale("en_US"), std::chrono::system_clock::now());
+        for (const auto& drive : snapshot.drives) {
+            if (drive.offersUSBCheck(true)) snapshot.arrival = app::Arrival{drive.id, snapshot.now, drive.usbKey, false};
+        }
+        if (const auto card = tray::cardOf(snapshot, {})) {
+            tray.card().showCard(*card);
+            tray.card().grab().save(QString::fromStdString(shots + "/arrival-card.png"));
+        }
+        std::filesystem::remove_all(folder);
+        return 0;
+    }
     tray.show();
     store.start();
     if (panel) QTimer::singleShot(0, &tray, [&tray] { tray.togglePanel(); });
