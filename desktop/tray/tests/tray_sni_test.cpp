@@ -1,8 +1,8 @@
 // The tray icon as the desktop's panel sees it: a StatusNotifierItem that registers with
 // the session bus's watcher, with its icon in the worst drive's colour, its tooltip and
-// its menu, and whose activation opens the panel of drives. On a bus and an X display of
-// the test's own, with a stand-in watcher (support/sni_watcher.py) that records what it
-// reads of the item.
+// its menu, and whose activation opens the panel of drives with nothing clipped. On a bus
+// and an X display of the test's own, with a stand-in watcher (support/sni_watcher.py)
+// that records what it reads of the item.
 #include <unistd.h>
 
 #include <QApplication>
@@ -64,7 +64,7 @@ std::optional<std::string> nextLine(QProcess& process, int milliseconds = 10'000
     return process.readLine().trimmed().toStdString();
 }
 
-TEST(TraySNI, RegistersWithTheWatcherWithTheWorstDrivesColourItsMenuAndAPanelOnActivation) {
+TEST(TraySNI, RegistersWithTheWorstDrivesColourAndItsMenuAndOpensAnUnclippedPanelOnActivation) {
     for (const char* tool : {"/usr/bin/dbus-daemon", "/usr/bin/Xvfb", "/usr/bin/python3"}) {
         if (::access(tool, X_OK) != 0) GTEST_SKIP() << tool << " is not installed";
     }
@@ -134,6 +134,14 @@ TEST(TraySNI, RegistersWithTheWatcherWithTheWorstDrivesColourItsMenuAndAPanelOnA
     for (const auto* button : tray.panel().findChildren<QPushButton*>("driveName")) names.push_back(button->text().toStdString());
     EXPECT_EQ(names.size(), 8u);
     EXPECT_NE(std::find(names.begin(), names.end(), "ST2000DM008-2FR102"), names.end());
+    // Nothing clipped: each text has the room it asks for.
+    for (const auto* label : tray.panel().findChildren<QLabel*>()) {
+        const int needs = label->wordWrap() ? label->heightForWidth(label->width()) : label->sizeHint().height();
+        EXPECT_LE(needs, label->height()) << label->text().toStdString();
+        if (!label->wordWrap()) {
+            EXPECT_LE(label->sizeHint().width(), label->width()) << label->text().toStdString();
+        }
+    }
     const auto* last = tray.panel().findChild<QLabel*>("lastRefresh");
     ASSERT_NE(last, nullptr);
     EXPECT_EQ(last->text(), "Checked just now");
