@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "app/demo/demo_history.hpp"
 #include "app/store/app_requests.hpp"
 #include "app/store/drive_source.hpp"
 #include "app/store/drive_store.hpp"
@@ -156,6 +157,8 @@ int runMonitorCommand(const std::vector<std::string_view>& args, Machine& machin
     app::DriveStore& store = session.store();
     app::Timers& timers = session.timers();
     const app::StatePaths& paths = session.paths();
+    // The demo machine comes with months of past readings, so that its history shows.
+    if (demo) app::DemoHistory::seedFrom(machine, paths.readings(), timers.now());
     bool first = true;
     std::map<std::string, app::Metrics::Time> lastRead;
     store.onPass = [&](const app::PassReport& pass) {

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "app/demo/demo_files.hpp"
+#include "app/demo/demo_history.hpp"
 #include "app/linux/linux_machine.hpp"
 #include "app/store/app_requests.hpp"
 #include "app/store/note_sinks.hpp"
@@ -52,6 +53,8 @@ int run(QApplication& application, app::Machine& machine, bool demo) {
     hooks.windowVisible = [&shown] { return shown != nullptr && shown->isVisible(); };
     app::StoreSession session(machine, demo, app::StoreSession::pathsFor(demo), &application, std::move(hooks));
     app::DriveStore& store = session.store();
+    // The demo machine comes with months of past readings, so that its history shows.
+    if (demo) app::DemoHistory::seedFrom(machine, session.paths().readings(), session.timers().now());
     desktop::applyAppearance(store.prefs().appearance, system);
 
     desktop::WindowContext context{store, session.timers(), machine.locale, session.paths(),

@@ -94,6 +94,8 @@ void DriveStore::setPrefs(Prefs prefs) {
     prefs_ = std::move(prefs);
     rememberVisible();
     syncWidgetSettings();
+    // Hidden drives leave every view, and the tray's number follows its setting, at once.
+    Q_EMIT drivesChanged();
 }
 
 void DriveStore::syncWidgetSettings() {

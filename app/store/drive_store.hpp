@@ -166,6 +166,8 @@ class DriveStore final : public QObject {
     const std::optional<std::string>& selectedID() const { return selectedID_; }
     void select(std::optional<std::string> id);
     const std::optional<Arrival>& arrival() const { return arrival_; }
+    /// When the last pass was shown; nothing before the first.
+    const std::optional<drivekit::json::SystemTime>& lastRefresh() const { return lastRefresh_; }
     std::optional<Speed> speed(const std::string& bsdName) const;
     const SpeedHistory* history(const std::string& bsdName) const;
     const Prefs& prefs() const { return prefs_; }
