@@ -21,6 +21,7 @@
 #include "app/store/store_session.hpp"
 #include "app/writes/app_writes.hpp"
 #include "app/writes/writes_source.hpp"
+#include "desktop/tray/tray.hpp"
 #include "desktop/window/appearance.hpp"
 #include "desktop/window/main_window.hpp"
 #include "drivekit/core/text.hpp"
@@ -95,6 +96,25 @@ int run(QApplication& application, app::Machine& machine, bool demo) {
                 if (drive.hostsBootVolume) writes->setDriveWritten(drive.dataWrittenBytes);
             }
         };
+    }
+
+    // The tray icon keeps the program at hand with its window closed. A desktop without a
+    // tray keeps the window, the one way back: closing it quits.
+    std::optional<tray::Tray> inTray;
+    if (tray::Tray::available()) {
+        tray::Tray::Options trayOptions;
+        trayOptions.usbCheckAvailable = session.usbCheckAvailable();
+        trayOptions.locale = machine.locale;
+        trayOptions.openWindow = [&](const std::optional<std::string>& driveID) {
+            if (driveID) store.select(*driveID);
+            window.show();
+            window.raise();
+            window.activateWindow();
+        };
+        trayOptions.quit = [&application] { application.quit(); };
+        inTray.emplace(store, std::move(trayOptions));
+        inTray->show();
+        QApplication::setQuitOnLastWindowClosed(false);
     }
 
     store.start();

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "app/drive_check.hpp"
+#include "app/eject.hpp"
 #include "app/store/drive_source.hpp"
 #include "app/store/system_stats.hpp"
 
@@ -46,6 +47,25 @@ StoreSession::StoreSession(Machine& machine, bool demo, StatePaths paths, QObjec
             *last = SystemStatsReader::updated(*last, SystemStatsReader::read(*machine.procFiles, machine.sysfs,
                                                                                std::nullopt));
             return (*last)->mark();
+        };
+    }
+    // The careful USB check, ejecting and mounting again, where this machine can do them:
+    // with root by itself, without through the privileged service.
+    usbCheckAvailable_ = machine.capture != nullptr || machine.serviceCheck != nullptr;
+    services.usbCheckAvailable = usbCheckAvailable_;
+    services.usbCheck = USBRead::runOn(machine);
+    services.runCheck = qtRunCheck(context);
+    services.work = qtWork(context);
+    services.driveFound = [&machine](const std::string& name) {
+        return drivekit::Discovery::drive(name, sourcesOf(machine)).has_value();
+    };
+    if (machine.volumes != nullptr && machine.holders != nullptr) {
+        services.eject = [&machine](const EjectJob& job) {
+            return Eject::run(job, *machine.volumes, *machine.holders, ejectMountPoints(job, machine));
+        };
+        services.mountAgain = [&machine](const std::string& name) {
+            const auto mounted = mountDrive(machine, name);
+            return mounted && !mounted->mountPoints.empty();
         };
     }
     store_ = std::make_unique<DriveStore>(std::move(services), StateFiles::readPrefs(paths_.prefs()));

@@ -48,12 +48,15 @@ class StoreSession {
     const StatePaths& paths() const { return paths_; }
     Timers& timers() { return timers_; }
     bool demo() const { return demo_; }
+    /// The careful USB check is offered: the machine can take a drive, or ask the service to.
+    bool usbCheckAvailable() const { return usbCheckAvailable_; }
     /// The system's figures as the store last read them (every 30 seconds); none on the
     /// demo machine or where /proc can't be read.
     const std::optional<SystemStats>& systemStats() const { return *system_; }
 
   private:
     bool demo_;
+    bool usbCheckAvailable_ = false;
     StatePaths paths_;
     QtTimers timers_;
     std::shared_ptr<std::optional<SystemStats>> system_ = std::make_shared<std::optional<SystemStats>>();

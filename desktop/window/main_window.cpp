@@ -153,7 +153,10 @@ MainWindow::MainWindow(WindowContext& context, Options options, QWidget* parent)
     QObject::connect(about_, &QToolButton::clicked, this, [this] { showPage(Page::about); });
     auto* preferences = new QShortcut(QKeySequence(QStringLiteral("Ctrl+,")), this);
     QObject::connect(preferences, &QShortcut::activated, this, [this] { showPage(Page::settings); });
-    QObject::connect(&context_.store, &app::DriveStore::drivesChanged, this, [this] { refresh(); });
+    // Queued: a setting changed by a click announces a change too, and the page it
+    // rebuilds holds the control still inside its click.
+    QObject::connect(&context_.store, &app::DriveStore::drivesChanged, this, [this] { refresh(); },
+                     Qt::QueuedConnection);
     setTabOrder(drives_, pages_);
     setTabOrder(pages_, about_);
     setTabOrder(about_, settings_);
