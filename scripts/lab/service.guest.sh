@@ -79,7 +79,8 @@ block root-selftest-after $V selftest "$sata" --json
 dmesg -n 1
 block root-scan sh -c "XDG_DATA_HOME=/tmp/root-data $V scan $sata --quick --json 2>/dev/null"
 block alice-scan as_alice "XDG_DATA_HOME=/tmp/alice-data $V scan $sata --quick --json 2>/dev/null"
-block alice-scans-file cat /tmp/alice-data/vantrel/scans.json
+# The file ends without a newline; the marker after it needs a line of its own.
+block alice-scans-file sh -c 'cat /tmp/alice-data/vantrel/scans.json && echo'
 
 # The bridge with a mounted FAT volume, checked by alice through the service: unmounted,
 # taken from its driver, read, given back and mounted again where it was.
