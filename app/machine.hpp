@@ -15,6 +15,7 @@
 #include "drivekit/usb/captured_usb_drive.hpp"
 #include "drivekit/usb/checker.hpp"
 #include "app/failure.hpp"
+#include "app/scan/scan_usage.hpp"
 #include "app/writes/writes_source.hpp"
 #include "platform/scsi_drive.hpp"
 #include "platform/bench_file.hpp"
@@ -106,6 +107,13 @@ struct Machine {
     /// True when the privileged service said the user may not do what was last asked of
     /// this drive; never, without a service.
     std::function<bool(std::string_view name)> serviceRefused = nullptr;
+    /// A surface scan of a whole disk by kernel name, run by the privileged service for a
+    /// user who can't read disks: `progress` gets what it read so far, `shouldStop` true
+    /// cancels it there. Absent where there is no service.
+    std::function<drivekit::Result<ScanAnswer, Failure>(
+        std::string_view name, drivekit::surface_scan::Mode mode, const drivekit::surface_scan::ShouldStop& shouldStop,
+        const drivekit::surface_scan::Progress& progress)>
+        serviceScan = nullptr;
     /// Every process's write counters through the privileged service; absent without one.
     std::shared_ptr<WritesSource> serviceWrites = nullptr;
     /// Waits between the looks at a long job of the drive's own (a self-test); absent, the

@@ -106,8 +106,15 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
         return value ? std::optional<std::string>(value) : std::nullopt;
     };
     platform::FileStore& files = platform::systemFiles();
-    const app::ScanRun::Platform platform{machine.sysfs, *machine.clock, machine.openSCSI, machine.openBlockReads,
-                                          app::ScanStore::dataFolder(environment), files, machine.procFiles.get()};
+    // As a user who isn't root, the service scans and this program saves what it read.
+    const app::ScanRun::Platform platform{machine.sysfs,
+                                          *machine.clock,
+                                          machine.openSCSI,
+                                          machine.openBlockReads,
+                                          app::ScanStore::dataFolder(environment),
+                                          files,
+                                          machine.procFiles.get(),
+                                          machine.serviceScan};
     const bool live = ::isatty(STDERR_FILENO) == 1;
     const StopOnSignals signals;
     const auto outcome = app::ScanRun::run(
@@ -124,9 +131,7 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
     }
     const Result& r = *outcome.result;
     if (json) {
-        drivekit::json::Object object = drivekit::surface_scan::toJson(r);
-        object["usage"] = {{"cpu", outcome.usage.cpu}, {"memory", outcome.usage.memory}};
-        out << drivekit::json::dump(object) << '\n';
+        out << drivekit::json::dump(app::toJson(app::ScanAnswer{r, outcome.usage})) << '\n';
     } else {
         printTable(outcome, out);
     }

@@ -12,6 +12,7 @@
 #include "app/service/protocol.hpp"
 #include "drivekit/core/result.hpp"
 #include "drivekit/discovery/drive.hpp"
+#include "drivekit/scan/surface_scan.hpp"
 #include "drivekit/usb/checker.hpp"
 
 namespace service {
@@ -42,10 +43,13 @@ namespace Operations {
 drivekit::Result<std::optional<drivekit::Drive>, ErrorReply> findDrive(const app::Machine& machine,
                                                                        const app::ServiceProtocol::Request& request);
 
-/// Carries out the request on the drive `findDrive` gave.
+/// Carries out the request on the drive `findDrive` gave. A scan tells what it read so far
+/// to `scanProgress`. The look at a scan's progress and its cancel aren't operations on a
+/// drive: the bus object answers them from the scan it runs for the caller.
 drivekit::Result<Answer, ErrorReply> perform(app::Machine& machine, const app::ServiceProtocol::Request& request,
                                              const std::optional<drivekit::Drive>& drive, const USBCheck& usbCheck,
-                                             const std::function<bool()>& stop);
+                                             const std::function<bool()>& stop,
+                                             const drivekit::surface_scan::Progress& scanProgress = {});
 
 }  // namespace Operations
 

@@ -100,9 +100,7 @@ QString Service::introspect(const QString&) const {
         xml += QStringLiteral("    <method name=\"%1\">\n").arg(qs(method.member));
         int index = 0;
         for (const char type : method.in) xml += argumentXml(type, index++, "in");
-        if (method.out == "ay") {
-            xml += QStringLiteral("      <arg name=\"answer\" type=\"ay\" direction=\"out\"/>\n");
-        } else {
+        if (!method.out.empty()) {
             xml += QStringLiteral("      <arg name=\"answer\" type=\"%1\" direction=\"out\"/>\n").arg(qs(method.out));
         }
         xml += QStringLiteral("    </method>\n");
@@ -154,12 +152,20 @@ void Service::dispatch(const QDBusMessage& message) {
               request.error().message);
         return;
     }
+    const auto& method = Protocol::methodOf(request->operation);
+    if (!method.action) {
+        ownScan(message, *request);
+        return;
+    }
     auto drive = Operations::findDrive(options_.machine, *request);
     if (!drive) {
         reply(drive.error().name, drive.error().message);
         return;
     }
-    const auto& method = Protocol::methodOf(request->operation);
+    if (request->operation == Protocol::Operation::surfaceScan && scanning(request->drive)) {
+        reply(Protocol::Error::busy, request->drive + " is being scanned already.");
+        return;
+    }
     // A USB drive the user let the service check before is checked without asking again.
     if (request->operation == Protocol::Operation::usbCheck && *drive) {
         const auto signature = app::usbSignature(**drive);
@@ -171,9 +177,9 @@ void Service::dispatch(const QDBusMessage& message) {
     // A call waiting for the user's password counts as running, so the service doesn't
     // leave while polkit asks.
     ++running_;
-    options_.authority.check(message.service(), Protocol::actionId(method.action),
+    options_.authority.check(message.service(), Protocol::actionId(*method.action),
                              [this, message, request = std::move(*request), drive = std::move(*drive),
-                              action = method.action](bool allowed) mutable {
+                              action = *method.action](bool allowed) mutable {
                                  --running_;
                                  if (options_.activity) options_.activity();
                                  if (!allowed) {
@@ -192,16 +198,31 @@ void Service::start(const QDBusMessage& message, Protocol::Request request, std:
         bus_.send(message.createErrorReply(qs(Protocol::Error::failed), QStringLiteral("Too many calls at once.")));
         return;
     }
+    // The drive may have begun a scan for another caller while polkit asked this one.
+    if (request.operation == Protocol::Operation::surfaceScan && scanning(request.drive)) {
+        bus_.send(message.createErrorReply(qs(Protocol::Error::busy),
+                                           QString::fromStdString(request.drive + " is being scanned already.")));
+        return;
+    }
     const QString caller = message.service();
     auto stop = std::make_shared<std::atomic<bool>>(false);
     callers_.addWatchedService(caller);
     // The caller may have left before the watch began.
     if (!caller.isEmpty() && !bus_.interface()->isServiceRegistered(caller).value()) stop->store(true);
     ++running_;
-    Job& job = jobs_.emplace_back(Job{caller, stop, {}});
-    job.thread = std::thread([this, message, request = std::move(request), drive = std::move(drive), stop] {
+    Job& job = jobs_.emplace_back(Job{caller, stop, {}, request.operation, request.drive, {}});
+    drivekit::surface_scan::Progress progress;
+    if (request.operation == Protocol::Operation::surfaceScan) {
+        job.scan = std::make_shared<ScanSoFar>();
+        progress = [scan = job.scan](const drivekit::surface_scan::Result& result) {
+            const std::scoped_lock hold(scan->lock);
+            scan->latest = result;
+        };
+    }
+    job.thread = std::thread([this, message, request = std::move(request), drive = std::move(drive), stop,
+                              progress = std::move(progress)] {
         auto answer = Operations::perform(options_.machine, request, drive, options_.usbCheck,
-                                          [stop] { return stop->load(); });
+                                          [stop] { return stop->load(); }, progress);
         // Approved before the answer leaves, so that the caller's next check finds it.
         if (answer && request.operation == Protocol::Operation::usbCheck && drive) {
             if (const auto signature = app::usbSignature(*drive)) options_.approvals.add(*signature);
@@ -209,6 +230,8 @@ void Service::start(const QDBusMessage& message, Protocol::Request request, std:
         if (!answer) {
             bus_.send(message.createErrorReply(QString::fromStdString(answer.error().name),
                                                QString::fromStdString(answer.error().message)));
+        } else if (Protocol::methodOf(request.operation).out.empty()) {
+            bus_.send(message.createReply());
         } else if (const auto* bytes = std::get_if<drivekit::Bytes>(&*answer)) {
             const QByteArray data(reinterpret_cast<const char*>(bytes->data()), static_cast<qsizetype>(bytes->size()));
             bus_.send(message.createReply(QVariant(data)));
@@ -232,6 +255,40 @@ void Service::finished(const std::thread::id& id) {
         break;
     }
     if (options_.activity) options_.activity();
+}
+
+bool Service::scanning(const std::string& drive) const {
+    return std::any_of(jobs_.begin(), jobs_.end(), [&drive](const Job& job) {
+        return job.operation == Protocol::Operation::surfaceScan && job.drive == drive;
+    });
+}
+
+void Service::ownScan(const QDBusMessage& message, const Protocol::Request& request) {
+    // Only the caller that started a scan sees it: another user can neither watch nor stop it.
+    const auto job = std::find_if(jobs_.begin(), jobs_.end(), [&](const Job& each) {
+        return each.scan && each.caller == message.service() && each.drive == request.drive;
+    });
+    if (job == jobs_.end()) {
+        bus_.send(message.createErrorReply(qs(Protocol::Error::noScan),
+                                           QString::fromStdString("No scan of " + request.drive + " for this caller.")));
+        return;
+    }
+    if (request.operation == Protocol::Operation::cancelScan) {
+        // The scan ends at its next read and answers its caller with what it read.
+        job->stop->store(true);
+        bus_.send(message.createReply());
+        return;
+    }
+    std::optional<drivekit::surface_scan::Result> latest;
+    {
+        const std::scoped_lock hold(job->scan->lock);
+        latest = job->scan->latest;
+    }
+    // Before the first progress (the drive is still being measured) the answer is empty.
+    const std::string text = latest ? drivekit::json::dump(drivekit::surface_scan::toJson(*latest),
+                                                           drivekit::json::Layout::compact)
+                                    : std::string("{}");
+    bus_.send(message.createReply(QVariant(QString::fromStdString(text))));
 }
 
 void Service::callerLeft(const QString& caller) {

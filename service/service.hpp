@@ -3,7 +3,8 @@
 // Each call is decoded, its drive found among the whole disks discovery shows, the
 // caller's right to the operation asked of the authority, and then the operation runs on
 // a worker thread of its own, which sends the reply. A caller that leaves the bus stops
-// its running operations: a careful check then gives the drive back at once.
+// its running operations: a careful check then gives the drive back at once. A scan's
+// progress and its cancel reach only the scan the same caller started.
 #include <QDBusConnection>
 #include <QDBusServiceWatcher>
 #include <QDBusVirtualObject>
@@ -61,13 +62,25 @@ class Service final : public QDBusVirtualObject {
     QString introspect(const QString& path) const override;
 
   private:
+    /// What a scan has read so far, written by its thread and read by the service's.
+    struct ScanSoFar {
+        std::mutex lock;
+        std::optional<drivekit::surface_scan::Result> latest;
+    };
+
     struct Job {
         QString caller;
         std::shared_ptr<std::atomic<bool>> stop;
         std::thread thread;
+        app::ServiceProtocol::Operation operation = app::ServiceProtocol::Operation::nvmeHealthLog;
+        std::string drive;
+        std::shared_ptr<ScanSoFar> scan;
     };
 
     void dispatch(const QDBusMessage& message);
+    /// Answers a look at the caller's own scan, or stops it.
+    void ownScan(const QDBusMessage& message, const app::ServiceProtocol::Request& request);
+    bool scanning(const std::string& drive) const;
     void start(const QDBusMessage& message, app::ServiceProtocol::Request request,
                std::optional<drivekit::Drive> drive);
     void finished(const std::thread::id& id);

@@ -147,6 +147,7 @@ LinuxMachine::LinuxMachine() : parts_(std::make_unique<Parts>()) {
             return client->refused(name);
         };
         parts_->machine.serviceWrites = service->writes(nullptr);
+        parts_->machine.serviceScan = service->scan();
     }
 }
 LinuxMachine::~LinuxMachine() = default;

@@ -29,6 +29,14 @@ QString qs(std::string_view text) { return QString::fromUtf8(text.data(), static
 constexpr int readTimeoutMs = 120'000;
 constexpr int checkTimeoutMs = 15 * 60'000;
 constexpr int writesTimeoutMs = 5'000;
+// A full scan of a large disk takes hours: its answer has no time limit (libdbus's
+// "infinite"); a cancel or a caller that leaves ends it instead.
+constexpr int scanTimeoutMs = 0x7fffffff;
+// How often a scan's progress is asked for, the rate the engine itself reports at.
+constexpr auto progressEvery = std::chrono::milliseconds(500);
+// How long a cancelled scan may take to answer with what it read (a read under way may
+// have to time out at the drive first) before the client leaves the bus instead.
+constexpr auto cancelWait = std::chrono::seconds(60);
 
 bool isError(const QDBusMessage& reply, std::string_view name) {
     return reply.type() == QDBusMessage::ErrorMessage && reply.errorName() == qs(name);
@@ -277,6 +285,91 @@ decltype(Machine::serviceCheck) ServiceClient::check() {
         failure.kind = isError(reply, Protocol::Error::notAuthorized) ? Failure::Kind::notAuthorized
                                                                        : Failure::Kind::captureFailed;
         failure.detail = reply.errorMessage().toStdString();
+        return drivekit::Unexpected(failure);
+    };
+}
+
+decltype(Machine::serviceScan) ServiceClient::scan() {
+    return [this](std::string_view name, drivekit::surface_scan::Mode mode,
+                  const drivekit::surface_scan::ShouldStop& shouldStop,
+                  const drivekit::surface_scan::Progress& progress) -> drivekit::Result<ScanAnswer, Failure> {
+        Failure failure;
+        failure.device = std::string(name);
+        static std::atomic<int> serial{0};
+        const QString connectionName = QStringLiteral("vantrel-scan-%1").arg(++serial);
+        // A connection of its own: the service knows the scan by this caller, and leaving
+        // the bus stops it whatever else happens.
+        auto own = address_.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SystemBus, connectionName)
+                                      : QDBusConnection::connectToBus(address_, connectionName);
+        const auto leave = [&connectionName] { QDBusConnection::disconnectFromBus(connectionName); };
+        const auto messageOf = [&name](const char* member) {
+            auto message = QDBusMessage::createMethodCall(qs(Protocol::busName), qs(Protocol::objectPath),
+                                                          qs(Protocol::interfaceName), QString::fromLatin1(member));
+            message << qs(name);
+            return message;
+        };
+        auto start = messageOf("SurfaceScan");
+        start << QString::fromLatin1(drivekit::surface_scan::modeName(mode));
+        start.setInteractiveAuthorizationAllowed(true);
+        QDBusPendingCall pending = own.asyncCall(start, scanTimeoutMs);
+
+        using Clock = std::chrono::steady_clock;
+        auto lastLook = Clock::now();
+        std::optional<Clock::time_point> cancelledAt;
+        while (!pending.isFinished()) {
+            if (!cancelledAt && shouldStop && shouldStop()) {
+                cancelledAt = Clock::now();
+                // Refused when the scan hasn't begun (polkit is still asking): leaving then
+                // makes the service drop the call when polkit answers.
+                if (own.call(messageOf("CancelScan"), QDBus::Block, writesTimeoutMs).type() !=
+                    QDBusMessage::ReplyMessage) {
+                    break;
+                }
+            }
+            if (cancelledAt && Clock::now() - *cancelledAt > cancelWait) break;
+            if (!cancelledAt && progress && Clock::now() - lastLook >= progressEvery) {
+                lastLook = Clock::now();
+                const auto look = own.call(messageOf("ScanProgress"), QDBus::Block, writesTimeoutMs);
+                const auto parsed = look.type() == QDBusMessage::ReplyMessage
+                                        ? drivekit::json::parse(look.arguments().value(0).toString().toStdString())
+                                        : std::nullopt;
+                if (const auto soFar = parsed ? drivekit::surface_scan::resultFromJson(*parsed) : std::nullopt) {
+                    progress(*soFar);
+                }
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        if (!pending.isFinished()) {
+            leave();
+            failure.kind = Failure::Kind::interrupted;
+            return drivekit::Unexpected(failure);
+        }
+        const QDBusMessage reply = pending.reply();
+        leave();
+        if (reply.type() == QDBusMessage::ReplyMessage) {
+            const auto parsed = drivekit::json::parse(reply.arguments().value(0).toString().toStdString());
+            if (auto answer = parsed ? scanAnswerFromJson(*parsed) : std::nullopt) {
+                if (progress) progress(answer->result);
+                return std::move(*answer);
+            }
+            failure.kind = Failure::Kind::readFailed;
+            failure.detail = "Vantrel's service gave an answer that can't be read.";
+            return drivekit::Unexpected(failure);
+        }
+        failure.detail = reply.errorMessage().toStdString();
+        if (isError(reply, Protocol::Error::notAuthorized)) {
+            failure.kind = Failure::Kind::notAuthorized;
+        } else if (isError(reply, Protocol::Error::noSuchDrive)) {
+            failure.kind = Failure::Kind::noSuchDevice;
+        } else if (isError(reply, Protocol::Error::busy)) {
+            failure.kind = Failure::Kind::cantOpen;
+            failure.error = EBUSY;
+        } else if (isError(reply, Protocol::Error::cantOpen)) {
+            failure.kind = Failure::Kind::cantOpen;
+            failure.error = number(reply.errorMessage(), EIO);
+        } else {
+            failure.kind = Failure::Kind::readFailed;
+        }
         return drivekit::Unexpected(failure);
     };
 }

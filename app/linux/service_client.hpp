@@ -1,6 +1,7 @@
 #pragma once
 // The privileged service as a program that isn't root sees it: the machine's NVMe admin
-// commands, its SCSI pass-through, the careful USB check and the process snapshot, each
+// commands, its SCSI pass-through, the careful USB check, the surface scan and the process
+// snapshot, each
 // carried out by the service on the system bus. DriveKit's readers send their usual
 // command blocks; the few they send for health are mapped onto the service's methods and
 // every other block is refused here, so the readers, the rules and the rating are the
@@ -44,6 +45,10 @@ class ServiceClient {
     /// The careful USB check in the service. A stop leaves the bus, which makes the
     /// service give the drive back at once.
     decltype(Machine::serviceCheck) check();
+    /// A surface scan in the service, on a connection of its own: it looks at the scan's
+    /// progress twice a second, cancels it in the service on a stop and then waits for what
+    /// was read; when even the cancel isn't answered, it leaves the bus, which stops it too.
+    decltype(Machine::serviceScan) scan();
     /// Snapshots of every process's counters, each within the 5 s the loop waits.
     std::shared_ptr<WritesSource> writes(std::function<void(const std::string&)> log);
 

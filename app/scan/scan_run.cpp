@@ -40,38 +40,51 @@ Outcome run(const Platform& platform, std::string_view device, drivekit::surface
         return outcome;
     }
     outcome.route = routeFor(name);
-    const OpenSCSI& open = outcome.route == Route::scsi ? platform.openSCSI : platform.openBlockReads;
-    if (!open) {
-        outcome.failure = Outcome::Failure::cannotOpen;
-        outcome.openError = ENOTSUP;
-        return outcome;
-    }
-    auto opened = open(name);
-    if (!opened) {
-        outcome.failure = Outcome::Failure::cannotOpen;
-        outcome.openError = opened.error();
-        return outcome;
-    }
-    drivekit::SCSIDrive& drive = *opened.value();
     // SG_IO hands the command to the device whole, so it must fit the queue's transfer
     // limit; a direct read of the block device is split by the kernel into requests that
     // fit, and larger reads are then only faster.
     const auto maxBytes = outcome.route == Route::scsi ? drivekit::ReadLimit::maxBytes(name, platform.sysfs)
                                                        : std::nullopt;
-    // Each read's answer is a fresh 512 KB buffer. glibc serves blocks that large with mmap
-    // and gives them back on free, so every read would fault in and zero 128 new pages;
-    // kept on the heap, the same memory serves read after read.
-    ::mallopt(M_MMAP_THRESHOLD, 64 << 20);
-    ::mallopt(M_TRIM_THRESHOLD, 128 << 20);
-    std::optional<ScanUsageSampler> sampler;
-    if (platform.proc) sampler.emplace([proc = platform.proc] { return ownUse(*proc); });
-    outcome.result = drivekit::surface_scan::run(drive, mode, maxBytes, platform.clock, shouldStop, progress);
-    if (sampler) outcome.usage = sampler->finish();
+    std::unique_ptr<drivekit::SCSIDrive> drive;
+    if (platform.serviceScan) {
+        auto answer = platform.serviceScan(name, mode, shouldStop, progress);
+        if (!answer) {
+            outcome.failure = Outcome::Failure::service;
+            outcome.serviceFailure = std::move(answer.error());
+            return outcome;
+        }
+        outcome.result = std::move(answer->result);
+        outcome.usage = std::move(answer->usage);
+    } else {
+        const OpenSCSI& open = outcome.route == Route::scsi ? platform.openSCSI : platform.openBlockReads;
+        if (!open) {
+            outcome.failure = Outcome::Failure::cannotOpen;
+            outcome.openError = ENOTSUP;
+            return outcome;
+        }
+        auto opened = open(name);
+        if (!opened) {
+            outcome.failure = Outcome::Failure::cannotOpen;
+            outcome.openError = opened.error();
+            return outcome;
+        }
+        drive = std::move(opened).value();
+        // Each read's answer is a fresh 512 KB buffer. glibc serves blocks that large with
+        // mmap and gives them back on free, so every read would fault in and zero 128 new
+        // pages; kept on the heap, the same memory serves read after read.
+        ::mallopt(M_MMAP_THRESHOLD, 64 << 20);
+        ::mallopt(M_TRIM_THRESHOLD, 128 << 20);
+        std::optional<ScanUsageSampler> sampler;
+        if (platform.proc) sampler.emplace([proc = platform.proc] { return ownUse(*proc); });
+        outcome.result = drivekit::surface_scan::run(*drive, mode, maxBytes, platform.clock, shouldStop, progress);
+        if (sampler) outcome.usage = sampler->finish();
+    }
 
     const std::string model = attribute(platform.sysfs, base + "/device/model").value_or(outcome.kernelName);
     const auto serial = attribute(platform.sysfs, base + "/device/serial");
     outcome.summaryLine = ScanWording::summaryLine(model, *outcome.result, maxBytes);
-    drive.log().note(outcome.summaryLine);
+    // The service notes the line in its own log of the drive.
+    if (drive) drive->log().note(outcome.summaryLine);
 
     if (!platform.dataFolder.empty()) {
         const auto file = ScanStore::file(platform.dataFolder);
@@ -92,6 +105,8 @@ std::optional<app::Failure> failureOf(const Outcome& outcome) {
         case Outcome::Failure::notADisk:
             f.kind = Failure::Kind::noSuchDevice;
             return f;
+        case Outcome::Failure::service:
+            return outcome.serviceFailure.value_or(f);
         case Outcome::Failure::cannotOpen:
             break;
     }

@@ -2,7 +2,8 @@
 // One surface scan of one named drive, from the device name to the saved record: which
 // way the drive is read (SCSI commands through the kernel for SATA and USB disks, O_DIRECT
 // reads of the block device for NVMe and SD cards), the engine, the summary line and
-// scans.json. Front ends parse, call `run`, and print what comes back.
+// scans.json. Front ends parse, call `run`, and print what comes back. For a user who
+// can't read disks the privileged service runs the engine, and the rest happens here.
 //
 // USB drives whose bridge refuses SCSI reads through the kernel are read as the kernel
 // lets them; scanning them through a capture is not done here.
@@ -43,12 +44,17 @@ struct Platform {
     /// This process's own files, for the samples of what the scan costs it; absent, none
     /// are taken.
     const platform::ProcFiles* proc = nullptr;
+    /// The scan run by the privileged service instead of here (`Machine::serviceScan`);
+    /// what it read is then saved here, in this user's own folder.
+    decltype(Machine::serviceScan) serviceScan = nullptr;
 };
 
 struct Outcome {
-    enum class Failure { none, notADisk, cannotOpen };
+    enum class Failure { none, notADisk, cannotOpen, service };
     Failure failure = Failure::none;
     int openError = 0;  // errno, with cannotOpen
+    /// Why the service didn't scan, with `service`.
+    std::optional<app::Failure> serviceFailure;
     std::string kernelName;
     Route route = Route::scsi;
     std::optional<drivekit::surface_scan::Result> result;
@@ -60,6 +66,8 @@ struct Outcome {
 };
 
 /// Scans "/dev/sda" or "sda": a whole disk, never a partition. Blocks until the scan ends.
+/// The result is saved and summed up the same way whether the scan ran here or in the
+/// service.
 Outcome run(const Platform& platform, std::string_view device, drivekit::surface_scan::Mode mode,
             const drivekit::surface_scan::ShouldStop& shouldStop,
             const drivekit::surface_scan::Progress& progress);

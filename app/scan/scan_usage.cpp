@@ -5,6 +5,37 @@
 
 namespace app {
 
+drivekit::json::Object toJson(const ScanAnswer& answer) {
+    drivekit::json::Object object = drivekit::surface_scan::toJson(answer.result);
+    object["usage"] = {{"cpu", answer.usage.cpu}, {"memory", answer.usage.memory}};
+    return object;
+}
+
+std::optional<ScanAnswer> scanAnswerFromJson(const drivekit::json::Object& value) {
+    auto result = drivekit::surface_scan::resultFromJson(value);
+    if (!result) return std::nullopt;
+    ScanAnswer answer{std::move(*result), {}};
+    const auto usage = value.find("usage");
+    if (usage == value.end() || !usage->is_object()) return answer;
+    const auto cpu = usage->find("cpu");
+    const auto memory = usage->find("memory");
+    // The two lists are sample by sample: kept only when they pair up.
+    if (cpu == usage->end() || memory == usage->end() || !cpu->is_array() || !memory->is_array() ||
+        cpu->size() != memory->size()) {
+        return answer;
+    }
+    ScanUsage read;
+    for (std::size_t i = 0; i < cpu->size(); ++i) {
+        const auto& share = (*cpu)[i];
+        const auto& bytes = (*memory)[i];
+        if (!share.is_number() || !bytes.is_number_unsigned()) return answer;
+        read.cpu.push_back(share.get<double>());
+        read.memory.push_back(bytes.get<std::uint64_t>());
+    }
+    answer.usage = std::move(read);
+    return answer;
+}
+
 namespace ScanUsageSampling {
 
 void add(ScanUsage& usage, const ProcessUse& before, const ProcessUse& now) {

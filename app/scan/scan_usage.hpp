@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "app/process_use.hpp"
+#include "drivekit/core/json.hpp"
+#include "drivekit/scan/surface_scan.hpp"
 
 namespace app {
 
@@ -20,6 +22,16 @@ struct ScanUsage {
 
     bool operator==(const ScanUsage&) const = default;
 };
+
+/// A scan that ended, with what it cost the process that ran it: what `vantrel scan --json`
+/// prints, and what the privileged service answers a scan with.
+struct ScanAnswer {
+    drivekit::surface_scan::Result result;
+    ScanUsage usage;
+};
+drivekit::json::Object toJson(const ScanAnswer& answer);
+/// Nothing when the record isn't a scan; samples that don't read are left out.
+std::optional<ScanAnswer> scanAnswerFromJson(const drivekit::json::Object& value);
 
 namespace ScanUsageSampling {
 

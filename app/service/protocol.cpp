@@ -24,6 +24,10 @@ constexpr std::array methodTable{
     Method{Operation::startSelfTest, "StartSelfTest", "ssy", "ay", Action::selfTest, DriveKind::ata},
     Method{Operation::usbCheck, "USBCheck", "sb", "s", Action::usbCheck, DriveKind::usb},
     Method{Operation::processWrites, "ProcessWrites", "", "s", Action::writeAccounting, DriveKind::none},
+    // A scan answers when it ends, with what it read; a stop leaves that answer partial.
+    Method{Operation::surfaceScan, "SurfaceScan", "ss", "s", Action::surfaceScan, DriveKind::any},
+    Method{Operation::scanProgress, "ScanProgress", "s", "s", std::nullopt, DriveKind::any},
+    Method{Operation::cancelScan, "CancelScan", "s", "", std::nullopt, DriveKind::any},
 };
 
 constexpr std::array<std::pair<Failure::Kind, std::string_view>, 24> failureKinds{{
@@ -135,6 +139,12 @@ std::optional<drivekit::SelfTest::Kind> testOf(std::string_view word) {
     return std::nullopt;
 }
 
+std::optional<drivekit::surface_scan::Mode> modeOf(std::string_view word) {
+    if (word == "quick") return drivekit::surface_scan::Mode::quick;
+    if (word == "full") return drivekit::surface_scan::Mode::full;
+    return std::nullopt;
+}
+
 std::string_view testWord(drivekit::SelfTest::Kind kind) {
     return kind == drivekit::SelfTest::Kind::extended ? "extended" : "short";
 }
@@ -165,6 +175,12 @@ drivekit::Result<Request, Refusal> decode(std::string_view member, std::string_v
         const auto kind = word ? testOf(*word) : std::nullopt;
         if (!kind) return Unexpected(refusal(Refusal::Kind::invalidArgs, "The test is \"short\" or \"extended\"."));
         request.test = *kind;
+    }
+    if (method->operation == Operation::surfaceScan) {
+        const std::string* word = stringAt(args, next++);
+        const auto mode = word ? modeOf(*word) : std::nullopt;
+        if (!mode) return Unexpected(refusal(Refusal::Kind::invalidArgs, "The mode is \"quick\" or \"full\"."));
+        request.mode = *mode;
     }
     if (method->drive == DriveKind::usb) {
         const bool* wake = next < args.size() ? std::get_if<bool>(&args[next]) : nullptr;

@@ -20,6 +20,7 @@
 #include "drivekit/core/result.hpp"
 #include "drivekit/health/sat.hpp"
 #include "drivekit/health/self_test.hpp"
+#include "drivekit/scan/surface_scan.hpp"
 #include "drivekit/usb/checker.hpp"
 
 namespace app::ServiceProtocol {
@@ -45,6 +46,11 @@ inline constexpr std::string_view nvme = "com.orlend.vantrel.Service1.Error.NVMe
 /// A careful check or a snapshot ended without an answer; the message is the failure as
 /// JSON (`encodeFailure`).
 inline constexpr std::string_view checkFailed = "com.orlend.vantrel.Service1.Error.CheckFailed";
+/// The caller has no scan of that drive under way (its progress or cancel came too early or
+/// too late, or another caller started the scan).
+inline constexpr std::string_view noScan = "com.orlend.vantrel.Service1.Error.NoScan";
+/// The drive is already being scanned; two scans would each read at half speed.
+inline constexpr std::string_view busy = "com.orlend.vantrel.Service1.Error.Busy";
 inline constexpr std::string_view unknownMethod = "org.freedesktop.DBus.Error.UnknownMethod";
 inline constexpr std::string_view invalidArgs = "org.freedesktop.DBus.Error.InvalidArgs";
 }  // namespace Error
@@ -66,10 +72,13 @@ enum class Operation {
     startSelfTest,
     usbCheck,
     processWrites,
+    surfaceScan,
+    scanProgress,
+    cancelScan,
 };
 
-/// What a drive must be for an operation.
-enum class DriveKind { none, nvme, ata, usb };
+/// What a drive must be for an operation: `any` is any whole disk.
+enum class DriveKind { none, nvme, ata, usb, any };
 
 struct Method {
     Operation operation;
@@ -77,7 +86,10 @@ struct Method {
     /// D-Bus signature of the arguments, and of the answer.
     std::string_view in;
     std::string_view out;
-    Action action;
+    /// Nothing for a method that only touches a scan the caller started itself, which
+    /// polkit allowed then: asking again at every look at its progress would, once the
+    /// kept authorization lapses, ask the user for a password in the middle of a scan.
+    std::optional<Action> action;
     DriveKind drive;
 };
 
@@ -100,6 +112,7 @@ struct Request {
     drivekit::SelfTest::Kind test = drivekit::SelfTest::Kind::short_;
     /// A careful check reads a disk that sleeps too, spinning it up.
     bool wake = false;
+    drivekit::surface_scan::Mode mode = drivekit::surface_scan::Mode::quick;
 
     bool operator==(const Request&) const = default;
 };
@@ -123,6 +136,8 @@ std::optional<drivekit::SAT::Variant> formOf(std::uint8_t length);
 /// "short", "extended"; nothing for any other word.
 std::optional<drivekit::SelfTest::Kind> testOf(std::string_view word);
 std::string_view testWord(drivekit::SelfTest::Kind kind);
+/// "quick", "full"; nothing for any other word.
+std::optional<drivekit::surface_scan::Mode> modeOf(std::string_view word);
 
 /// A careful check's reading and its progress lines as JSON, and back. Decoding damaged
 /// or foreign JSON gives nothing.

@@ -89,12 +89,17 @@ for round_ in range(1, rounds + 1):
         jobs = {job["jobname"]: job for job in json.load(open(os.path.join(scratch, f"fio{round_}-{run}.json")))["jobs"]}
         for key, name, side in tests:
             fio[key].append(jobs[name][side]["bw_bytes"] / 1e6)
-print(f"{'test':10} {'vantrel MB/s':>13} {'fio MB/s':>10} {'ratio':>7}   (medians of {3 * rounds} runs each)")
+# The spread, (largest - smallest) / median of each side's runs, says how steady the disk
+# held: a ratio is only as good as the spreads beside it.
+def spread(values):
+    middle = statistics.median(values)
+    return (max(values) - min(values)) / middle * 100 if middle > 0 else float("nan")
+print(f"{'test':10} {'vantrel MB/s':>13} {'fio MB/s':>10} {'ratio':>7} {'spread v/fio':>14}   (medians of {3 * rounds} runs each)")
 worst = 0.0
 for key, _, _ in tests:
     mine, theirs = statistics.median(ours[key]), statistics.median(fio[key])
     ratio = mine / theirs if theirs > 0 else float("nan")
     worst = max(worst, abs(ratio - 1))
-    print(f"{key:10} {mine:13.1f} {theirs:10.1f} {ratio:7.3f}")
+    print(f"{key:10} {mine:13.1f} {theirs:10.1f} {ratio:7.3f} {spread(ours[key]):6.0f}%/{spread(fio[key]):3.0f}%")
 print(f"largest difference {worst * 100:.1f}% (aim: within 5%)")
 PY

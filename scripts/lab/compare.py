@@ -1018,6 +1018,8 @@ def gallery_checks(name, found, tap):
 # The sectors run-all.sh injects for the scan scenario. A scan reports the first block of
 # each 64 KB piece (128 sectors) that fails, so 40005 is reported as 39936.
 SCAN_BAD = {"sata": [12800, 40005, 70016], "nvme": [25600, 130944]}
+# The sector run-all.sh makes unreadable on the service scenario's SATA disk.
+SERVICE_SCAN_BAD = [40005]
 
 
 def scan_checks(name, found, tap):
@@ -1165,8 +1167,8 @@ def service_checks(name, found, tap):
               f"{name}: the bus can start com.orlend.vantrel.Service")
     verdicts = dict(l.split() for l in found.get("pkcheck", ("", 1))[0].splitlines() if len(l.split()) == 2)
     # pkcheck: 0 allowed, 2 allowed after an administrator's password (there is no agent).
-    want = {"read-health": "0", "usb-check": "0", "self-test": "2", "surface-scan": "2", "write-accounting": "2"}
-    tap.check(verdicts == want, f"{name}: polkit knows the actions; the lab's rule grants reading and USB checks, the rest ask for a password",
+    want = {"read-health": "0", "usb-check": "0", "self-test": "2", "surface-scan": "0", "write-accounting": "2"}
+    tap.check(verdicts == want, f"{name}: polkit knows the actions; the lab's rule grants reading, USB checks and scans, the rest ask for a password",
               str(verdicts))
 
     root, root_rc, _ = parsed(found, "root-list")
@@ -1226,6 +1228,30 @@ def service_checks(name, found, tap):
     tap.check(rc == 5 and text.strip().count("\n") <= 1 and not running,
               f"{name}: alice is refused a self-test without authorization (exit 5, one sentence, no test started)",
               f"rc={rc}: {text[:200]}")
+
+    # The quick scan: alice's through the service finds what root's finds directly.
+    scans = {}
+    for who in ("root", "alice"):
+        text, rc = found.get(f"{who}-scan", ("", -1))
+        text = "\n".join(l for l in text.splitlines() if not re.match(r"^\[\s*\d+\.\d+\]", l))
+        try:
+            scans[who] = (json.loads(text), rc)
+        except ValueError:
+            tap.check(False, f"{name}: {who}'s quick scan printed its result", text[:200])
+    if len(scans) == 2:
+        (r, r_rc), (a, a_rc) = scans["root"], scans["alice"]
+        expected = sorted({lba // 128 * 128 for lba in SERVICE_SCAN_BAD})
+        tap.check(r.get("unreadable") == expected and r_rc == 1, f"{name}: root's quick scan finds the bad sector, exit 1",
+                  f"{r.get('unreadable')} rc {r_rc}")
+        same = all(a.get(k) == r.get(k) for k in ("mode", "readsPlanned", "readsDone", "unreadable", "failedReads"))
+        tap.check(same and a_rc == r_rc, f"{name}: alice's quick scan through the service gives root's bad blocks and planned reads",
+                  f"alice {a.get('unreadable')} {a.get('readsDone')}/{a.get('readsPlanned')} rc {a_rc}")
+    saved = found.get("alice-scans-file", ("", 1))[0]
+    try:
+        kept = json.loads(saved)["byDrive"]
+        tap.check(len(kept) == 1, f"{name}: alice's scan is saved in her own scans.json", str(list(kept)))
+    except (ValueError, KeyError):
+        tap.check(False, f"{name}: alice's scan is saved in her own scans.json", saved[:200])
 
     before = found.get("usb-before", ("", 1))[0]
     checked_usb, usb_rc, usb_text = parsed(found, "alice-usb-check")

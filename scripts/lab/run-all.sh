@@ -153,7 +153,8 @@ scenario writes writes.guest.sh -d nvme -f "$(command -v dd)"
 
 # The installed package: the .deb (built by scripts/package.sh) unpacked into a stage with
 # this machine's system bus and polkit daemon, copied into the guest as the root tree. An
-# ordinary user reads the NVMe, SATA and bridge drives through the service, in one boot.
+# ordinary user reads the NVMe, SATA and bridge drives through the service and scans the
+# SATA disk (one sector unreadable, as compare.py knows), in one boot.
 if [[ "$only" == "  " || "$only" == *" service "* ]]; then
   stage="$work/service-stage"
   if deb=$("$here/../package.sh" 2>"$work/service-package.log" | tail -n 1) && [[ -f "$here/../../$deb" ]]; then
@@ -164,7 +165,7 @@ if [[ "$only" == "  " || "$only" == *" service "* ]]; then
       mkdir -p "$stage$(dirname "$p")" && cp -a "$p" "$stage$(dirname "$p")/"
     done
     dpkg-deb -x "$here/../../$deb" "$stage"
-    scenario service service.guest.sh -d nvme,sata -H "$lab/guest/hooks" -U "$(satbridge bot)" \
+    scenario service service.guest.sh -d nvme,sata -e sata:40005 -H "$lab/guest/hooks" -U "$(satbridge bot)" \
       -M vfat -M nls_cp437 -M nls_ascii -T "$stage:/"
   else
     echo "# lab scenario service did not run (scripts/package.sh failed); see $work/service-package.log"

@@ -13,13 +13,14 @@ as_alice() { su -s /bin/sh alice -c "cd /tmp && $*"; }
 # The installed program, not the copy the lab puts first on PATH.
 V=/usr/bin/vantrel
 
-# An administrator's rule: alice may read health and check USB drives; nothing else of
-# Vantrel's is granted, so a self-test needs a password she has no agent to give.
+# An administrator's rule: alice may read health, check USB drives and scan; nothing else
+# of Vantrel's is granted, so a self-test needs a password she has no agent to give.
 mkdir -p /etc/polkit-1/rules.d
 cat > /etc/polkit-1/rules.d/50-vantrel-lab.rules <<'RULES'
 polkit.addRule(function(action, subject) {
     if (subject.user == "alice" &&
-        (action.id == "com.orlend.vantrel.read-health" || action.id == "com.orlend.vantrel.usb-check")) {
+        (action.id == "com.orlend.vantrel.read-health" || action.id == "com.orlend.vantrel.usb-check" ||
+         action.id == "com.orlend.vantrel.surface-scan")) {
         return polkit.Result.YES;
     }
 });
@@ -72,6 +73,14 @@ with_stderr alice-check-text as_alice "$V check $sata"
 # A self-test: authentication is required and nobody can give it.
 with_stderr alice-selftest as_alice "$V selftest $sata short"
 block root-selftest-after $V selftest "$sata" --json
+
+# A quick scan of the SATA disk: root's reads it directly, alice's runs in the service and
+# is saved in her own folder. The kernel's notes on the failed read stay off the console.
+dmesg -n 1
+block root-scan sh -c "XDG_DATA_HOME=/tmp/root-data $V scan $sata --quick --json 2>/dev/null"
+block alice-scan as_alice "XDG_DATA_HOME=/tmp/alice-data $V scan $sata --quick --json 2>/dev/null"
+# The file ends without a newline; the marker after it needs a line of its own.
+block alice-scans-file sh -c 'cat /tmp/alice-data/vantrel/scans.json && echo'
 
 # The bridge with a mounted FAT volume, checked by alice through the service: unmounted,
 # taken from its driver, read, given back and mounted again where it was.

@@ -14,6 +14,7 @@
 #include "app/demo/demo_files.hpp"
 #include "app/drive_check.hpp"
 #include "app/linux/service_client.hpp"
+#include "app/scan/scan_run.hpp"
 #include "app/self_test_run.hpp"
 #include "app/service/protocol.hpp"
 #include "drivekit/discovery/discovery.hpp"
@@ -336,6 +337,143 @@ TEST_F(ServiceOnPrivateBus, TheClientsCarefulCheckBringsBackTheReadingAndItsStop
     const auto processes = service.writes({})->snapshot();
     ASSERT_TRUE(processes);
     EXPECT_FALSE(processes->empty());
+}
+
+// A disk for scans: `blocks` blocks of 512 bytes, one that doesn't read, each read taking
+// `readMs`. It counts what reaches it, so a test sees whether the service read at all.
+struct ScanDisk {
+    std::uint64_t blocks = 4096;
+    std::uint64_t bad = 3000;
+    int readMs = 0;
+    std::atomic<int> opened{0};
+    std::atomic<int> reads{0};
+
+    class Drive final : public drivekit::SCSIDrive {
+      public:
+        explicit Drive(ScanDisk& disk) : disk_(disk) {}
+        Answer command(drivekit::ByteView cdb, std::int64_t dataIn, double) override {
+            if (cdb[0] == 0x9E) {
+                drivekit::Bytes capacity(32, 0);
+                for (std::size_t i = 0; i < 8; ++i) capacity[7 - i] = static_cast<std::uint8_t>((disk_.blocks - 1) >> (8 * i));
+                capacity[10] = 2;  // 512-byte blocks
+                return capacity;
+            }
+            if (cdb[0] != 0x28 && cdb[0] != 0x88) return drivekit::Unexpected(Failure{"refused", true});
+            ++disk_.reads;
+            const bool long16 = cdb[0] == 0x88;
+            const std::uint64_t lba = long16 ? drivekit::be64(cdb, 2) : drivekit::be32(cdb, 2);
+            const std::uint64_t count = long16 ? drivekit::be32(cdb, 10) : drivekit::be16(cdb, 7);
+            if (disk_.readMs > 0) QThread::msleep(static_cast<unsigned long>(disk_.readMs));
+            if (lba <= disk_.bad && lba + count > disk_.bad) return drivekit::Unexpected(Failure{"medium error"});
+            return drivekit::Bytes(static_cast<std::size_t>(dataIn), 0);
+        }
+        drivekit::DiagnosticsLog& log() override { return log_; }
+
+      private:
+        ScanDisk& disk_;
+        drivekit::DiagnosticsLog log_;
+    };
+
+    app::OpenSCSI opener() {
+        return [this](std::string_view) -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
+            ++opened;
+            return std::unique_ptr<drivekit::SCSIDrive>(std::make_unique<Drive>(*this));
+        };
+    }
+};
+
+class ScanThroughTheService : public ServiceOnPrivateBus {
+  protected:
+    void SetUp() override {
+        ServiceOnPrivateBus::SetUp();
+        machine_->openSCSI = disk_.opener();
+        authority_.allowed.insert(std::string(Protocol::actionId(Protocol::Action::surfaceScan)));
+    }
+
+    // The user's side: the demo's sysfs, the scan in the service, scans.json in `files`.
+    app::ScanRun::Outcome scanAsUser(app::ServiceClient& service, drivekit::surface_scan::Mode mode,
+                                     const drivekit::surface_scan::ShouldStop& stop = {},
+                                     const drivekit::surface_scan::Progress& progress = {}) {
+        const app::ScanRun::Platform user{demo_->sysfs(), demo_->clock(), nullptr, nullptr, "/home/alice/.local/share/vantrel",
+                                          userFiles_,     nullptr,        service.scan()};
+        return app::ScanRun::run(user, "sda", mode, stop, progress);
+    }
+
+    ScanDisk disk_;
+    platform::MemoryFileStore userFiles_;
+};
+
+TEST_F(ScanThroughTheService, AUsersScanReadsWhatRootsDoesAndIsSavedInTheUsersFolder) {
+    app::ServiceClient service(client(), address_);
+    const auto viaService = scanAsUser(service, drivekit::surface_scan::Mode::full);
+    ASSERT_TRUE(viaService.result) << (viaService.serviceFailure ? viaService.serviceFailure->detail : "");
+
+    platform::MemoryFileStore rootFiles;
+    const app::ScanRun::Platform root{demo_->sysfs(), demo_->clock(), machine_->openSCSI, nullptr, {}, rootFiles};
+    const auto direct = app::ScanRun::run(root, "sda", drivekit::surface_scan::Mode::full, {}, {});
+    ASSERT_TRUE(direct.result);
+    EXPECT_EQ(viaService.result->unreadable, direct.result->unreadable);
+    EXPECT_EQ(viaService.result->unreadable, std::vector<std::uint64_t>{2944});  // the failing 64 KB piece
+    EXPECT_EQ(viaService.result->readsPlanned, direct.result->readsPlanned);
+    EXPECT_TRUE(viaService.result->finished());
+    EXPECT_EQ(viaService.summaryLine, direct.summaryLine);
+
+    const auto saved = app::ScanStore::read(userFiles_, app::ScanStore::file("/home/alice/.local/share/vantrel"));
+    ASSERT_EQ(saved.byDrive.size(), 1u);
+    EXPECT_EQ(saved.byDrive.begin()->second.result.unreadable, viaService.result->unreadable);
+}
+
+TEST_F(ScanThroughTheService, ProgressArrivesAndACancelEndsTheScanWithWhatItRead) {
+    disk_.blocks = std::uint64_t{1} << 24;  // 8 GB: far more reads than the test waits for
+    disk_.readMs = 2;
+    app::ServiceClient service(client(), address_);
+    std::vector<drivekit::surface_scan::Result> seen;
+    // Stops (as Ctrl-C does) once progress has come from the service during the scan.
+    const auto outcome = scanAsUser(
+        service, drivekit::surface_scan::Mode::full, [&seen] { return !seen.empty(); },
+        [&seen](const drivekit::surface_scan::Result& soFar) { seen.push_back(soFar); });
+    ASSERT_TRUE(outcome.result);
+    ASSERT_GE(seen.size(), 2u);  // during the scan, and its end
+    EXPECT_GT(seen.front().readsDone, 0);
+    EXPECT_EQ(outcome.result->cancelled, std::optional<bool>(true));
+    EXPECT_GE(outcome.result->readsDone, seen.front().readsDone);
+    EXPECT_LT(outcome.result->readsDone, outcome.result->readsPlanned);
+}
+
+TEST_F(ScanThroughTheService, ACallerThatLeavesMidScanStopsIt) {
+    disk_.blocks = std::uint64_t{1} << 24;
+    disk_.readMs = 2;
+    client("leaving").asyncCall(callOf("SurfaceScan", {"sda", "full"}));
+    for (int i = 0; i < 10'000 && disk_.reads < 10; ++i) QThread::msleep(1);
+    ASSERT_GE(disk_.reads, 10);
+    // Another caller can neither watch nor stop it.
+    EXPECT_EQ(errorOf(call("ScanProgress", {"sda"})), Protocol::Error::noScan);
+    EXPECT_EQ(errorOf(call("CancelScan", {"sda"})), Protocol::Error::noScan);
+    EXPECT_EQ(errorOf(call("SurfaceScan", {"sda", "quick"})), Protocol::Error::busy);
+    QDBusConnection::disconnectFromBus("leaving");
+    clients_.erase("leaving");
+    for (int i = 0; i < 10'000 && service_->running() > 0; ++i) QThread::msleep(1);
+    EXPECT_EQ(service_->running(), 0);
+    const int after = disk_.reads;
+    QThread::msleep(50);
+    EXPECT_EQ(disk_.reads, after);
+    EXPECT_LT(after, 16'384);  // far from the whole disk
+}
+
+TEST_F(ScanThroughTheService, WhatIsntAWholeDiskOrIsntAllowedReadsNothing) {
+    EXPECT_EQ(errorOf(call("SurfaceScan", {"/dev/sda", "quick"})), invalidArgs);
+    EXPECT_EQ(errorOf(call("SurfaceScan", {"sda", "thorough"})), invalidArgs);
+    for (const char* name : {"sda1", "loop0"}) EXPECT_EQ(errorOf(call("SurfaceScan", {name, "quick"})), noSuchDrive) << name;
+    EXPECT_TRUE(authority_.asked.empty());
+
+    authority_.allowed.clear();
+    EXPECT_EQ(errorOf(call("SurfaceScan", {"sda", "quick"})), notAuthorized);
+    // Through the client, the refusal is the failure the command line words.
+    app::ServiceClient service(client(), address_);
+    const auto refused = app::ScanRun::failureOf(scanAsUser(service, drivekit::surface_scan::Mode::quick));
+    EXPECT_EQ(refused ? refused->kind : app::Failure::Kind::readFailed, app::Failure::Kind::notAuthorized);
+    EXPECT_EQ(disk_.opened, 0);
+    EXPECT_EQ(disk_.reads, 0);
 }
 
 TEST(ServiceReading, TravelsWhole) {
