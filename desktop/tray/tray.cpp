@@ -29,6 +29,9 @@ Tray::Tray(app::DriveStore& store, Options options, QObject* parent)
     : QObject(parent), store_(store), options_(std::move(options)) {
     if (!options_.now) options_.now = [] { return std::chrono::system_clock::now(); };
     menu_ = std::make_unique<QMenu>();
+    // Some hosts open only the menu on a click, never the panel: it is in the menu too.
+    auto* drives = menu_->addAction("Show drives");
+    connect(drives, &QAction::triggered, this, [this] { togglePanel(); });
     auto* open = menu_->addAction("Open Vantrel");
     auto* refresh = menu_->addAction("Check drives now");
     menu_->addSeparator();

@@ -122,7 +122,7 @@ TEST(TraySNI, RegistersWithTheWorstDrivesColourAndItsMenuAndOpensAnUnclippedPane
                                               .arg(failing.green(), 2, 16, QChar('0'))
                                               .arg(failing.blue(), 2, 16, QChar('0'))
                                               .toStdString());
-    EXPECT_EQ((*item)["menu"], drivekit::json::parse(R"(["Open Vantrel", "Check drives now", "Quit Vantrel"])").value());
+    EXPECT_EQ((*item)["menu"], drivekit::json::parse(R"(["Show drives", "Open Vantrel", "Check drives now", "Quit Vantrel"])").value());
 
     // The panel's click: the panel opens with every drive of the demo machine.
     ASSERT_EQ(nextLine(watcher).value_or(""), "activated");
