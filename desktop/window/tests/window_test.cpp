@@ -13,6 +13,7 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
+#include <QPushButton>
 #include <QSlider>
 #include <QSpinBox>
 #include <QTabWidget>
@@ -328,6 +329,15 @@ TEST_F(Window, SettingsWriteThePreferencesAndTheSidebarFollows) {
     keep->setCurrentIndex(keep->findData(90));
     settle();
     EXPECT_EQ(app::StateFiles::readPrefs(paths.prefs()).keepDays, 90);
+
+    // Deleting every reading takes a second click.
+    auto* erase = named<QPushButton>(q(Wording::deleteReadings));
+    erase->click();
+    EXPECT_FALSE(session->store().readings().empty());
+    erase->click();
+    settle();
+    EXPECT_TRUE(session->store().readings().empty());
+    EXPECT_TRUE(app::StateFiles::readReadings(paths.readings()).empty());
 }
 
 TEST_F(Window, WithoutRootOrServiceTheWindowSaysWhatToDo) {
