@@ -169,7 +169,7 @@ class Window : public ::testing::Test {
         for (int i = 0; i < 200 && !done; ++i) QApplication::processEvents(QEventLoop::AllEvents, 10);
         ASSERT_TRUE(done);
         context = std::make_unique<WindowContext>(
-            WindowContext{session->store(), session->timers(), drivekit::Locale{"en_US"}, paths, 0, {}});
+            WindowContext{session->store(), session->timers(), drivekit::Locale{"en_US"}, paths, 0, {}, {}, {}});
         // The demo machine has no /proc of its own: the Swap page and the footer get figures
         // made up here.
         context->system = [] {
@@ -181,6 +181,8 @@ class Window : public ::testing::Test {
             stats.selfCPUPercent = 0.04;
             return std::optional(stats);
         };
+        context->drawPrefix = {"--demo"};
+        context->saveAs = [this](const QString& suggested, const QString&) { return home.filePath(suggested); };
         system = QApplication::palette();
         window = std::make_unique<MainWindow>(*context, MainWindow::Options{false, system, true, true});
         window->show();
@@ -232,7 +234,7 @@ TEST_F(Window, EveryPageAndTabShowsTheStoresDataInBothAppearances) {
             settle();
             EXPECT_EQ(isDark(window->palette()), std::string(shade) == "dark");
             for (const Page page : {Page::overview, Page::swap, Page::writes, Page::forecast, Page::history, Page::healthData,
-                                    Page::settings, Page::about}) {
+                                    Page::report, Page::settings, Page::about}) {
                 window->showPage(page);
                 settle();
                 auto* tabs = window->pageView(page)->findChild<QTabWidget*>();
@@ -392,6 +394,27 @@ TEST_F(Window, TheDrivesContextMenuOffersAUSBReadOnlyForUSBDrives) {
     menu.actions().front()->trigger();
     for (int i = 0; i < 100 && !passed; ++i) QApplication::processEvents(QEventLoop::AllEvents, 10);
     EXPECT_TRUE(passed);
+}
+
+TEST_F(Window, TheHealthReportIsSavedByTheDrawingPart) {
+    choose(*window, QStringLiteral("ST2000"));
+    window->showPage(Page::report);
+    settle();
+    named<QPushButton>(q(Wording::savePDF))->click();
+    const QString file = home.filePath(QStringLiteral("ST2000DM008-2FR102 health.pdf"));
+    const auto saved = q(Wording::fill(Wording::reportSaved, {file.toStdString()}));
+    const auto shown = [&] {
+        const auto labels = window->pageView(Page::report)->findChildren<QLabel*>();
+        return std::any_of(labels.begin(), labels.end(), [&](QLabel* label) {
+            return label->isVisible() && label->text().startsWith(q(Wording::reportSaved).left(5));
+        });
+    };
+    ASSERT_TRUE(QTest::qWaitFor(shown, 120'000));
+    const auto labels = window->pageView(Page::report)->findChildren<QLabel*>();
+    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [&](QLabel* label) { return label->text() == saved; }));
+    QFile pdf(file);
+    ASSERT_TRUE(pdf.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(pdf.read(5) == "%PDF-");
 }
 
 TEST_F(Window, TheWhatIfSliderAnswersInSteps) {
