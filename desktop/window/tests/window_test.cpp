@@ -311,6 +311,9 @@ TEST_F(Window, SettingsWriteThePreferencesAndTheSidebarFollows) {
     settle();
     EXPECT_EQ(session->store().prefs().appearance, app::Prefs::Appearance::void_);
     EXPECT_TRUE(isDark(QApplication::palette()));
+    appearance->setCurrentIndex(appearance->findData(static_cast<int>(app::Prefs::Appearance::system)));
+    settle();
+    EXPECT_EQ(QApplication::palette().color(QPalette::Window), system.color(QPalette::Window));
     named<QCheckBox>(q(Wording::openAtLogin))->click();
     EXPECT_TRUE(QFile::exists(home.path() + "/config/autostart/com.orlend.vantrel-autostart.desktop"));
 
