@@ -360,6 +360,27 @@ TEST_F(Window, WithoutRootOrServiceTheWindowSaysWhatToDo) {
     }
 }
 
+TEST_F(Window, LargerTextStillFitsEveryPage) {
+    const QFont normal = QApplication::font();
+    QFont large = normal;
+    large.setPointSizeF(normal.pointSizeF() * 1.5);
+    QApplication::setFont(large);
+    {
+        // Sizes are in font units: a window made at this size grows with the text.
+        MainWindow big(*context, MainWindow::Options{false, system, true, true});
+        big.show();
+        EXPECT_GT(big.width(), window->width());
+        choose(big, QStringLiteral("Samsung SSD 980"));
+        for (const Page page : {Page::overview, Page::swap, Page::writes, Page::forecast, Page::history, Page::healthData,
+                                Page::report, Page::settings, Page::about}) {
+            big.showPage(page);
+            settle();
+            for (const auto& problem : problems(big)) ADD_FAILURE() << pageTitle(page) << ": " << problem;
+        }
+    }
+    QApplication::setFont(normal);
+}
+
 TEST_F(Window, TheKeyboardMovesThroughTheSidebarAndOpensSettings) {
     window->activateWindow();
     QApplication::setActiveWindow(window.get());
