@@ -133,6 +133,7 @@ ParseResult parseArguments(const std::vector<std::string_view>& args) {
 
 std::string usageText() {
     return "Usage: vantrel COMMAND [OPTIONS]\n"
+           "       vantrel [--demo]          the window: every drive, its pages and the settings\n"
            "\n"
            "Commands:\n"
            "  list [--json] [--wake]    every drive with its health tier, score and line\n"

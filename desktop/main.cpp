@@ -4,6 +4,8 @@
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDateTime>
+#include <QDir>
+#include <QFileDialog>
 #include <QTimeZone>
 #include <unistd.h>
 
@@ -33,7 +35,7 @@ std::optional<std::string> environment(const char* name) {
     return value ? std::optional<std::string>(value) : std::nullopt;
 }
 
-int run(QApplication& application, app::Machine& machine, bool demo) {
+int run(QApplication& application, app::Machine& machine, bool demo, const std::string& demoWord) {
     const auto lock = app::SingleInstance::acquire(app::SingleInstance::lockFile(environment));
     if (!lock.isInstance) {
         // The running one keeps the drives; it is asked to show them.
@@ -59,8 +61,13 @@ int run(QApplication& application, app::Machine& machine, bool demo) {
     desktop::applyAppearance(store.prefs().appearance, system);
 
     desktop::WindowContext context{store, session.timers(), machine.locale, session.paths(),
-                                   QDateTime::currentDateTime().offsetFromUtc(), {}};
+                                   QDateTime::currentDateTime().offsetFromUtc(), {}, {}, {}};
     context.system = [&session] { return session.systemStats(); };
+    if (demo) context.drawPrefix = {demoWord};
+    context.saveAs = [](const QString& suggested, const QString& kind) {
+        return QFileDialog::getSaveFileName(nullptr, QString(), QDir::home().filePath(suggested),
+                                            kind.toUpper() + QStringLiteral(" (*.") + kind + QStringLiteral(")"));
+    };
     desktop::MainWindow::Options options;
     // Without root the drives are read through the privileged service; without either,
     // every health read fails, and the window says what to do about it.
@@ -151,8 +158,8 @@ int main(int argc, char** argv) {
             return 2;
         }
         app::Machine machine = app::demoMachine(*loaded.value(), drivekit::Locale::current());
-        return run(application, machine, true);
+        return run(application, machine, true, demoFile->empty() ? "--demo" : "--demo=" + *demoFile);
     }
     app::LinuxMachine computer;
-    return run(application, computer.machine(), false);
+    return run(application, computer.machine(), false, {});
 }

@@ -407,6 +407,12 @@ std::optional<Speed> DriveStore::speed(const std::string& bsdName) const {
     return it == speeds_.end() ? std::nullopt : std::optional<Speed>(it->second);
 }
 
+bool DriveStore::deleteReadings() {
+    readings_.clear();
+    // An empty file, not none: a pass reads the file again when it holds no readings.
+    return StateFiles::writeReadings(services_.paths.readings(), readings_);
+}
+
 const SpeedHistory* DriveStore::history(const std::string& bsdName) const {
     const auto it = history_.find(bsdName);
     return it == history_.end() ? nullptr : &it->second;

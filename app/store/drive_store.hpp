@@ -163,6 +163,10 @@ class DriveStore final : public QObject {
     /// The drives the user didn't hide.
     std::vector<DriveSummary> visibleDrives() const;
     const std::vector<Reading>& readings() const { return readings_; }
+    /// Deletes every reading, in memory and in its file; false when the file couldn't be
+    /// written (the readings are gone from memory either way, and the next pass's write
+    /// replaces the file).
+    bool deleteReadings();
     const std::optional<std::string>& selectedID() const { return selectedID_; }
     void select(std::optional<std::string> id);
     const std::optional<Arrival>& arrival() const { return arrival_; }

@@ -18,6 +18,7 @@ std::string pageTitle(Page page) {
         case Page::forecast: return std::string(Wording::forecast);
         case Page::history: return std::string(Wording::history);
         case Page::healthData: return std::string(Wording::healthData);
+        case Page::report: return std::string(Wording::report);
         case Page::settings: return std::string(Wording::settings);
         case Page::about: return std::string(Wording::about);
     }
@@ -31,6 +32,7 @@ std::vector<PageEntry> sidebarPages(bool withSwap, bool withWrites) {
         pages.push_back({page, pageTitle(page), 0});
     }
     pages.push_back({Page::healthData, pageTitle(Page::healthData), 1});
+    pages.push_back({Page::report, pageTitle(Page::report), 1});
     return pages;
 }
 

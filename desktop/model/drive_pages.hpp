@@ -15,7 +15,7 @@ namespace desktop {
 
 /// The pages of the main window, in the sidebar's order (settings and about sit in its
 /// footer).
-enum class Page { overview, swap, writes, forecast, history, healthData, settings, about };
+enum class Page { overview, swap, writes, forecast, history, healthData, report, settings, about };
 
 struct PageEntry {
     Page page;

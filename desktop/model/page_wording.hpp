@@ -177,6 +177,16 @@ inline constexpr std::string_view saveCSV = "Save as CSV…";
 inline constexpr std::string_view deleteReadings = "Delete every reading";
 inline constexpr std::string_view deleteAgain = "Click again to delete every reading";
 
+// Health report.
+inline constexpr std::string_view report = "Health report";
+inline constexpr std::string_view reportLine =
+    "A report of this drive’s health to keep or to send to a repair shop: its rating, the figures behind it, its "
+    "history, and its last scan and benchmark. The serial number shows only its last characters.";
+inline constexpr std::string_view savePDF = "Save as PDF…";
+inline constexpr std::string_view savePNG = "Save as PNG…";
+inline constexpr std::string_view reportSaved = "Saved to %@.";
+inline constexpr std::string_view reportFailed = "The report couldn’t be made: %@";
+
 // About and the notice.
 inline constexpr std::string_view aboutLine =
     "Vantrel tells you how healthy your drives are. It never writes to a drive, and nothing leaves this computer.";

@@ -48,6 +48,12 @@ QPalette paletteFor(app::Prefs::Appearance appearance, const QPalette& system) {
 }
 
 void applyAppearance(app::Prefs::Appearance appearance, const QPalette& system) {
+    // "System" sets no colour of its own, so that the desktop's switch between light and
+    // dark still reaches the window; a palette set whole would pin it.
+    if (appearance == app::Prefs::Appearance::system) {
+        QApplication::setPalette(QPalette());
+        return;
+    }
     QApplication::setPalette(paletteFor(appearance, system));
 }
 

@@ -123,6 +123,7 @@ MainWindow::MainWindow(WindowContext& context, Options options, QWidget* parent)
     add(Page::healthData, new HealthDataPage(context_));
     auto* settings = new SettingsPage(context_, options_.system);
     settings->changed = [this] { refresh(); };
+    add(Page::report, new ReportPage(context_));
     add(Page::settings, settings);
     add(Page::about, new AboutPage(context_));
 

@@ -9,7 +9,10 @@
 #include "app/store/drive_store.hpp"
 #include "app/store/state_files.hpp"
 #include "app/store/system_stats.hpp"
+#include <QString>
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace desktop {
 
@@ -23,6 +26,10 @@ struct WindowContext {
     long utcOffsetSeconds = 0;
     /// The system's figures; none where they aren't read (the demo machine).
     std::function<std::optional<app::SystemStats>()> system;
+    /// The words before a drawing command: {"--demo"} on the demo machine.
+    std::vector<std::string> drawPrefix;
+    /// Asks where to save a file of this kind ("pdf", "png"); empty when the user didn't say.
+    std::function<QString(const QString& suggested, const QString& kind)> saveAs;
 };
 
 class PageView : public QWidget {

@@ -3,6 +3,10 @@
 #include <QApplication>
 #include <QAreaSeries>
 #include <QChart>
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QProcess>
+#include <QPushButton>
 #include <QChartView>
 #include <QDateTimeAxis>
 #include <QFontMetrics>
@@ -609,6 +613,87 @@ void HealthDataPage::update(const app::DriveSummary* drive) {
     tabs_->setTabVisible(1, !shown.indicators.empty());
     tabs_->setTabVisible(2, !shown.log.empty());
     tabs_->setTabVisible(3, !shown.tests.empty() || !shown.diagnostics.empty());
+}
+
+// ---------------------------------------------------------------- Health report
+
+ReportPage::ReportPage(WindowContext& context, QWidget* parent) : PageView(context, parent) {
+    auto* layout = new QVBoxLayout(this);
+    title_ = label(this, 1.6, true);
+    auto* line = label(this);
+    line->setText(q(Wording::reportLine));
+    auto* buttons = new QHBoxLayout();
+    for (const auto& [text, format] : {std::pair{Wording::savePDF, "pdf"}, std::pair{Wording::savePNG, "png"}}) {
+        auto* button = new QPushButton(q(text), this);
+        button->setAccessibleName(q(text));
+        QObject::connect(button, &QPushButton::clicked, this, [this, kind = QString::fromLatin1(format)] { save(kind); });
+        buttons->addWidget(button);
+    }
+    buttons->addStretch();
+    status_ = label(this);
+    status_->hide();
+    layout->addWidget(title_);
+    layout->addWidget(line);
+    layout->addLayout(buttons);
+    layout->addWidget(status_);
+    layout->addStretch();
+}
+
+ReportPage::~ReportPage() {
+    // A drawing still under way ends with the page, without telling it.
+    for (auto* process : findChildren<QProcess*>()) {
+        QObject::disconnect(process, nullptr, this, nullptr);
+        process->kill();
+        process->waitForFinished(1000);
+    }
+}
+
+void ReportPage::update(const app::DriveSummary* drive) {
+    if (drive == nullptr) return;
+    if (drive->bsdName != bsdName_) status_->hide();
+    bsdName_ = drive->bsdName;
+    name_ = drive->name;
+    title_->setText(q(Wording::report) + QStringLiteral(": ") + q(name_));
+}
+
+void ReportPage::save(const QString& format) {
+    if (bsdName_.empty() || !context_.saveAs) return;
+    const QString file = context_.saveAs(q(name_) + QStringLiteral(" health.") + format, format);
+    if (file.isEmpty()) return;
+    // The report is drawn by vantrel-draw, the part of the program that links the drawing.
+    const QString self = QCoreApplication::applicationDirPath();
+    QString draw;
+    for (const QString& candidate : {self + QStringLiteral("/vantrel-draw"), self + QStringLiteral("/../cli/vantrel-draw")}) {
+        if (QFileInfo(candidate).isExecutable()) draw = candidate;
+        if (!draw.isEmpty()) break;
+    }
+    QStringList arguments;
+    for (const auto& word : context_.drawPrefix) arguments << q(word);
+    arguments << QStringLiteral("report") << q(bsdName_) << QStringLiteral("--format") << format << QStringLiteral("-o")
+              << file;
+    auto* process = new QProcess(this);
+    QObject::connect(process, &QProcess::finished, this, [this, process, file](int code, QProcess::ExitStatus status) {
+        const bool made = status == QProcess::NormalExit && code == 0;
+        const QString why = QString::fromUtf8(process->readAllStandardError()).trimmed();
+        status_->setText(made ? q(Wording::fill(Wording::reportSaved, {file.toStdString()}))
+                              : q(Wording::fill(Wording::reportFailed, {why.toStdString()})));
+        status_->show();
+        process->deleteLater();
+    });
+    QObject::connect(process, &QProcess::errorOccurred, this, [this, process](QProcess::ProcessError error) {
+        if (error != QProcess::FailedToStart) return;
+        status_->setText(q(Wording::fill(Wording::reportFailed, {process->errorString().toStdString()})));
+        status_->show();
+        process->deleteLater();
+    });
+    if (draw.isEmpty()) {
+        // Never from the search path: only the program's own part draws.
+        status_->setText(q(Wording::fill(Wording::reportFailed, {"vantrel-draw isn’t beside " + self.toStdString()})));
+        status_->show();
+        process->deleteLater();
+        return;
+    }
+    process->start(draw, arguments);
 }
 
 // ---------------------------------------------------------------- About

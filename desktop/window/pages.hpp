@@ -124,6 +124,20 @@ class HealthDataPage final : public PageView {
     QFormLayout* diagnostics_;
 };
 
+class ReportPage final : public PageView {
+  public:
+    explicit ReportPage(WindowContext& context, QWidget* parent = nullptr);
+    ~ReportPage() override;
+    void update(const app::DriveSummary* drive) override;
+
+  private:
+    void save(const QString& format);
+    QLabel* title_;
+    QLabel* status_;
+    std::string bsdName_;
+    std::string name_;
+};
+
 class AboutPage final : public PageView {
   public:
     explicit AboutPage(WindowContext& context, QWidget* parent = nullptr);

@@ -197,6 +197,22 @@ QWidget* SettingsPage::data() {
         for (const auto& drive : context_.store.allDrives()) names[drive.id] = drive.name;
         platform::systemFiles().replace(file.toStdString(), reports::ReadingsCSV::text(context_.store.readings(), names));
     });
+    deleteReadings_ = new QPushButton(q(Wording::deleteReadings), page);
+    deleteReadings_->setAccessibleName(q(Wording::deleteReadings));
+    form->addRow(deleteReadings_);
+    // Deleting asks for a second click; the button says so after the first.
+    QObject::connect(deleteReadings_, &QPushButton::clicked, this, [this] {
+        if (!deleteArmed_) {
+            deleteArmed_ = true;
+            deleteReadings_->setText(q(Wording::deleteAgain));
+            return;
+        }
+        deleteArmed_ = false;
+        deleteReadings_->setText(q(Wording::deleteReadings));
+        context_.store.deleteReadings();
+        showPrefs();
+        if (changed) QTimer::singleShot(0, this, [this] { changed(); });
+    });
     return page;
 }
 

@@ -53,6 +53,8 @@ class SettingsPage final : public PageView {
     QVBoxLayout* driveList_ = nullptr;
     QComboBox* keepDays_ = nullptr;
     QLabel* readingsKept_ = nullptr;
+    QPushButton* deleteReadings_ = nullptr;
+    bool deleteArmed_ = false;
     bool showing_ = false;
 };
 

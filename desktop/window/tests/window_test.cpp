@@ -13,6 +13,7 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
+#include <QPushButton>
 #include <QSlider>
 #include <QSpinBox>
 #include <QTabWidget>
@@ -168,7 +169,7 @@ class Window : public ::testing::Test {
         for (int i = 0; i < 200 && !done; ++i) QApplication::processEvents(QEventLoop::AllEvents, 10);
         ASSERT_TRUE(done);
         context = std::make_unique<WindowContext>(
-            WindowContext{session->store(), session->timers(), drivekit::Locale{"en_US"}, paths, 0, {}});
+            WindowContext{session->store(), session->timers(), drivekit::Locale{"en_US"}, paths, 0, {}, {}, {}});
         // The demo machine has no /proc of its own: the Swap page and the footer get figures
         // made up here.
         context->system = [] {
@@ -180,6 +181,8 @@ class Window : public ::testing::Test {
             stats.selfCPUPercent = 0.04;
             return std::optional(stats);
         };
+        context->drawPrefix = {"--demo"};
+        context->saveAs = [this](const QString& suggested, const QString&) { return home.filePath(suggested); };
         system = QApplication::palette();
         window = std::make_unique<MainWindow>(*context, MainWindow::Options{false, system, true, true});
         window->show();
@@ -231,7 +234,7 @@ TEST_F(Window, EveryPageAndTabShowsTheStoresDataInBothAppearances) {
             settle();
             EXPECT_EQ(isDark(window->palette()), std::string(shade) == "dark");
             for (const Page page : {Page::overview, Page::swap, Page::writes, Page::forecast, Page::history, Page::healthData,
-                                    Page::settings, Page::about}) {
+                                    Page::report, Page::settings, Page::about}) {
                 window->showPage(page);
                 settle();
                 auto* tabs = window->pageView(page)->findChild<QTabWidget*>();
@@ -308,6 +311,9 @@ TEST_F(Window, SettingsWriteThePreferencesAndTheSidebarFollows) {
     settle();
     EXPECT_EQ(session->store().prefs().appearance, app::Prefs::Appearance::void_);
     EXPECT_TRUE(isDark(QApplication::palette()));
+    appearance->setCurrentIndex(appearance->findData(static_cast<int>(app::Prefs::Appearance::system)));
+    settle();
+    EXPECT_EQ(QApplication::palette().color(QPalette::Window), system.color(QPalette::Window));
     named<QCheckBox>(q(Wording::openAtLogin))->click();
     EXPECT_TRUE(QFile::exists(home.path() + "/config/autostart/com.orlend.vantrel-autostart.desktop"));
 
@@ -328,6 +334,15 @@ TEST_F(Window, SettingsWriteThePreferencesAndTheSidebarFollows) {
     keep->setCurrentIndex(keep->findData(90));
     settle();
     EXPECT_EQ(app::StateFiles::readPrefs(paths.prefs()).keepDays, 90);
+
+    // Deleting every reading takes a second click.
+    auto* erase = named<QPushButton>(q(Wording::deleteReadings));
+    erase->click();
+    EXPECT_FALSE(session->store().readings().empty());
+    erase->click();
+    settle();
+    EXPECT_TRUE(session->store().readings().empty());
+    EXPECT_TRUE(app::StateFiles::readReadings(paths.readings()).empty());
 }
 
 TEST_F(Window, WithoutRootOrServiceTheWindowSaysWhatToDo) {
@@ -343,6 +358,27 @@ TEST_F(Window, WithoutRootOrServiceTheWindowSaysWhatToDo) {
     for (int row = 0; row < bare.pageList()->count(); ++row) {
         EXPECT_NE(bare.pageList()->item(row)->text(), q(Wording::swap));
     }
+}
+
+TEST_F(Window, LargerTextStillFitsEveryPage) {
+    const QFont normal = QApplication::font();
+    QFont large = normal;
+    large.setPointSizeF(normal.pointSizeF() * 1.5);
+    QApplication::setFont(large);
+    {
+        // Sizes are in font units: a window made at this size grows with the text.
+        MainWindow big(*context, MainWindow::Options{false, system, true, true});
+        big.show();
+        EXPECT_GT(big.width(), window->width());
+        choose(big, QStringLiteral("Samsung SSD 980"));
+        for (const Page page : {Page::overview, Page::swap, Page::writes, Page::forecast, Page::history, Page::healthData,
+                                Page::report, Page::settings, Page::about}) {
+            big.showPage(page);
+            settle();
+            for (const auto& problem : problems(big)) ADD_FAILURE() << pageTitle(page) << ": " << problem;
+        }
+    }
+    QApplication::setFont(normal);
 }
 
 TEST_F(Window, TheKeyboardMovesThroughTheSidebarAndOpensSettings) {
@@ -382,6 +418,27 @@ TEST_F(Window, TheDrivesContextMenuOffersAUSBReadOnlyForUSBDrives) {
     menu.actions().front()->trigger();
     for (int i = 0; i < 100 && !passed; ++i) QApplication::processEvents(QEventLoop::AllEvents, 10);
     EXPECT_TRUE(passed);
+}
+
+TEST_F(Window, TheHealthReportIsSavedByTheDrawingPart) {
+    choose(*window, QStringLiteral("ST2000"));
+    window->showPage(Page::report);
+    settle();
+    named<QPushButton>(q(Wording::savePDF))->click();
+    const QString file = home.filePath(QStringLiteral("ST2000DM008-2FR102 health.pdf"));
+    const auto saved = q(Wording::fill(Wording::reportSaved, {file.toStdString()}));
+    const auto shown = [&] {
+        const auto labels = window->pageView(Page::report)->findChildren<QLabel*>();
+        return std::any_of(labels.begin(), labels.end(), [&](QLabel* label) {
+            return label->isVisible() && label->text().startsWith(q(Wording::reportSaved).left(5));
+        });
+    };
+    ASSERT_TRUE(QTest::qWaitFor(shown, 120'000));
+    const auto labels = window->pageView(Page::report)->findChildren<QLabel*>();
+    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [&](QLabel* label) { return label->text() == saved; }));
+    QFile pdf(file);
+    ASSERT_TRUE(pdf.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(pdf.read(5) == "%PDF-");
 }
 
 TEST_F(Window, TheWhatIfSliderAnswersInSteps) {
