@@ -131,7 +131,7 @@ std::optional<Drive> describe(const Pass& pass, const std::string& name) {
         }
     }
 
-    MediaWalk walk = walkMedia(pass, name, *path);
+    MediaWalk walk = walkMedia(pass, name);
     const bool currentDirectoryOnRAID = walk.isRAIDMember && currentDirectoryIsOnRAID(pass);
     drive.volumes = std::move(walk.volumes);
     drive.isRAIDMember = walk.isRAIDMember;

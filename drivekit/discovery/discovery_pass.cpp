@@ -28,17 +28,6 @@ bool isNumbered(std::string_view name, std::string_view prefix) {
     return name.starts_with(prefix) && allDigits(name.substr(prefix.size()));
 }
 
-bool isPlainName(std::string_view name) {
-    return !name.empty() && name != "." && name != ".." &&
-           name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
-}
-
-std::string parentOf(std::string_view path) {
-    const auto slash = path.rfind('/');
-    if (slash == std::string_view::npos || slash == 0) return "/";
-    return std::string(path.substr(0, slash));
-}
-
 std::string_view baseName(std::string_view path) {
     const auto slash = path.rfind('/');
     return slash == std::string_view::npos ? path : path.substr(slash + 1);
@@ -61,20 +50,6 @@ std::optional<double> parseDecimal(std::string_view text) {
 bool isPCIAddress(std::string_view name) {
     // dddd:bb:dd.f
     return name.size() == 12 && name[4] == ':' && name[7] == ':' && name[10] == '.';
-}
-
-std::vector<std::string> partitionsOf(const platform::Sysfs& sysfs, const std::string& diskPath,
-                                      std::string_view disk) {
-    std::vector<std::string> partitions;
-    for (const auto& entry : sysfs.list(diskPath)) {
-        if (entry.starts_with(disk) && entry.size() > disk.size() &&
-            sysfs.exists(diskPath + "/" + entry + "/partition")) {
-            partitions.push_back(entry);
-        }
-    }
-    std::sort(partitions.begin(), partitions.end(),
-              [](const auto& a, const auto& b) { return naturalLess(a, b); });
-    return partitions;
 }
 
 std::vector<std::string> ancestorsOf(const std::string& path, bool includeSelf) {

@@ -29,9 +29,8 @@ std::string lowered(std::string_view text);
 bool allDigits(std::string_view text);
 /// "loop0", "md127", "dm-3": the prefix and nothing but a number after it.
 bool isNumbered(std::string_view name, std::string_view prefix);
-/// A name that can't climb out of its folder.
-bool isPlainName(std::string_view name);
-std::string parentOf(std::string_view path);
+using platform::isPlainName;
+using platform::parentOf;
 std::string_view baseName(std::string_view path);
 /// "5000", "480", "1.5": USB speeds in Mb/s, one of them with a fraction.
 std::optional<double> parseDecimal(std::string_view text);
@@ -149,9 +148,8 @@ class Pass {
 
 /// The devices stacked on a block device, in their natural order.
 using platform::holdersOf;
-/// The partitions of a disk folder, in their natural order.
-std::vector<std::string> partitionsOf(const platform::Sysfs& sysfs, const std::string& diskPath,
-                                      std::string_view disk);
+/// The partitions of a disk, in their natural order.
+using platform::partitionsOf;
 /// The folders above a device, nearest first, up to but not including /sys/devices.
 std::vector<std::string> ancestorsOf(const std::string& path, bool includeSelf);
 
@@ -194,6 +192,6 @@ struct MediaWalk {
 };
 /// The volumes of a disk (the disk itself, its partitions and what is stacked on them)
 /// and whether any of them makes it an md member.
-MediaWalk walkMedia(const Pass& pass, const std::string& disk, const std::string& path);
+MediaWalk walkMedia(const Pass& pass, const std::string& disk);
 
 }  // namespace drivekit::Discovery::Internal

@@ -10,22 +10,15 @@ namespace drivekit {
 
 namespace {
 
+using platform::blockPath;
+using platform::isPlainName;
+
 // The block layer counts sectors of 512 bytes whatever the device's own block size.
 constexpr std::uint64_t sectorBytes = 512;
 // Every kernel since 2.6 writes at least these eleven fields; 4.18 and 5.5 added six.
 constexpr std::size_t statMinimumFields = 11;
 constexpr std::size_t statReadSectors = 2;
 constexpr std::size_t statWriteSectors = 6;
-
-// A name from the user or a stored record must not walk out of /sys/class/block.
-bool isPlainName(std::string_view name) {
-    return !name.empty() && name != "." && name != ".." &&
-           name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
-}
-
-std::string blockPath(std::string_view name) {
-    return "/sys/class/block/" + std::string(name);
-}
 
 std::optional<std::uint64_t> parseUnsigned(std::string_view text, int base = 10) {
     if (text.empty()) return std::nullopt;

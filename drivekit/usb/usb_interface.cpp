@@ -5,9 +5,13 @@
 #include <regex>
 
 #include "drivekit/discovery/discovery.hpp"
+#include "platform/block_stack.hpp"
 
 namespace drivekit::USBInterface {
 namespace {
+
+using platform::blockPath;
+using platform::parentOf;
 
 // The sentences of this unit, as the English catalogue words them.
 constexpr std::string_view luksSentence =
@@ -47,16 +51,9 @@ std::string fill(std::string_view pattern, std::string_view a, std::string_view 
     return out;
 }
 
-std::string blockPath(std::string_view name) { return "/sys/class/block/" + std::string(name); }
-
 std::string lastPart(std::string_view path) {
     const auto slash = path.rfind('/');
     return std::string(slash == std::string_view::npos ? path : path.substr(slash + 1));
-}
-
-std::string parentOf(std::string_view path) {
-    const auto slash = path.rfind('/');
-    return std::string(slash == std::string_view::npos ? std::string_view() : path.substr(0, slash));
 }
 
 template <typename Number>
@@ -83,7 +80,7 @@ std::optional<Disks> of(std::string_view disk, const platform::Sysfs& sysfs) {
     static const std::regex scsiAddress(R"(^\d+:\d+:\d+:(\d+)$)");
     std::string interfacePath;
     std::optional<std::uint8_t> lun;
-    for (std::string at = parentOf(*path); !at.empty(); at = parentOf(at)) {
+    for (std::string at = parentOf(*path); at != "/"; at = parentOf(at)) {
         const std::string name = lastPart(at);
         std::smatch match;
         if (!lun && std::regex_match(name, match, scsiAddress)) {
@@ -136,11 +133,7 @@ std::optional<Disks> of(std::string_view disk, const platform::Sysfs& sysfs) {
 
 std::vector<std::string> blockDevices(std::string_view disk, const platform::Sysfs& sysfs) {
     std::vector<std::string> devices{std::string(disk)};
-    for (const auto& entry : sysfs.list(blockPath(disk))) {
-        if (entry.starts_with(disk) && sysfs.exists(blockPath(disk) + "/" + entry + "/partition")) {
-            devices.push_back(entry);
-        }
-    }
+    for (auto& partition : platform::partitionsOf(sysfs, disk)) devices.push_back(std::move(partition));
     return devices;
 }
 
