@@ -4,6 +4,7 @@
 // field the buffer doesn't fully hold is the empty text. Pure functions, safe from any
 // thread.
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -33,6 +34,13 @@ std::string field(ByteView buffer, std::size_t offset, std::size_t length);
 /// everything else, valid non-ASCII text included, is kept. A volume label can then neither
 /// move the cursor, retitle the window nor fake a line of output.
 std::string printable(std::string_view text);
+
+/// The text, or nothing when there is none or it is empty: a drive that reports a blank
+/// field hasn't reported it.
+inline std::optional<std::string> nonEmpty(std::optional<std::string> text) {
+    if (text && text->empty()) return std::nullopt;
+    return text;
+}
 
 /// printf-style formatting in the C locale (platform/format.hpp).
 using platform::format;
