@@ -138,7 +138,7 @@ std::optional<Drive> describe(const Pass& pass, const std::string& name) {
     drive.raid = std::move(walk.raid);
 
     if (const auto size = pass.attribute(block + "/queue/logical_block_size")) {
-        if (const auto bytes = parseNumber<int>(*size); bytes && *bytes > 0)
+        if (const auto bytes = number<int>(*size); bytes && *bytes > 0)
             drive.blockSize = bytes;
     }
 

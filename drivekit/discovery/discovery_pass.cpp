@@ -35,13 +35,13 @@ std::string_view baseName(std::string_view path) {
 
 std::optional<double> parseDecimal(std::string_view text) {
     const auto dot = text.find('.');
-    const auto whole = parseNumber<std::uint64_t>(text.substr(0, dot));
+    const auto whole = number<std::uint64_t>(text.substr(0, dot));
     if (!whole) return std::nullopt;
     double value = static_cast<double>(*whole);
     if (dot != std::string_view::npos) {
         const auto fraction = text.substr(dot + 1);
         if (!allDigits(fraction) || fraction.size() > 9) return std::nullopt;
-        value += static_cast<double>(*parseNumber<std::uint64_t>(fraction)) /
+        value += static_cast<double>(*number<std::uint64_t>(fraction)) /
                  std::pow(10.0, static_cast<double>(fraction.size()));
     }
     return value;

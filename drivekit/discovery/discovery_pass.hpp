@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "drivekit/core/text.hpp"
 #include "drivekit/discovery/discovery.hpp"
 
 namespace drivekit::Discovery::Internal {
@@ -37,17 +38,7 @@ std::optional<double> parseDecimal(std::string_view text);
 /// dddd:bb:dd.f
 bool isPCIAddress(std::string_view name);
 
-template <typename Number>
-std::optional<Number> parseNumber(std::string_view text, int base = 10) {
-    while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\n')) text.remove_suffix(1);
-    if (text.empty()) return std::nullopt;
-    Number value{};
-    const auto* end = text.data() + text.size();
-    const auto [ptr, ec] = std::from_chars(text.data(), end, value, base);
-    if (ec != std::errc{} || ptr != end) return std::nullopt;
-    return value;
-}
+using text::number;
 
 template <std::size_t N>
 bool contains(const std::array<std::string_view, N>& set, std::string_view word) {
@@ -80,11 +71,11 @@ class Pass {
         BlockDevice device{name};
         if (const auto dev = attribute(std::string(classBlock) + name + "/dev")) {
             const auto colon = dev->find(':');
-            const auto major = parseNumber<unsigned>(std::string_view(*dev).substr(0, colon));
+            const auto major = number<unsigned>(std::string_view(*dev).substr(0, colon));
             const auto minor =
                 colon == std::string::npos
                     ? std::nullopt
-                    : parseNumber<unsigned>(std::string_view(*dev).substr(colon + 1));
+                    : number<unsigned>(std::string_view(*dev).substr(colon + 1));
             if (major && minor) {
                 device.major = *major;
                 device.minor = *minor;

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <regex>
 
+#include "drivekit/core/text.hpp"
 #include "drivekit/discovery/discovery.hpp"
 #include "platform/block_stack.hpp"
 
@@ -11,6 +12,7 @@ namespace drivekit::USBInterface {
 namespace {
 
 using platform::blockPath;
+using text::number;
 using platform::parentOf;
 
 // The sentences of this unit, as the English catalogue words them.
@@ -56,14 +58,6 @@ std::string lastPart(std::string_view path) {
     return std::string(slash == std::string_view::npos ? path : path.substr(slash + 1));
 }
 
-template <typename Number>
-std::optional<Number> number(std::string_view text, int base = 10) {
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\n')) text.remove_suffix(1);
-    Number value{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return value;
-}
 
 bool isWholeDisk(std::string_view name, const platform::Sysfs& sysfs) {
     return !sysfs.exists(blockPath(name) + "/partition");
