@@ -5,6 +5,7 @@
 
 #include "app/json_fields.hpp"
 #include "drivekit/core/rounding.hpp"
+#include "drivekit/core/text.hpp"
 #include "drivekit/discovery/link.hpp"
 #include "drivekit/health/bridge_words.hpp"
 #include "drivekit/health/placeholders.hpp"
@@ -131,11 +132,6 @@ struct GeneralFacts {
     bool readATA = false;
 };
 
-std::optional<std::string> nonEmpty(const std::optional<std::string>& text) {
-    if (!text || text->empty()) return std::nullopt;
-    return text;
-}
-
 DriveField field(InsightRow row, std::string value) {
     return DriveField{InsightRowText::label(row), std::move(value), "",
                       std::string(InsightRowText::key(row))};
@@ -199,9 +195,9 @@ std::vector<DriveField> generalRows(const Drive& drive, const GeneralFacts& fact
     if (!names.empty()) rows.push_back(field(InsightRow::volumes, names));
     rows.push_back(field(InsightRow::device, drive.device()));
     rows.push_back(field(InsightRow::model, modelText(drive, facts, options.modelHidden)));
-    if (const auto serial = nonEmpty(facts.serial))
+    if (const auto serial = text::nonEmpty(facts.serial))
         rows.push_back(field(InsightRow::serial, *serial));
-    if (const auto firmware = nonEmpty(facts.firmware)) {
+    if (const auto firmware = text::nonEmpty(facts.firmware)) {
         rows.push_back(field(InsightRow::firmware, *firmware));
     }
     if (drive.sizeBytes > 0) {

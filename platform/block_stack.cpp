@@ -9,15 +9,8 @@
 namespace platform {
 namespace {
 
-constexpr std::string_view classBlock = "/sys/class/block/";
-
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 char lowerASCII(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c; }
-
-bool isPlainName(std::string_view name) {
-    return !name.empty() && name != "." && name != ".." &&
-           name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
-}
 
 void sortNaturally(std::vector<std::string>& names) {
     std::sort(names.begin(), names.end(), [](const auto& a, const auto& b) { return naturalLess(a, b); });
@@ -56,14 +49,14 @@ bool naturalLess(std::string_view a, std::string_view b) {
 
 std::vector<std::string> holdersOf(const Sysfs& sysfs, std::string_view name) {
     if (!isPlainName(name)) return {};
-    auto holders = sysfs.list(std::string(classBlock) + std::string(name) + "/holders");
+    auto holders = sysfs.list(blockPath(name) + "/holders");
     sortNaturally(holders);
     return holders;
 }
 
 std::vector<std::string> partitionsOf(const Sysfs& sysfs, std::string_view disk) {
     if (!isPlainName(disk)) return {};
-    const std::string path = std::string(classBlock) + std::string(disk);
+    const std::string path = blockPath(disk);
     std::vector<std::string> partitions;
     for (auto& entry : sysfs.list(path)) {
         if (entry.starts_with(disk) && entry.size() > disk.size() && sysfs.exists(path + "/" + entry + "/partition")) {
@@ -129,7 +122,7 @@ std::vector<Mount> mountsOfDisk(std::string_view disk, const Sysfs& sysfs,
     std::map<std::string, std::string> bySource;
     for (const auto& device : devicesOf(disk, sysfs)) {
         bySource["/dev/" + device] = device;
-        const auto numbers = sysfs.read(std::string(classBlock) + device + "/dev");
+        const auto numbers = sysfs.read(blockPath(device) + "/dev");
         unsigned major = 0;
         unsigned minor = 0;
         char colon = 0;

@@ -52,4 +52,13 @@ inline std::uint64_t be64(ByteView d, std::size_t o) noexcept {
     return readBE(d, o, 8);
 }
 
+/// Writes the low `width` bytes of `value` big-endian at `offset`, as SCSI command blocks
+/// carry their fields; the caller sizes `out` for them.
+inline void putBE(std::span<std::uint8_t> out, std::size_t offset, std::uint64_t value,
+                  std::size_t width) noexcept {
+    for (std::size_t i = 0; i < width; ++i) {
+        out[offset + i] = static_cast<std::uint8_t>(value >> (8 * (width - 1 - i)));
+    }
+}
+
 }  // namespace platform

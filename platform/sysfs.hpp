@@ -48,4 +48,21 @@ class Sysfs {
     Sysfs& operator=(const Sysfs&) = default;
 };
 
+/// Whether `name` is one path component. A kernel name from the user or a stored record
+/// must not walk out of the folder it is looked up in ("..", "a/b").
+inline bool isPlainName(std::string_view name) {
+    return !name.empty() && name != "." && name != ".." &&
+           name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+}
+
+/// The folder of block device `name`: "/sys/class/block/sda".
+inline std::string blockPath(std::string_view name) { return "/sys/class/block/" + std::string(name); }
+
+/// The folder above `path`; "/" above a top-level entry and above a bare name.
+inline std::string parentOf(std::string_view path) {
+    const auto slash = path.rfind('/');
+    if (slash == std::string_view::npos || slash == 0) return "/";
+    return std::string(path.substr(0, slash));
+}
+
 }  // namespace platform

@@ -9,17 +9,16 @@
 #include <future>
 #include <sstream>
 
+#include "platform/tests/support/doubles.hpp"
+
 namespace app {
 namespace {
 
 namespace fs = std::filesystem;
 using std::chrono::seconds;
 
-struct TestClock final : platform::Clock {
-    std::chrono::system_clock::time_point at = std::chrono::system_clock::time_point(seconds(1'763'197'200));
-    std::chrono::system_clock::time_point now() const override { return at; }
-    std::chrono::steady_clock::time_point steadyNow() const override { return {}; }
-};
+using platform::doubles::TestClock;
+const std::chrono::system_clock::time_point start{seconds(1'763'197'200)};
 
 // A table of processes that each write 4 KB per step; `answering` false is a service that
 // gave no answer.
@@ -29,7 +28,7 @@ struct Table final : WritesSource {
     std::optional<std::vector<drivekit::ProcessWrites>> snapshot() override {
         if (!answering) return std::nullopt;
         const auto step = static_cast<std::uint64_t>(
-            clock ? std::chrono::duration_cast<seconds>(clock->at.time_since_epoch()).count() / 30 : 1);
+            clock ? std::chrono::duration_cast<seconds>(clock->wall.time_since_epoch()).count() / 30 : 1);
         std::vector<drivekit::ProcessWrites> processes;
         for (std::int32_t pid = 1; pid <= 50; ++pid) {
             processes.push_back({pid, 1, "/opt/p" + std::to_string(pid % 5), step * 4096, "", false});
@@ -62,7 +61,7 @@ struct Folder {
 };
 
 TEST(AppWrites, countsThroughFailuresAndKeepsItsMemoryFlatOverDays) {
-    TestClock clock;
+    TestClock clock{start};
     auto table = std::make_shared<Table>();
     table->clock = &clock;
     std::vector<std::string> log;
@@ -75,7 +74,7 @@ TEST(AppWrites, countsThroughFailuresAndKeepsItsMemoryFlatOverDays) {
     std::size_t mostSlots = 0;
     int steps = 0;
     writes.run([&](seconds pause) {
-        clock.at += pause;
+        clock.wall += pause;
         ++steps;
         // A service that misses a minute: the ledger is kept, and the next answer covers the gap.
         table->answering = steps % 600 != 0 && steps % 600 != 599;
@@ -104,7 +103,7 @@ TEST(AppWrites, leavesANewerFileAloneAndStartsADamagedOneAgain) {
     const auto files = AppWritesFiles::in(folder.path);
     std::ofstream(files.slots) << R"({"v":1,"owners":["system"],"buckets":[{"t":5,"b":[0]}]})";
     std::ofstream(files.days) << R"({"v":3})";
-    TestClock clock;
+    TestClock clock{start};
     std::vector<std::string> log;
     auto table = std::make_shared<Table>();
     table->clock = &clock;
@@ -116,7 +115,7 @@ TEST(AppWrites, leavesANewerFileAloneAndStartsADamagedOneAgain) {
     EXPECT_TRUE(writes.slotsWritable());
     EXPECT_FALSE(writes.daysWritable());
     writes.step();
-    clock.at += seconds(30);
+    clock.wall += seconds(30);
     writes.step();
     writes.roll(30);
     EXPECT_EQ(folder.read(files.days), R"({"v":3})");
@@ -127,7 +126,7 @@ TEST(AppWrites, leavesANewerFileAloneAndStartsADamagedOneAgain) {
 }
 
 TEST(AppWrites, isUnavailableWithoutASourceAndTimesOutASilentOne) {
-    TestClock clock;
+    TestClock clock{start};
     AppWrites unavailable({}, clock);
     EXPECT_EQ(unavailable.state(), AppWrites::State::unavailable);
     int waits = 0;
@@ -166,7 +165,7 @@ TEST(WritesLoop, StepsAtOnceAndStopsWithoutWaitingOutItsPause) {
     };
     auto source = std::make_shared<Counted>();
     auto first = source->first.get_future();
-    TestClock clock;
+    TestClock clock{start};
     const auto started = std::chrono::steady_clock::now();
     {
         AppWrites::Options options;

@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <map>
+
+#include "platform/tests/support/doubles.hpp"
 
 namespace app {
 namespace {
@@ -30,39 +31,8 @@ DriveSummary member(std::string name, std::string set = "md0") {
     return d;
 }
 
-// Every call in order; a step named in `failures` ("unmount sdb") answers that failure.
-struct FakeVolumes final : platform::Volumes {
-    Lines calls;
-    std::map<std::string, Failure> failures;
-
-    platform::Result<void, Failure> step(std::string call) {
-        calls.push_back(call);
-        if (const auto it = failures.find(call); it != failures.end()) return platform::Unexpected(it->second);
-        return {};
-    }
-    platform::Result<void, Failure> unmountWhole(std::string_view disk, double) override {
-        return step("unmount " + std::string(disk));
-    }
-    std::vector<std::string> mountWhole(std::string_view disk) override {
-        calls.push_back("mount " + std::string(disk));
-        return {};
-    }
-    platform::Result<void, Failure> stopArray(std::string_view array, double) override {
-        return step("stop " + std::string(array));
-    }
-    platform::Result<void, Failure> powerOff(std::string_view disk, double) override {
-        return step("power off " + std::string(disk));
-    }
-};
-
-struct FakeHolders final : platform::FileHolders {
-    std::vector<platform::FileHolder> held;
-    mutable std::vector<Lines> askedAbout;
-    std::vector<platform::FileHolder> holding(const Lines& points) const override {
-        askedAbout.push_back(points);
-        return held;
-    }
-};
+using FakeVolumes = platform::doubles::RecordedVolumes;
+using FakeHolders = platform::doubles::ListedHolders;
 
 TEST(EjectJob, AMemberTakesItsWholeSetAndADriveOfNoKnownSetGoesAlone) {
     DriveSummary noArray = member("sdd");

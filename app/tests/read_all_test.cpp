@@ -5,14 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <tuple>
 
 #include "drivekit/usb/tests/support/sim_ata_disk.hpp"
 #include "platform/linux/linux_block_probe.hpp"
 #include "platform/linux/linux_mounts.hpp"
 #include "platform/linux/linux_sysfs.hpp"
+#include "platform/tests/support/doubles.hpp"
 
 namespace app {
 
@@ -24,26 +23,6 @@ std::string data(const std::string& path) {
     return std::string(VANTREL_TEST_DATA) + "/" + path;
 }
 
-std::vector<std::uint8_t> fileBytes(const std::string& path) {
-    std::ifstream in(data(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-// A controller that answers with a real QEMU log, or fails as told.
-class ScriptedNVMe final : public platform::NVMeAdmin {
-  public:
-    std::vector<std::uint8_t> log = fileBytes("nvme/qemu-7.2-smart-log.bin");
-    std::optional<platform::NVMeAdminFailure> failure;
-
-    platform::NVMeAdminReply smartLog(std::string_view) override {
-        if (failure) return platform::Unexpected(*failure);
-        return log;
-    }
-    platform::NVMeAdminReply identifyController(std::string_view) override {
-        if (failure) return platform::Unexpected(*failure);
-        return fileBytes("nvme/qemu-7.2-id-ctrl.bin");
-    }
-};
 
 // The lab's mount table, in which the Bulk-Only disk's volume is unmounted once the
 // first pass over it is done: what a user does while a slow read runs.
@@ -69,7 +48,7 @@ class ReadAll : public ::testing::Test {
     platform::LinuxSysfs sysfs{root};
     UnmountingMounts mounts{root};
     platform::LinuxBlockProbe probe{root};
-    ScriptedNVMe nvme;
+    platform::doubles::ScriptedNVMe nvme;
     sim::SimATADisk sata = sim::labSATADisk();
     sim::SimDiskLinks links{sata, "sda"};
 

@@ -14,6 +14,8 @@
 #include "drivekit/usb/tests/support/sim_ata_disk.hpp"
 #include "drivekit/usb/tests/support/sim_enclosure.hpp"
 #include "platform/linux/linux_sysfs.hpp"
+#include "cli/tests/support/outcome.hpp"
+#include "platform/tests/support/doubles.hpp"
 
 namespace {
 
@@ -21,47 +23,10 @@ using drivekit::sim::SimEnclosure;
 using drivekit::sim::SimUSBHost;
 using Lines = std::vector<std::string>;
 
-class NoNVMe final : public platform::NVMeAdmin {
-public:
-    platform::NVMeAdminReply smartLog(std::string_view) override {
-        return platform::Unexpected(platform::NVMeAdminFailure{platform::NVMeAdminFailure::Kind::noController, ENODEV});
-    }
-    platform::NVMeAdminReply identifyController(std::string_view name) override { return smartLog(name); }
-};
-
 // Nothing mounted and no file systems: the sequence has nothing to unmount, and the drive
 // counts as back as soon as it is seen again.
-struct NoMounts final : platform::Mounts {
-    std::vector<platform::Mount> list() const override { return {}; }
-};
 struct NoProbe final : platform::BlockProbe {
     platform::BlockContent probe(std::string_view, unsigned, unsigned) const override { return {}; }
-};
-struct StillClock final : platform::Clock {
-    std::chrono::system_clock::time_point now() const override { return {}; }
-    std::chrono::steady_clock::time_point steadyNow() const override { return {}; }
-};
-struct RecordedVolumes final : platform::Volumes {
-    Lines calls;
-    platform::Result<void, platform::UnmountFailure> unmountWhole(std::string_view disk, double) override {
-        calls.push_back("unmount " + std::string(disk));
-        return {};
-    }
-    std::vector<std::string> mountWhole(std::string_view disk) override {
-        calls.push_back("mount " + std::string(disk));
-        return {};
-    }
-    platform::Result<void, platform::UnmountFailure> stopArray(std::string_view array, double) override {
-        calls.push_back("stop " + std::string(array));
-        return {};
-    }
-    platform::Result<void, platform::UnmountFailure> powerOff(std::string_view disk, double) override {
-        calls.push_back("power off " + std::string(disk));
-        return {};
-    }
-};
-struct NoHolders final : platform::FileHolders {
-    std::vector<platform::FileHolder> holding(const std::vector<std::string>&) const override { return {}; }
 };
 
 // The fixture tree, with the bus number and port path that place sdb's enclosure on the
@@ -82,11 +47,8 @@ private:
     platform::LinuxSysfs tree_{std::string(VANTREL_TEST_DATA) + "/sysfs"};
 };
 
-struct Outcome {
-    int code;
-    std::string out;
-    std::string err;
-};
+using cli::test::Outcome;
+using cli::test::linesOf;
 
 class CaptureCommand : public ::testing::Test {
 protected:
@@ -97,6 +59,7 @@ protected:
         location = sdb && sdb->usb ? sdb->usb->locationID : 0;
         host.devices[location] = &enclosure;
         options.sleep = [](double) {};
+        nvme.failure = platform::NVMeAdminFailure{platform::NVMeAdminFailure::Kind::noController, ENODEV};
     }
 
     Outcome run(std::vector<std::string_view> args) {
@@ -113,20 +76,18 @@ protected:
                                      }};
         cli::Machine machine{sysfs, nvme, drivekit::Locale{"en_US"}, open, &mounts, &probe, nullptr, &clock};
         machine.capture = &capture;
-        std::ostringstream out, err;
-        const int code = cli::run(args, machine, out, err);
-        return {code, out.str(), err.str()};
+        return cli::test::run(std::move(args), machine);
     }
 
     LocatedSysfs sysfs;
-    NoNVMe nvme;
+    platform::doubles::ScriptedNVMe nvme;
     drivekit::sim::SimATADisk disk = drivekit::sim::labSATADisk();
     drivekit::sim::SimDiskLinks links{disk, "sdb"};
-    NoMounts mounts;
+    platform::doubles::TableMounts mounts;
     NoProbe probe;
-    StillClock clock;
-    RecordedVolumes volumes;
-    NoHolders holders;
+    platform::doubles::TestClock clock;
+    platform::doubles::RecordedVolumes volumes;
+    platform::doubles::ListedHolders holders;
     SimEnclosure enclosure;
     SimUSBHost host;
     drivekit::CapturedUSBDrive::Options options;
@@ -135,12 +96,6 @@ protected:
     int recoveries = 0;
 };
 
-Lines linesOf(const std::string& text) {
-    Lines lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
-}
 
 TEST_F(CaptureCommand, RefusedPassThroughFallsBackToTheCaptureAndRatesTheDrive) {
     ASSERT_NE(location, 0u) << "the fixture's sdb has a USB location";

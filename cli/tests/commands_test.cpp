@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
 #include "cli/cli.hpp"
@@ -17,6 +15,8 @@
 #include "platform/linux/linux_block_probe.hpp"
 #include "platform/linux/linux_mounts.hpp"
 #include "platform/linux/linux_sysfs.hpp"
+#include "platform/tests/support/doubles.hpp"
+#include "cli/tests/support/outcome.hpp"
 
 namespace {
 
@@ -27,30 +27,6 @@ using drivekit::sim::SimDiskLinks;
 
 std::string data(const std::string& path) { return std::string(VANTREL_TEST_DATA) + "/" + path; }
 
-std::vector<std::uint8_t> fileBytes(const std::string& path) {
-    std::ifstream in(data(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-class QEMUNVMe final : public platform::NVMeAdmin {
-  public:
-    std::optional<platform::NVMeAdminFailure> failure;
-    platform::NVMeAdminReply smartLog(std::string_view) override {
-        if (failure) return platform::Unexpected(*failure);
-        return fileBytes("nvme/qemu-7.2-smart-log.bin");
-    }
-    platform::NVMeAdminReply identifyController(std::string_view) override {
-        return fileBytes("nvme/qemu-7.2-id-ctrl.bin");
-    }
-};
-
-class FixedClock final : public platform::Clock {
-  public:
-    std::chrono::system_clock::time_point now() const override {
-        return std::chrono::system_clock::time_point{std::chrono::seconds{1'794'751'200}};
-    }
-    std::chrono::steady_clock::time_point steadyNow() const override { return {}; }
-};
 
 // A dying disk between the program and the scripted drive: IDENTIFY times out, and answers
 // may come back cut short.
@@ -87,11 +63,8 @@ SimATADisk refusing() {
     return disk;
 }
 
-struct Outcome {
-    int code;
-    std::string out;
-    std::string err;
-};
+using cli::test::Outcome;
+using cli::test::linesOf;
 
 class Commands : public ::testing::Test {
   protected:
@@ -99,8 +72,8 @@ class Commands : public ::testing::Test {
     platform::LinuxSysfs sysfs{root};
     platform::LinuxMounts mounts{root};
     platform::LinuxBlockProbe probe{root};
-    FixedClock clock;
-    QEMUNVMe nvme;
+    platform::doubles::TestClock clock{std::chrono::system_clock::time_point{std::chrono::seconds{1'794'751'200}}};
+    platform::doubles::ScriptedNVMe nvme;
     SimATADisk sata = drivekit::sim::labSATADisk();
     SimDiskLinks links{sata, "sda"};
     SimATADisk other = refusing();  // every other disk: the layer carries no pass-through
@@ -117,9 +90,7 @@ class Commands : public ::testing::Test {
             return std::unique_ptr<drivekit::SCSIDrive>(std::make_unique<Dying>(std::move(drive), identifyTimesOut, cutTo));
         };
         cli::Machine machine{sysfs, nvme, drivekit::Locale{"en_US"}, open, &mounts, &probe, nullptr, &clock, "/root"};
-        std::ostringstream out, err;
-        const int code = cli::run(args, machine, out, err);
-        return {code, out.str(), err.str()};
+        return cli::test::run(std::move(args), machine);
     }
 
     long identifies() const {
@@ -127,12 +98,6 @@ class Commands : public ::testing::Test {
     }
 };
 
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
-}
 
 // The scripted drive's newest self-test failed: failing, said first; a passed test on top
 // clears it. One check opens the disk once and sends IDENTIFY once.

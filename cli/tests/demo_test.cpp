@@ -16,43 +16,34 @@
 
 #include "cli/arguments.hpp"
 #include "cli/exit_codes.hpp"
+#include "cli/tests/support/outcome.hpp"
 
 namespace {
 
-struct Outcome {
-    int code;
-    std::string out;
-    std::string err;
-};
-
-Outcome demo(std::vector<std::string_view> args,
-             const std::string& file = std::string(VANTREL_DEMO_DATA) + "/machine.json") {
-    std::ostringstream out, err;
-    const int code = cli::runDemo(args, file, out, err);
-    return {code, out.str(), err.str()};
-}
+using cli::test::Outcome;
+using cli::test::runDemo;
 
 TEST(DemoOption, ChecksTheShippedDrivesLikeRealOnes) {
-    const Outcome nvme = demo({"--demo", "check", "nvme0n1"});
+    const Outcome nvme = runDemo({"--demo", "check", "nvme0n1"});
     EXPECT_EQ(nvme.code, cli::exitOK) << nvme.err;
     EXPECT_NE(nvme.out.find("/dev/nvme0n1"), std::string::npos) << nvme.out;
     EXPECT_NE(nvme.out.find("This drive is healthy."), std::string::npos) << nvme.out;
 
     // The drive's header comes from discovery, which knows the enclosure's tunnel.
-    const Outcome tunnelled = demo({"--demo", "check", "nvme1n1"});
+    const Outcome tunnelled = runDemo({"--demo", "check", "nvme1n1"});
     EXPECT_NE(tunnelled.out.find("(Thunderbolt/USB4 NVMe"), std::string::npos) << tunnelled.out;
 
-    const Outcome refused = demo({"--demo", "check", "sde"});
+    const Outcome refused = runDemo({"--demo", "check", "sde"});
     EXPECT_EQ(refused.code, cli::exitNotSupported) << refused.out;
     EXPECT_NE(refused.err.find("doesn't pass health requests through"), std::string::npos)
         << refused.err;
 
     // A card that reports its name shows it as its model.
-    const Outcome card = demo({"--demo", "check", "mmcblk0"});
+    const Outcome card = runDemo({"--demo", "check", "mmcblk0"});
     EXPECT_NE(card.out.find("Model                             SD64G"), std::string::npos) << card.out;
     EXPECT_EQ(card.out.find("report its model"), std::string::npos) << card.out;
 
-    const Outcome absent = demo({"--demo", "check", "sdz"});
+    const Outcome absent = runDemo({"--demo", "check", "sdz"});
     EXPECT_EQ(absent.code, cli::exitNoDevice);
 }
 
@@ -69,7 +60,7 @@ TEST(DemoOption, NoOutputNamesTheMac) {
         }
     }
     for (const auto& args : commands) {
-        const Outcome r = demo(args);
+        const Outcome r = runDemo(args);
         EXPECT_FALSE(std::regex_search(r.out + r.err, mac)) << args[2] << '\n' << r.out << r.err;
     }
 }
@@ -92,7 +83,7 @@ TEST(DemoOption, EscapeSequencesFromADriveNeverReachTheTerminal) {
 
     for (const std::vector<std::string_view>& args :
          {std::vector<std::string_view>{"list"}, {"check", "mmcblk0"}}) {
-        const Outcome human = demo(args, file);
+        const Outcome human = runDemo(args, file);
         EXPECT_EQ(human.out.find('\x1b'), std::string::npos) << human.out;
         EXPECT_EQ(human.err.find('\x1b'), std::string::npos) << human.err;
         // A line break inside the label can't start a line of its own.
@@ -103,7 +94,7 @@ TEST(DemoOption, EscapeSequencesFromADriveNeverReachTheTerminal) {
                   std::string::npos)
             << human.out;
     }
-    const Outcome json = demo({"list", "--json"}, file);
+    const Outcome json = runDemo({"list", "--json"}, file);
     EXPECT_NE(json.out.find(R"(Evil\u001b]0;owned\u0007\u001b[2J\rvantrel: fake\nvantrel: forged)"),
               std::string::npos)
         << json.out;

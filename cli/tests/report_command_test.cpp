@@ -9,14 +9,11 @@
 #include "cli/cli.hpp"
 #include "cli/draw/draw_commands.hpp"
 #include "cli/exit_codes.hpp"
+#include "cli/tests/support/outcome.hpp"
 
 namespace {
 
-struct Outcome {
-    int code;
-    std::string out;
-    std::string err;
-};
+using cli::test::Outcome;
 
 class ReportCommand : public ::testing::Test {
   protected:
@@ -32,9 +29,7 @@ class ReportCommand : public ::testing::Test {
     }
     static Outcome demo(std::vector<std::string_view> args) {
         args.insert(args.begin(), "--demo");
-        std::ostringstream out, err;
-        const int code = cli::runDemo(args, std::string(VANTREL_DEMO_DATA) + "/machine.json", out, err);
-        return {code, out.str(), err.str()};
+        return cli::test::runDemo(std::move(args));
     }
     std::filesystem::path data_;
 };

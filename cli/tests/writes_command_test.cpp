@@ -10,6 +10,7 @@
 
 #include "cli/exit_codes.hpp"
 #include "drivekit/core/json.hpp"
+#include "platform/tests/support/doubles.hpp"
 
 namespace cli {
 namespace {
@@ -17,11 +18,6 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::seconds;
 
-struct TestClock final : platform::Clock {
-    std::chrono::system_clock::time_point at = std::chrono::system_clock::time_point(seconds(1'763'200'000));
-    std::chrono::system_clock::time_point now() const override { return at; }
-    std::chrono::steady_clock::time_point steadyNow() const override { return {}; }
-};
 
 // dd starts after the first snapshot and writes 1 MB; the drive counts 1.5 MB.
 struct Processes final : app::WritesSource {
@@ -45,7 +41,7 @@ class WritesCommandTest : public ::testing::Test {
         std::uint64_t drive = 10'000'000;
         WritesPlatform platform{std::move(source), clock,
                                 [&](std::chrono::milliseconds length) {
-                                    clock.at += length;
+                                    clock.wall += length;
                                     drive += 1'500'000;
                                     return true;
                                 },
@@ -55,7 +51,7 @@ class WritesCommandTest : public ::testing::Test {
     }
 
     fs::path folder;
-    TestClock clock;
+    platform::doubles::TestClock clock{std::chrono::system_clock::time_point(seconds(1'763'200'000))};
     std::ostringstream out;
     std::ostringstream err;
 };

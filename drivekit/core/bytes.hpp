@@ -13,6 +13,7 @@ using platform::be64;
 using platform::le16;
 using platform::le32;
 using platform::le64;
+using platform::putBE;
 using platform::readBE;
 using platform::readLE;
 

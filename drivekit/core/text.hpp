@@ -3,7 +3,9 @@
 // bytes: any byte sequence goes in, valid UTF-8 always comes out, nothing throws, and a
 // field the buffer doesn't fully hold is the empty text. Pure functions, safe from any
 // thread.
+#include <charconv>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -33,6 +35,28 @@ std::string field(ByteView buffer, std::size_t offset, std::size_t length);
 /// everything else, valid non-ASCII text included, is kept. A volume label can then neither
 /// move the cursor, retitle the window nor fake a line of output.
 std::string printable(std::string_view text);
+
+/// The text, or nothing when there is none or it is empty: a drive that reports a blank
+/// field hasn't reported it.
+inline std::optional<std::string> nonEmpty(std::optional<std::string> text) {
+    if (text && text->empty()) return std::nullopt;
+    return text;
+}
+
+/// A whole number written in `base`, as sysfs attributes and kernel fields hold them:
+/// blanks before it and blanks or a newline after it are allowed; anything else, a sign
+/// included, makes it no number.
+template <typename Number>
+std::optional<Number> number(std::string_view text, int base = 10) {
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\n')) text.remove_suffix(1);
+    if (text.empty()) return std::nullopt;
+    Number value{};
+    const auto* end = text.data() + text.size();
+    const auto [ptr, ec] = std::from_chars(text.data(), end, value, base);
+    if (ec != std::errc{} || ptr != end) return std::nullopt;
+    return value;
+}
 
 /// printf-style formatting in the C locale (platform/format.hpp).
 using platform::format;

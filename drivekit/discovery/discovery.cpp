@@ -132,14 +132,14 @@ std::optional<Drive> describe(const Pass& pass, const std::string& name) {
         }
     }
 
-    MediaWalk walk = walkMedia(pass, name, *path);
+    MediaWalk walk = walkMedia(pass, name);
     const bool currentDirectoryOnRAID = walk.isRAIDMember && currentDirectoryIsOnRAID(pass);
     drive.volumes = std::move(walk.volumes);
     drive.isRAIDMember = walk.isRAIDMember;
     drive.raid = std::move(walk.raid);
 
     if (const auto size = pass.attribute(block + "/queue/logical_block_size")) {
-        if (const auto bytes = parseNumber<int>(*size); bytes && *bytes > 0)
+        if (const auto bytes = number<int>(*size); bytes && *bytes > 0)
             drive.blockSize = bytes;
     }
 

@@ -28,17 +28,6 @@ bool isNumbered(std::string_view name, std::string_view prefix) {
     return name.starts_with(prefix) && allDigits(name.substr(prefix.size()));
 }
 
-bool isPlainName(std::string_view name) {
-    return !name.empty() && name != "." && name != ".." &&
-           name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
-}
-
-std::string parentOf(std::string_view path) {
-    const auto slash = path.rfind('/');
-    if (slash == std::string_view::npos || slash == 0) return "/";
-    return std::string(path.substr(0, slash));
-}
-
 std::string_view baseName(std::string_view path) {
     const auto slash = path.rfind('/');
     return slash == std::string_view::npos ? path : path.substr(slash + 1);
@@ -46,13 +35,13 @@ std::string_view baseName(std::string_view path) {
 
 std::optional<double> parseDecimal(std::string_view text) {
     const auto dot = text.find('.');
-    const auto whole = parseNumber<std::uint64_t>(text.substr(0, dot));
+    const auto whole = number<std::uint64_t>(text.substr(0, dot));
     if (!whole) return std::nullopt;
     double value = static_cast<double>(*whole);
     if (dot != std::string_view::npos) {
         const auto fraction = text.substr(dot + 1);
         if (!allDigits(fraction) || fraction.size() > 9) return std::nullopt;
-        value += static_cast<double>(*parseNumber<std::uint64_t>(fraction)) /
+        value += static_cast<double>(*number<std::uint64_t>(fraction)) /
                  std::pow(10.0, static_cast<double>(fraction.size()));
     }
     return value;
@@ -70,20 +59,6 @@ bool isUSBDeviceName(std::string_view name) {
     const auto ports = name.substr(dash + 1);
     return !ports.empty() && isDigit(ports.front()) && isDigit(ports.back()) &&
            std::all_of(ports.begin(), ports.end(), [](char c) { return isDigit(c) || c == '.'; });
-}
-
-std::vector<std::string> partitionsOf(const platform::Sysfs& sysfs, const std::string& diskPath,
-                                      std::string_view disk) {
-    std::vector<std::string> partitions;
-    for (const auto& entry : sysfs.list(diskPath)) {
-        if (entry.starts_with(disk) && entry.size() > disk.size() &&
-            sysfs.exists(diskPath + "/" + entry + "/partition")) {
-            partitions.push_back(entry);
-        }
-    }
-    std::sort(partitions.begin(), partitions.end(),
-              [](const auto& a, const auto& b) { return naturalLess(a, b); });
-    return partitions;
 }
 
 std::vector<std::string> ancestorsOf(const std::string& path, bool includeSelf) {

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "drivekit/core/text.hpp"
 #include "drivekit/discovery/discovery.hpp"
 
 namespace drivekit::Discovery::Internal {
@@ -30,9 +31,8 @@ std::string lowered(std::string_view text);
 bool allDigits(std::string_view text);
 /// "loop0", "md127", "dm-3": the prefix and nothing but a number after it.
 bool isNumbered(std::string_view name, std::string_view prefix);
-/// A name that can't climb out of its folder.
-bool isPlainName(std::string_view name);
-std::string parentOf(std::string_view path);
+using platform::isPlainName;
+using platform::parentOf;
 std::string_view baseName(std::string_view path);
 /// "5000", "480", "1.5": USB speeds in Mb/s, one of them with a fraction.
 std::optional<double> parseDecimal(std::string_view text);
@@ -42,17 +42,7 @@ bool isPCIAddress(std::string_view name);
 /// the ports). Interfaces ("2-1.4:1.0") and everything else have no idVendor.
 bool isUSBDeviceName(std::string_view name);
 
-template <typename Number>
-std::optional<Number> parseNumber(std::string_view text, int base = 10) {
-    while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\n')) text.remove_suffix(1);
-    if (text.empty()) return std::nullopt;
-    Number value{};
-    const auto* end = text.data() + text.size();
-    const auto [ptr, ec] = std::from_chars(text.data(), end, value, base);
-    if (ec != std::errc{} || ptr != end) return std::nullopt;
-    return value;
-}
+using text::number;
 
 template <std::size_t N>
 bool contains(const std::array<std::string_view, N>& set, std::string_view word) {
@@ -85,11 +75,11 @@ class Pass {
         BlockDevice device{name};
         if (const auto dev = attribute(std::string(classBlock) + name + "/dev")) {
             const auto colon = dev->find(':');
-            const auto major = parseNumber<unsigned>(std::string_view(*dev).substr(0, colon));
+            const auto major = number<unsigned>(std::string_view(*dev).substr(0, colon));
             const auto minor =
                 colon == std::string::npos
                     ? std::nullopt
-                    : parseNumber<unsigned>(std::string_view(*dev).substr(colon + 1));
+                    : number<unsigned>(std::string_view(*dev).substr(colon + 1));
             if (major && minor) {
                 device.major = *major;
                 device.minor = *minor;
@@ -157,9 +147,8 @@ class Pass {
 
 /// The devices stacked on a block device, in their natural order.
 using platform::holdersOf;
-/// The partitions of a disk folder, in their natural order.
-std::vector<std::string> partitionsOf(const platform::Sysfs& sysfs, const std::string& diskPath,
-                                      std::string_view disk);
+/// The partitions of a disk, in their natural order.
+using platform::partitionsOf;
 /// The folders above a device, nearest first, up to but not including /sys/devices.
 std::vector<std::string> ancestorsOf(const std::string& path, bool includeSelf);
 
@@ -202,6 +191,6 @@ struct MediaWalk {
 };
 /// The volumes of a disk (the disk itself, its partitions and what is stacked on them)
 /// and whether any of them makes it an md member.
-MediaWalk walkMedia(const Pass& pass, const std::string& disk, const std::string& path);
+MediaWalk walkMedia(const Pass& pass, const std::string& disk);
 
 }  // namespace drivekit::Discovery::Internal

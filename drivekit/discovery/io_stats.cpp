@@ -6,9 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "drivekit/core/text.hpp"
+
 namespace drivekit {
 
 namespace {
+
+using platform::blockPath;
+using platform::isPlainName;
 
 // The block layer counts sectors of 512 bytes whatever the device's own block size.
 constexpr std::uint64_t sectorBytes = 512;
@@ -16,25 +21,6 @@ constexpr std::uint64_t sectorBytes = 512;
 constexpr std::size_t statMinimumFields = 11;
 constexpr std::size_t statReadSectors = 2;
 constexpr std::size_t statWriteSectors = 6;
-
-// A name from the user or a stored record must not walk out of /sys/class/block.
-bool isPlainName(std::string_view name) {
-    return !name.empty() && name != "." && name != ".." &&
-           name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
-}
-
-std::string blockPath(std::string_view name) {
-    return "/sys/class/block/" + std::string(name);
-}
-
-std::optional<std::uint64_t> parseUnsigned(std::string_view text, int base = 10) {
-    if (text.empty()) return std::nullopt;
-    std::uint64_t value = 0;
-    const auto* end = text.data() + text.size();
-    const auto [ptr, ec] = std::from_chars(text.data(), end, value, base);
-    if (ec != std::errc{} || ptr != end) return std::nullopt;
-    return value;
-}
 
 std::vector<std::string_view> fields(std::string_view line) {
     std::vector<std::string_view> out;
@@ -55,14 +41,14 @@ std::uint64_t sectorsToBytes(std::uint64_t sectors) {
 }
 
 // SCSI writes the counter as "0x1f"; a plain decimal is taken too.
-std::uint64_t errorCount(const std::optional<std::string>& text) {
-    if (!text) return 0;
-    std::string_view value = *text;
+std::uint64_t errorCount(const std::optional<std::string>& attribute) {
+    if (!attribute) return 0;
+    std::string_view value = *attribute;
     while (!value.empty() && (value.back() == ' ' || value.back() == '\n')) value.remove_suffix(1);
     if (value.size() > 2 && value[0] == '0' && (value[1] == 'x' || value[1] == 'X')) {
-        return parseUnsigned(value.substr(2), 16).value_or(0);
+        return text::number<std::uint64_t>(value.substr(2), 16).value_or(0);
     }
-    return parseUnsigned(value).value_or(0);
+    return text::number<std::uint64_t>(value).value_or(0);
 }
 
 }  // namespace
@@ -78,9 +64,9 @@ std::optional<IOStats> IOStats::read(std::string_view bsdName, const platform::S
     if (parts.size() < statMinimumFields) return std::nullopt;
     std::vector<std::uint64_t> numbers;
     for (std::size_t i = 0; i < statMinimumFields; ++i) {
-        const auto number = parseUnsigned(parts[i]);
-        if (!number) return std::nullopt;
-        numbers.push_back(*number);
+        const auto value = text::number<std::uint64_t>(parts[i]);
+        if (!value) return std::nullopt;
+        numbers.push_back(*value);
     }
 
     IOStats stats;
@@ -120,7 +106,7 @@ std::optional<std::int64_t> maxBytes(std::string_view bsdName, const platform::S
     }
     if (!text) return std::nullopt;
     const auto words = fields(*text);
-    const auto kilobytes = words.size() == 1 ? parseUnsigned(words.front()) : std::nullopt;
+    const auto kilobytes = words.size() == 1 ? text::number<std::uint64_t>(words.front()) : std::nullopt;
     constexpr auto most =
         static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()) / 1024;
     if (!kilobytes || *kilobytes < 1 || *kilobytes > most) return std::nullopt;

@@ -21,7 +21,7 @@ std::string raidSetStatus(const std::optional<std::string>& state,
     if (!state) return "Unknown";
     if (*state == "broken") return "Failed";
     if (*state == "inactive" || *state == "clear" || *state == "suspended") return "Offline";
-    const auto missing = degraded ? parseNumber<int>(*degraded) : std::nullopt;
+    const auto missing = degraded ? number<int>(*degraded) : std::nullopt;
     if (missing && *missing > 0) return "Degraded";
     constexpr std::array<std::string_view, 6> running{"clean",    "active",    "active-idle",
                                                       "readonly", "read-auto", "write-pending"};
@@ -71,7 +71,7 @@ RAIDInfo raidInfo(const Pass& pass, const std::string& md, const std::string& me
     raid.memberStatus = raidMemberStatus(pass.attribute(base + "dev-" + member + "/state"),
                                          pass.attribute(base + "dev-" + member + "/slot"));
     if (const auto count = pass.attribute(base + "raid_disks")) {
-        raid.memberCount = parseNumber<int>(*count).value_or(0);
+        raid.memberCount = number<int>(*count).value_or(0);
     }
     raid.setBSDName = md;
     return raid;

@@ -35,7 +35,7 @@ std::uint32_t generationOf(std::string_view speed) {
 std::optional<std::uint32_t> linkWord(const std::optional<std::string>& speed,
                                       const std::optional<std::string>& width) {
     if (!speed || !width) return std::nullopt;
-    const auto lanes = parseNumber<std::uint32_t>(*width);
+    const auto lanes = number<std::uint32_t>(*width);
     if (!lanes || *lanes > 0x3F) return std::nullopt;
     return generationOf(*speed) | (*lanes << 4);
 }
@@ -43,7 +43,7 @@ std::optional<std::uint32_t> linkWord(const std::optional<std::string>& speed,
 // Thunderbolt generations 1 to 3 are "Thunderbolt 3" links of 16; 4 is USB4, 32.
 std::optional<int> thunderboltVersion(const std::optional<std::string>& generation) {
     if (!generation) return std::nullopt;
-    const auto value = parseNumber<int>(*generation);
+    const auto value = number<int>(*generation);
     if (!value || *value < 1) return std::nullopt;
     if (*value <= 3) return 16;
     if (*value == 4) return 32;

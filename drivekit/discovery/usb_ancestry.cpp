@@ -12,17 +12,17 @@ std::optional<USBDevice> usbDeviceAbove(const Pass& pass, const std::vector<std:
         if (!vendor) continue;
         USBDevice usb;
         usb.path = folder;
-        usb.info.vendorID = parseNumber<int>(*vendor, 16).value_or(0);
+        usb.info.vendorID = number<int>(*vendor, 16).value_or(0);
         usb.info.productID =
-            parseNumber<int>(pass.attribute(folder + "/idProduct").value_or(""), 16).value_or(0);
-        const auto bus = parseNumber<int>(pass.attribute(folder + "/busnum").value_or(""));
+            number<int>(pass.attribute(folder + "/idProduct").value_or(""), 16).value_or(0);
+        const auto bus = number<int>(pass.attribute(folder + "/busnum").value_or(""));
         const auto devpath = pass.attribute(folder + "/devpath");
         if (bus && devpath) usb.info.locationID = locationID(*bus, *devpath);
         usb.info.productName = pass.attribute(folder + "/product");
         usb.info.vendorName = pass.attribute(folder + "/manufacturer");
         // libusb addresses a device by bus and address; together they name this connection.
         const auto address =
-            parseNumber<std::uint64_t>(pass.attribute(folder + "/devnum").value_or(""));
+            number<std::uint64_t>(pass.attribute(folder + "/devnum").value_or(""));
         if (bus && address && *bus >= 0) {
             usb.info.registryID = (static_cast<std::uint64_t>(*bus) << 32) | *address;
         }
@@ -42,7 +42,7 @@ std::uint32_t locationID(int busNumber, std::string_view devicePath) {
     std::size_t at = 0;
     while (at < devicePath.size()) {
         const auto end = std::min(devicePath.find('.', at), devicePath.size());
-        const auto port = parseNumber<unsigned>(devicePath.substr(at, end - at));
+        const auto port = number<unsigned>(devicePath.substr(at, end - at));
         if (!port) break;
         ports.push_back(static_cast<std::uint8_t>(std::min(*port, 0xFFu)));
         at = end + 1;

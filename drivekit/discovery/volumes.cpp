@@ -10,9 +10,9 @@ class VolumeWalker {
   public:
     VolumeWalker(const Pass& pass, MediaWalk& walk) : pass_(pass), walk_(walk) {}
 
-    void disk(const std::string& name, const std::string& path) {
+    void disk(const std::string& name) {
         visit(name, false);
-        for (const auto& partition : partitionsOf(pass_.sysfs(), path, name))
+        for (const auto& partition : partitionsOf(pass_.sysfs(), name))
             visit(partition, true);
     }
 
@@ -64,9 +64,9 @@ class VolumeWalker {
 
 }  // namespace
 
-MediaWalk walkMedia(const Pass& pass, const std::string& disk, const std::string& path) {
+MediaWalk walkMedia(const Pass& pass, const std::string& disk) {
     MediaWalk walk;
-    VolumeWalker(pass, walk).disk(disk, path);
+    VolumeWalker(pass, walk).disk(disk);
     return walk;
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "drivekit/core/rounding.hpp"
+#include "drivekit/core/text.hpp"
 #include "drivekit/core/version.hpp"
 #include "drivekit/discovery/discovery.hpp"
 #include "drivekit/health/bridge_words.hpp"
@@ -103,11 +104,6 @@ bool modelHidden(const Drive& drive, const Discovery::DisplayName& name) {
                        [&](const Volume& volume) { return volume.name == name.name; });
 }
 
-std::optional<std::string> nonEmpty(std::optional<std::string> text) {
-    if (text && text->empty()) return std::nullopt;
-    return text;
-}
-
 HealthDocument::DriveInfo driveInfo(const HealthDocument::Source& source, bool keepSerial) {
     const Drive& drive = source.drive;
     const HealthReport* report = source.report ? &*source.report : nullptr;
@@ -116,11 +112,11 @@ HealthDocument::DriveInfo driveInfo(const HealthDocument::Source& source, bool k
     const auto name = nameOf(source);
     HealthDocument::DriveInfo info;
     info.name = name.isModel ? DocumentWording::prettyName(name.name) : name.name;
-    if (!modelHidden(drive, name)) info.model = nonEmpty(model);
+    if (!modelHidden(drive, name)) info.model = text::nonEmpty(model);
     info.device = drive.device();
     info.kind = driveKindFor(drive.transport);
     info.capacityBytes = drive.sizeBytes;
-    if (report) info.firmware = nonEmpty(report->firmware);
+    if (report) info.firmware = text::nonEmpty(report->firmware);
     info.connection = connectionWord(drive);
     if (drive.link) {
         info.link = drive.link->current;

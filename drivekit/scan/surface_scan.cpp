@@ -40,12 +40,6 @@ double since(const platform::Clock& clock, Steady start) {
     return std::chrono::duration<double>(clock.steadyNow() - start).count();
 }
 
-void putBE(std::span<std::uint8_t> out, std::size_t offset, std::uint64_t value, std::size_t width) {
-    for (std::size_t i = 0; i < width; ++i) {
-        out[offset + i] = static_cast<std::uint8_t>(value >> (8 * (width - 1 - i)));
-    }
-}
-
 struct Capacity {
     std::uint64_t totalBlocks = 0;
     std::uint32_t blockSize = 0;
@@ -74,21 +68,32 @@ bool read10Fits(std::uint64_t lba, std::uint64_t blocks) {
     return blocks <= read10Blocks && lba + blocks <= read10Reach;
 }
 
+/// Writes READ (10), or READ (16) when not `ten`, into `cdb` and gives its length.
+std::size_t putRead(std::span<std::uint8_t, 16> cdb, std::uint64_t lba, std::uint32_t blocks, bool ten) {
+    if (ten) {
+        cdb[0] = 0x28;
+        putBE(cdb, 2, lba, 4);
+        putBE(cdb, 7, blocks, 2);
+        return 10;
+    }
+    cdb[0] = 0x88;
+    putBE(cdb, 2, lba, 8);
+    putBE(cdb, 10, blocks, 4);
+    return 16;
+}
+
+Bytes readCommand(std::uint64_t lba, std::uint32_t blocks, bool ten) {
+    std::array<std::uint8_t, 16> cdb{};
+    const std::size_t length = putRead(cdb, lba, blocks, ten);
+    return Bytes(cdb.begin(), cdb.begin() + static_cast<std::ptrdiff_t>(length));
+}
+
 /// Sends one read; true when exactly the bytes asked came back.
 bool sendRead(SCSIDrive& drive, const Reads& reads, Spot at, std::uint32_t blockSize, double timeout) {
     // Built on the stack: millions of reads must not allocate a command block each.
     std::array<std::uint8_t, 16> cdb{};
-    std::size_t length = 16;
-    if (!reads.sixteen && read10Fits(at.lba, at.blocks)) {
-        length = 10;
-        cdb[0] = 0x28;
-        putBE(cdb, 2, at.lba, 4);
-        putBE(cdb, 7, at.blocks, 2);
-    } else {
-        cdb[0] = 0x88;
-        putBE(cdb, 2, at.lba, 8);
-        putBE(cdb, 10, at.blocks, 4);
-    }
+    const std::size_t length =
+        putRead(cdb, at.lba, at.blocks, !reads.sixteen && read10Fits(at.lba, at.blocks));
     const auto want = static_cast<std::int64_t>(at.blocks) * blockSize;
     const auto answer = drive.command(std::span(cdb.data(), length), want, timeout);
     return answer && static_cast<std::int64_t>(answer->size()) == want;
@@ -168,21 +173,8 @@ std::string text(const Reads& reads) {
     return text::format("READ (%d), %d KB", reads.sixteen ? 16 : 10, reads.chunkBytes >> 10);
 }
 
-Bytes read10(std::uint32_t lba, std::uint16_t blocks) {
-    Bytes cdb(10, 0);
-    cdb[0] = 0x28;
-    putBE(cdb, 2, lba, 4);
-    putBE(cdb, 7, blocks, 2);
-    return cdb;
-}
-
-Bytes read16(std::uint64_t lba, std::uint32_t blocks) {
-    Bytes cdb(16, 0);
-    cdb[0] = 0x88;
-    putBE(cdb, 2, lba, 8);
-    putBE(cdb, 10, blocks, 4);
-    return cdb;
-}
+Bytes read10(std::uint32_t lba, std::uint16_t blocks) { return readCommand(lba, blocks, true); }
+Bytes read16(std::uint64_t lba, std::uint32_t blocks) { return readCommand(lba, blocks, false); }
 
 std::optional<Bytes> command(const Reads& reads, std::uint64_t lba, std::uint32_t blocks) {
     if (reads.sixteen) return read16(lba, blocks);

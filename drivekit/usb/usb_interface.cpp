@@ -4,10 +4,16 @@
 #include <charconv>
 #include <regex>
 
+#include "drivekit/core/text.hpp"
 #include "drivekit/discovery/discovery.hpp"
+#include "platform/block_stack.hpp"
 
 namespace drivekit::USBInterface {
 namespace {
+
+using platform::blockPath;
+using text::number;
+using platform::parentOf;
 
 // The sentences of this unit, as the English catalogue words them.
 constexpr std::string_view luksSentence =
@@ -47,26 +53,11 @@ std::string fill(std::string_view pattern, std::string_view a, std::string_view 
     return out;
 }
 
-std::string blockPath(std::string_view name) { return "/sys/class/block/" + std::string(name); }
-
 std::string lastPart(std::string_view path) {
     const auto slash = path.rfind('/');
     return std::string(slash == std::string_view::npos ? path : path.substr(slash + 1));
 }
 
-std::string parentOf(std::string_view path) {
-    const auto slash = path.rfind('/');
-    return std::string(slash == std::string_view::npos ? std::string_view() : path.substr(0, slash));
-}
-
-template <typename Number>
-std::optional<Number> number(std::string_view text, int base = 10) {
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\n')) text.remove_suffix(1);
-    Number value{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return value;
-}
 
 bool isWholeDisk(std::string_view name, const platform::Sysfs& sysfs) {
     return !sysfs.exists(blockPath(name) + "/partition");
@@ -83,7 +74,7 @@ std::optional<Disks> of(std::string_view disk, const platform::Sysfs& sysfs) {
     static const std::regex scsiAddress(R"(^\d+:\d+:\d+:(\d+)$)");
     std::string interfacePath;
     std::optional<std::uint8_t> lun;
-    for (std::string at = parentOf(*path); !at.empty(); at = parentOf(at)) {
+    for (std::string at = parentOf(*path); at != "/"; at = parentOf(at)) {
         const std::string name = lastPart(at);
         std::smatch match;
         if (!lun && std::regex_match(name, match, scsiAddress)) {
@@ -136,11 +127,7 @@ std::optional<Disks> of(std::string_view disk, const platform::Sysfs& sysfs) {
 
 std::vector<std::string> blockDevices(std::string_view disk, const platform::Sysfs& sysfs) {
     std::vector<std::string> devices{std::string(disk)};
-    for (const auto& entry : sysfs.list(blockPath(disk))) {
-        if (entry.starts_with(disk) && sysfs.exists(blockPath(disk) + "/" + entry + "/partition")) {
-            devices.push_back(entry);
-        }
-    }
+    for (auto& partition : platform::partitionsOf(sysfs, disk)) devices.push_back(std::move(partition));
     return devices;
 }
 

@@ -60,10 +60,6 @@ bool isWrite(std::uint8_t opcode) {
     }
 }
 
-void putBE(Bytes& out, std::size_t at, std::uint64_t value, std::size_t width) {
-    for (std::size_t i = 0; i < width; ++i) out[at + i] = static_cast<std::uint8_t>(value >> (8 * (width - 1 - i)));
-}
-
 void putText(Bytes& out, std::size_t at, std::size_t width, std::string_view text) {
     for (std::size_t i = 0; i < width; ++i) out[at + i] = static_cast<std::uint8_t>(i < text.size() ? text[i] : ' ');
 }

@@ -19,12 +19,6 @@ namespace {
 // O_DIRECT wants buffers aligned to the logical block size; a page covers every device.
 constexpr std::size_t alignment = 4096;
 
-void putBE(platform::Bytes& out, std::size_t offset, std::uint64_t value, std::size_t width) {
-    for (std::size_t i = 0; i < width; ++i) {
-        out[offset + i] = static_cast<std::uint8_t>(value >> (8 * (width - 1 - i)));
-    }
-}
-
 platform::SCSIDrive::Answer refused(std::string sentence) {
     return platform::Unexpected(platform::SCSIDrive::Failure{std::move(sentence)});
 }

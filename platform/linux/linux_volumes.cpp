@@ -42,14 +42,7 @@ constexpr std::string_view notData[] = {"rw", "ro", "seclabel"};
 
 std::vector<std::string> commaWords(std::string_view text) { return split(text, ','); }
 
-std::string parentOf(const std::string& path) {
-    const auto slash = path.rfind('/');
-    return slash == 0 || slash == std::string::npos ? std::string("/") : path.substr(0, slash);
-}
-
 std::string lastPart(const std::string& path) { return path.substr(path.rfind('/') + 1); }
-
-std::string blockPath(std::string_view name) { return "/sys/class/block/" + std::string(name); }
 
 bool underMountPoint(std::string_view path, const std::string& point) {
     if (point == "/") return path.starts_with('/');

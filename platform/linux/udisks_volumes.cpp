@@ -32,6 +32,7 @@ constexpr std::string_view serviceErrors = "org.freedesktop.UDisks2.Error.";
 constexpr int mountWaitMs = 20'000;
 
 using Clock = std::chrono::steady_clock;
+using platform::blockPath;
 
 std::string text(const QString& value) { return value.toStdString(); }
 
@@ -77,8 +78,6 @@ Clock::time_point deadlineAfter(double seconds) {
     return Clock::now() + std::chrono::duration_cast<Clock::duration>(
                               std::chrono::duration<double>(bounded));
 }
-
-std::string blockPath(std::string_view disk) { return "/sys/class/block/" + std::string(disk); }
 
 // Decides on its first use, so that commands that never unmount don't reach for D-Bus.
 class ChosenOnFirstUse final : public platform::Volumes {

@@ -23,21 +23,12 @@
 #include "app/store/state_files.hpp"
 #include "reports/gather.hpp"
 #include "reports/render/render.hpp"
+#include "platform/tests/support/doubles.hpp"
 
 namespace reports {
 namespace {
 
 namespace fs = std::filesystem;
-
-class HeldClock final : public platform::Clock {
-  public:
-    explicit HeldClock(std::chrono::system_clock::time_point at) : at_(at) {}
-    std::chrono::system_clock::time_point now() const override { return at_; }
-    std::chrono::steady_clock::time_point steadyNow() const override { return {}; }
-
-  private:
-    std::chrono::system_clock::time_point at_;
-};
 
 std::string run(const std::string& command) {
     std::string out;
@@ -101,7 +92,7 @@ class Golden : public ::testing::Test {
         auto loaded = platform::DemoMachine::load(fs::path(VANTREL_DEMO_DATA) / "machine.json");
         ASSERT_TRUE(loaded) << loaded.error();
         demo_ = std::move(loaded.value());
-        clock_ = std::make_unique<HeldClock>(
+        clock_ = std::make_unique<platform::doubles::TestClock>(
             std::chrono::floor<std::chrono::minutes>(demo_->clock().now()));
         folder_ = fs::temp_directory_path() / ("vantrel-golden-" + std::to_string(::getpid()));
         fs::create_directories(folder_);
@@ -170,7 +161,7 @@ class Golden : public ::testing::Test {
     }
 
     std::unique_ptr<platform::DemoMachine> demo_;
-    std::unique_ptr<HeldClock> clock_;
+    std::unique_ptr<platform::doubles::TestClock> clock_;
     fs::path folder_;
 };
 

@@ -6,20 +6,14 @@
 
 #include <set>
 
+#include "platform/tests/support/doubles.hpp"
+
 namespace drivekit::benchmark {
 namespace {
 
 using namespace std::chrono_literals;
 
-class FakeClock final : public platform::Clock {
-  public:
-    std::chrono::system_clock::time_point now() const override { return {}; }
-    std::chrono::steady_clock::time_point steadyNow() const override { return steady; }
-    void advance(double seconds) {
-        steady += std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(seconds));
-    }
-    std::chrono::steady_clock::time_point steady{1000s};
-};
+using FakeClock = platform::doubles::TestClock;
 
 // A disk that moves `mbPerSecond` MB/s and takes `flushSeconds` to flush. `failWriteAfter`
 // fails writes once that many bytes were written; `shortReadEvery` makes every n-th
@@ -90,6 +84,7 @@ class SimDisk final : public platform::BenchFiles {
 };
 
 struct Bench {
+    Bench() { clock.steady += 1000s; }  // a machine that has been up a while
     FakeClock clock;
     SimDisk disk{clock};
     Setup setup{"/media/lab/Backup", Tier::healthy, 42, 64'000'000};

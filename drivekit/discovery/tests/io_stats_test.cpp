@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 
 #include "platform/linux/linux_sysfs.hpp"
+#include "platform/tests/support/doubles.hpp"
 
 namespace drivekit {
 namespace {
@@ -12,31 +12,10 @@ namespace {
 using namespace std::chrono_literals;
 using Time = std::chrono::system_clock::time_point;
 
-class FixedClock final : public platform::Clock {
-  public:
-    explicit FixedClock(Time at) : at_(at) {}
-    Time now() const override { return at_; }
-    std::chrono::steady_clock::time_point steadyNow() const override { return {}; }
-
-  private:
-    Time at_;
-};
+using FixedClock = platform::doubles::TestClock;
 
 // Attributes as plain texts, for the malformed files no fixture tree should hold.
-class MapSysfs final : public platform::Sysfs {
-  public:
-    std::map<std::string, std::string, std::less<>> files;
-
-    std::optional<std::string> read(std::string_view path) const override {
-        const auto it = files.find(path);
-        if (it == files.end()) return std::nullopt;
-        return it->second;
-    }
-    std::vector<std::string> list(std::string_view) const override { return {}; }
-    bool exists(std::string_view path) const override { return files.contains(path); }
-    std::optional<std::string> readLink(std::string_view) const override { return std::nullopt; }
-    std::optional<std::string> resolve(std::string_view) const override { return std::nullopt; }
-};
+using platform::doubles::MapSysfs;
 
 const Time noon = Time{} + 1'700'000'000s;
 

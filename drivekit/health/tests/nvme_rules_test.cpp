@@ -6,13 +6,14 @@
 #include <vector>
 
 #include "drivekit/health/health_rules.hpp"
+#include "drivekit/health/tests/report_fixtures.hpp"
 
 namespace drivekit {
 namespace {
 
 using Signal = Finding::Signal;
 
-const Locale en{"en_US"};
+using fixtures::en;
 
 /// A new, healthy drive: full spare, a sane threshold, no wear, no warnings.
 NVMeHealth freshDrive() {
@@ -28,18 +29,8 @@ NVMeHealth freshDrive() {
     return health;
 }
 
-Drive internalDrive() {
-    Drive drive;
-    drive.bsdName = "nvme0n1";
-    drive.model = "Samsung SSD 980 PRO 1TB";
-    drive.sizeBytes = 1'000'204'886'016;
-    drive.transport = Transport::internalNVMe;
-    drive.isSolidState = true;
-    return drive;
-}
-
 HealthReport rate(const NVMeHealth& health) {
-    return HealthRules::evaluate(health, internalDrive(), en);
+    return HealthRules::evaluate(health, fixtures::nvmeDrive(), en);
 }
 
 TEST(NVMeRules, AFreshDriveHasNoFindings) {

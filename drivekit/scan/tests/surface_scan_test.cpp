@@ -10,19 +10,12 @@
 #include <set>
 
 #include "platform/demo/sim_ata_disk.hpp"
+#include "platform/tests/support/doubles.hpp"
 
 namespace drivekit::surface_scan {
 namespace {
 
-class FakeClock final : public platform::Clock {
-public:
-    std::chrono::system_clock::time_point now() const override { return {}; }
-    std::chrono::steady_clock::time_point steadyNow() const override { return steady; }
-    void advance(double seconds) {
-        steady += std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(seconds));
-    }
-    std::chrono::steady_clock::time_point steady{};
-};
+using FakeClock = platform::doubles::TestClock;
 
 /// The simulated disk as a SCSI drive, with the time each read takes charged to the fake clock,
 /// and the ways enclosures fail: going silent, refusing one READ form.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "drivekit/usb/tests/support/sim_enclosure.hpp"
+#include "platform/tests/support/doubles.hpp"
 
 namespace drivekit {
 namespace {
@@ -272,19 +273,8 @@ TEST_F(Sequence, AnInterruptionBeforeTheCaptureLeavesTheDriveAsItWas) {
     EXPECT_TRUE(enclosure.driverAttached);
 }
 
-class FakeClock final : public platform::Clock {
-public:
-    std::chrono::system_clock::time_point now() const override { return {}; }
-    std::chrono::steady_clock::time_point steadyNow() const override { return at; }
-    void advance(double seconds) {
-        at += std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-            std::chrono::duration<double>(seconds));
-    }
-    std::chrono::steady_clock::time_point at{};
-};
-
 TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
-    FakeClock clock;
+    platform::doubles::TestClock clock;
     Lines log;
     Lines mounts;
     int looks = 0;
@@ -307,12 +297,12 @@ TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
     const auto writer = [&](const std::string& line) { log.push_back(line); };
     Checker::waitForReturn(location, 2, 120, writer, watch);
     EXPECT_EQ(log, (Lines{"Back as sdc, 1 of 2 volumes mounted."}));
-    EXPECT_DOUBLE_EQ(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 6.0);
+    EXPECT_DOUBLE_EQ(std::chrono::duration<double>(clock.steady.time_since_epoch()).count(), 6.0);
     EXPECT_TRUE(mounts.empty());
 
     // Nothing ever mounts: one request to mount after 30 s, then the closing line.
     log.clear();
-    clock.at = {};
+    clock.steady = {};
     watch.find = [&](std::uint32_t) -> std::optional<Drive> {
         Drive drive = usbDrive();
         drive.bsdName = "sdc";
@@ -328,11 +318,11 @@ TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
     // first mount, not after the whole wait.
     log.clear();
     mounts.clear();
-    clock.at = {};
+    clock.steady = {};
     refusals = {"/dev/sdc1 wasn't mounted back at /media/a: that folder was replaced."};
     Checker::waitForReturn(location, 1, 120, writer, watch);
     EXPECT_EQ(log, refusals);
-    EXPECT_LE(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 31.0);
+    EXPECT_LE(std::chrono::duration<double>(clock.steady.time_since_epoch()).count(), 31.0);
     refusals.clear();
 
     // A drive without volumes is back as soon as it is seen.
@@ -342,11 +332,11 @@ TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
 
     // Interrupted: no settling, but a drive that came back without volumes is mounted at once.
     mounts.clear();
-    clock.at = {};
+    clock.steady = {};
     watch.interrupted = [] { return true; };
     Checker::waitForReturn(location, 1, 120, writer, watch);
     EXPECT_EQ(mounts, (Lines{"sdc"}));
-    EXPECT_DOUBLE_EQ(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 0.0);
+    EXPECT_DOUBLE_EQ(std::chrono::duration<double>(clock.steady.time_since_epoch()).count(), 0.0);
 
     // Ctrl-C while the drive is still away: a few seconds for it to reappear, not the
     // two minutes of the wait, and the line says what was left undone.
@@ -357,7 +347,7 @@ TEST(WaitForReturn, CountsADriveBackWhenItsVolumesMountOrSettle) {
     EXPECT_TRUE(mounts.empty());
     EXPECT_EQ(log, (Lines{"Stopped waiting: the drive hasn't come back yet, and its volumes are not "
                           "mounted again."}));
-    EXPECT_LE(std::chrono::duration<double>(clock.at.time_since_epoch()).count(), 10.5);
+    EXPECT_LE(std::chrono::duration<double>(clock.steady.time_since_epoch()).count(), 10.5);
 }
 
 TEST(Checker, HolderLinesNameEachProcessOnce) {

@@ -6,10 +6,11 @@
 #include <fstream>
 #include <future>
 #include <memory>
-#include <map>
 #include <set>
 
 #include <gtest/gtest.h>
+
+#include "platform/tests/support/doubles.hpp"
 
 namespace platform {
 namespace {
@@ -18,60 +19,19 @@ namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 
 // sdb with two partitions; a LUKS container (dm-0) opened on sdb2. sda is another disk.
-class TreeSysfs final : public Sysfs {
-public:
-    TreeSysfs() {
-        disk("sda", "8:0", {"sda1"});
-        disk("sdb", "8:16", {"sdb1", "sdb2"});
-        files["/sys/class/block/sda1/dev"] = "8:1";
-        files["/sys/class/block/sdb1/dev"] = "8:17";
-        files["/sys/class/block/sdb2/dev"] = "8:18";
-        files["/sys/class/block/dm-0/dev"] = "253:0";
-        folders["/sys/class/block/sdb/sdb2/holders"] = {"dm-0"};
-        folders["/sys/class/block/sdb2/holders"] = {"dm-0"};
-        folders["/sys/class/block/dm-0/holders"] = {};
-    }
-    std::optional<std::string> read(std::string_view path) const override {
-        auto it = files.find(std::string(path));
-        if (it == files.end()) return std::nullopt;
-        return it->second;
-    }
-    std::vector<std::string> list(std::string_view path) const override {
-        auto it = folders.find(std::string(path));
-        return it == folders.end() ? std::vector<std::string>{} : it->second;
-    }
-    bool exists(std::string_view path) const override {
-        return files.count(std::string(path)) > 0 || folders.count(std::string(path)) > 0;
-    }
-    std::optional<std::string> readLink(std::string_view) const override { return std::nullopt; }
-    std::optional<std::string> resolve(std::string_view path) const override {
-        if (!exists(path)) return std::nullopt;
-        return std::string(path);
-    }
-
-    std::map<std::string, std::string> files;
-    std::map<std::string, std::vector<std::string>> folders;
-
-private:
-    void disk(const std::string& name, const std::string& numbers, const std::vector<std::string>& parts) {
-        const std::string base = "/sys/class/block/" + name;
-        files[base + "/dev"] = numbers;
-        folders[base] = parts;
-        folders[base + "/holders"] = {};
-        for (const auto& part : parts) {
-            files[base + "/" + part + "/partition"] = "1";
-            folders["/sys/class/block/" + part] = {};
-            folders["/sys/class/block/" + part + "/holders"] = {};
-            folders[base + "/" + part + "/holders"] = {};
-        }
-    }
-};
-
-class TableMounts final : public Mounts {
-public:
-    std::vector<Mount> list() const override { return table; }
-    std::vector<Mount> table;
-};
+doubles::MapSysfs tree() {
+    doubles::MapSysfs sysfs;
+    sysfs.disk("sda", "8:0", {"sda1"});
+    sysfs.disk("sdb", "8:16", {"sdb1", "sdb2"});
+    sysfs.files["/sys/class/block/sda1/dev"] = "8:1";
+    sysfs.files["/sys/class/block/sdb1/dev"] = "8:17";
+    sysfs.files["/sys/class/block/sdb2/dev"] = "8:18";
+    sysfs.files["/sys/class/block/dm-0/dev"] = "253:0";
+    sysfs.folders["/sys/class/block/sdb/sdb2/holders"] = {"dm-0"};
+    sysfs.folders["/sys/class/block/sdb2/holders"] = {"dm-0"};
+    sysfs.folders["/sys/class/block/dm-0/holders"] = {};
+    return sysfs;
+}
 
 class Volumes : public ::testing::Test {
 protected:
@@ -113,8 +73,8 @@ protected:
         };
     }
 
-    TreeSysfs sysfs;
-    TableMounts mounts;
+    doubles::MapSysfs sysfs = tree();
+    doubles::TableMounts mounts;
     MountCalls calls;
     std::set<std::string> busy;
     std::set<std::string> links;  // mount points a user replaced by a link
@@ -249,9 +209,9 @@ TEST_F(Volumes, ArraysStopAndDisksGoThroughTheirOwnSysfsFiles) {
     sysfs.files["/sys/class/block/sda/device/delete"] = "";
     sysfs.folders["/sys/class/block/nvme0n1"] = {};
     struct Linked final : Sysfs {
-        const TreeSysfs& tree;
+        const doubles::MapSysfs& tree;
         std::string usb;
-        explicit Linked(const TreeSysfs& t, std::string u) : tree(t), usb(std::move(u)) {}
+        explicit Linked(const doubles::MapSysfs& t, std::string u) : tree(t), usb(std::move(u)) {}
         std::optional<std::string> read(std::string_view p) const override { return tree.read(p); }
         std::vector<std::string> list(std::string_view p) const override { return tree.list(p); }
         bool exists(std::string_view p) const override { return p == "/sys/class/block/sdc" || tree.exists(p); }

@@ -16,9 +16,9 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <map>
 
 #include "platform/linux/linux_volumes.hpp"
+#include "platform/tests/support/doubles.hpp"
 
 namespace app {
 namespace {
@@ -30,54 +30,28 @@ constexpr const char* python = "/usr/bin/python3";
 constexpr const char* daemonPath = "/usr/bin/dbus-daemon";
 
 // sdb with two partitions and a LUKS container (dm-0) opened on sdb2.
-class DiskSysfs final : public platform::Sysfs {
-public:
-    DiskSysfs() {
-        files["/sys/class/block/sdb/dev"] = "8:16";
-        folders["/sys/class/block/sdb"] = {"sdb1", "sdb2"};
-        for (const std::string part : {"sdb1", "sdb2"}) {
-            files["/sys/class/block/sdb/" + part + "/partition"] = "1";
-            folders["/sys/class/block/" + part] = {};
-        }
-        files["/sys/class/block/sdb1/dev"] = "8:17";
-        files["/sys/class/block/sdb2/dev"] = "8:18";
-        files["/sys/class/block/dm-0/dev"] = "253:0";
-        folders["/sys/class/block/sdb2/holders"] = {"dm-0"};
-        folders["/sys/class/block/sdb/sdb2/holders"] = {"dm-0"};
-        files["/sys/class/block/sdc/dev"] = "8:32";
-        folders["/sys/class/block/sdc"] = {};
-        folders["/sys/class/block/md0/md"] = {};
-    }
-    std::optional<std::string> read(std::string_view path) const override {
-        auto it = files.find(std::string(path));
-        return it == files.end() ? std::nullopt : std::optional(it->second);
-    }
-    std::vector<std::string> list(std::string_view path) const override {
-        auto it = folders.find(std::string(path));
-        return it == folders.end() ? Lines{} : it->second;
-    }
-    bool exists(std::string_view path) const override {
-        return files.count(std::string(path)) > 0 || folders.count(std::string(path)) > 0;
-    }
-    std::optional<std::string> readLink(std::string_view) const override { return std::nullopt; }
-    std::optional<std::string> resolve(std::string_view path) const override {
-        return exists(path) ? std::optional(std::string(path)) : std::nullopt;
-    }
+platform::doubles::MapSysfs diskTree() {
+    platform::doubles::MapSysfs sysfs;
+    sysfs.disk("sdb", "8:16", {"sdb1", "sdb2"});
+    sysfs.disk("sdc", "8:32", {});
+    sysfs.files["/sys/class/block/sdb1/dev"] = "8:17";
+    sysfs.files["/sys/class/block/sdb2/dev"] = "8:18";
+    sysfs.files["/sys/class/block/dm-0/dev"] = "253:0";
+    sysfs.folders["/sys/class/block/sdb2/holders"] = {"dm-0"};
+    sysfs.folders["/sys/class/block/sdb/sdb2/holders"] = {"dm-0"};
+    sysfs.folders["/sys/class/block/md0/md"] = {};
+    return sysfs;
+}
 
-private:
-    std::map<std::string, std::string> files;
-    std::map<std::string, Lines> folders;
-};
-
-class TableMounts final : public platform::Mounts {
-public:
-    std::vector<platform::Mount> list() const override { return table; }
-    std::vector<platform::Mount> table{
+platform::doubles::TableMounts mountTable() {
+    platform::doubles::TableMounts mounts;
+    mounts.table = {
         {8, 1, "/", "/", "ext4", "/dev/sda1", "rw", "rw"},
         {8, 17, "/", "/media/lab/Photos", "vfat", "/dev/sdb1", "rw", "rw"},
         {253, 0, "/", "/media/lab/Vault", "ext4", "/dev/mapper/vault", "rw", "rw"},
     };
-};
+    return mounts;
+}
 
 // A child process with its standard output on a pipe.
 struct Child {
@@ -172,8 +146,8 @@ protected:
         return lines;
     }
 
-    DiskSysfs sysfs_;
-    TableMounts mounts_;
+    platform::doubles::MapSysfs sysfs_ = diskTree();
+    platform::doubles::TableMounts mounts_ = mountTable();
     QDBusConnection bus_{QString()};
     Child service_;
     std::string connection_;
