@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -58,7 +59,10 @@ int handOverToDrawing(char** argv, std::ostream& err) {
 }
 
 bool asksForDesktop(const std::vector<std::string_view>& args) {
-    return args.empty() || (args.size() == 1 && (args[0] == "--demo" || args[0].starts_with("--demo=")));
+    const auto window = [](std::string_view arg) {
+        return arg == "--demo" || arg.starts_with("--demo=") || arg.starts_with("vantrel://");
+    };
+    return args.empty() || (args.size() <= 2 && std::all_of(args.begin(), args.end(), window));
 }
 
 int handOverToDesktop(char** argv, std::ostream& err) {

@@ -27,7 +27,8 @@ bool asksForDrawing(const std::vector<std::string_view>& args);
 /// words. Returns only when it couldn't be started, with the exit code after saying why.
 int handOverToDrawing(char** argv, std::ostream& err);
 
-/// Whether the command line asks for the window: no words, or only --demo[=FILE].
+/// Whether the command line asks for the window: no words, or only --demo[=FILE] and a
+/// vantrel:// link (the application menu's entry passes links it is given).
 bool asksForDesktop(const std::vector<std::string_view>& args);
 
 /// Replaces this process by vantrel-desktop, the window, which links Qt Widgets that no

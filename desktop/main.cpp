@@ -35,12 +35,13 @@ std::optional<std::string> environment(const char* name) {
     return value ? std::optional<std::string>(value) : std::nullopt;
 }
 
-int run(QApplication& application, app::Machine& machine, bool demo, const std::string& demoWord) {
+int run(QApplication& application, app::Machine& machine, bool demo, const std::string& demoWord,
+        const std::string& link) {
     const auto lock = app::SingleInstance::acquire(app::SingleInstance::lockFile(environment));
     if (!lock.isInstance) {
-        // The running one keeps the drives; it is asked to show them.
+        // The running one keeps the drives; it is asked to show them, or the linked one.
         std::string why;
-        app::AppRequests::handOver("vantrel://drive", why);
+        app::AppRequests::handOver(link.empty() ? "vantrel://drive" : link, why);
         std::cerr << "vantrel: another vantrel runs and keeps the drives\n";
         return 0;
     }
@@ -79,8 +80,8 @@ int run(QApplication& application, app::Machine& machine, bool demo, const std::
     shown = &window;
 
     app::AppRequests requests(store, session.timers());
-    requests.links().setHandler([&](const std::string& link) {
-        app::AppRequests::selectLinkedDrive(store, link);
+    requests.links().setHandler([&](const std::string& handed) {
+        app::AppRequests::selectLinkedDrive(store, handed);
         window.show();
         window.raise();
         window.activateWindow();
@@ -125,6 +126,11 @@ int run(QApplication& application, app::Machine& machine, bool demo, const std::
     }
 
     store.start();
+    if (!link.empty()) {
+        // The linked drive once a pass has found it; a later pass than start's, so never
+        // dropped in its favour.
+        store.refresh([&store, link] { app::AppRequests::selectLinkedDrive(store, link); });
+    }
     window.show();
     const int code = application.exec();
     store.withdrawShared();
@@ -138,9 +144,12 @@ int main(int argc, char** argv) {
     application.setApplicationName(QStringLiteral("Vantrel"));
     application.setDesktopFileName(QStringLiteral("com.orlend.vantrel"));
     std::optional<std::string> demoFile;
+    std::string link;
     for (int i = 1; i < argc; ++i) {
         const std::string_view arg = argv[i];
-        if (arg == "--demo") {
+        if (arg.starts_with("vantrel://")) {
+            link = std::string(arg);
+        } else if (arg == "--demo") {
             demoFile = std::string();
         } else if (arg.starts_with("--demo=")) {
             demoFile = std::string(arg.substr(7));
@@ -158,8 +167,8 @@ int main(int argc, char** argv) {
             return 2;
         }
         app::Machine machine = app::demoMachine(*loaded.value(), drivekit::Locale::current());
-        return run(application, machine, true, demoFile->empty() ? "--demo" : "--demo=" + *demoFile);
+        return run(application, machine, true, demoFile->empty() ? "--demo" : "--demo=" + *demoFile, link);
     }
     app::LinuxMachine computer;
-    return run(application, computer.machine(), false, {});
+    return run(application, computer.machine(), false, {}, link);
 }
