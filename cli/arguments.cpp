@@ -134,6 +134,7 @@ ParseResult parseArguments(const std::vector<std::string_view>& args) {
 std::string usageText() {
     return "Usage: vantrel COMMAND [OPTIONS]\n"
            "       vantrel [--demo]          the window: every drive, its pages and the settings\n"
+           "       vantrel --login           in the tray only, as the open-at-login entry starts it\n"
            "\n"
            "Commands:\n"
            "  list [--json] [--wake]    every drive with its health tier, score and line\n"

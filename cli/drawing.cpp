@@ -60,9 +60,10 @@ int handOverToDrawing(char** argv, std::ostream& err) {
 
 bool asksForDesktop(const std::vector<std::string_view>& args) {
     const auto window = [](std::string_view arg) {
-        return arg == "--demo" || arg.starts_with("--demo=") || arg.starts_with("vantrel://");
+        return arg == "--demo" || arg.starts_with("--demo=") || arg.starts_with("vantrel://") || arg == "--login" ||
+               arg == "--close-main-after-launch";
     };
-    return args.empty() || (args.size() <= 2 && std::all_of(args.begin(), args.end(), window));
+    return args.empty() || (args.size() <= 3 && std::all_of(args.begin(), args.end(), window));
 }
 
 int handOverToDesktop(char** argv, std::ostream& err) {

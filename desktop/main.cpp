@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QTimeZone>
+#include <QTimer>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -35,7 +36,15 @@ std::optional<std::string> environment(const char* name) {
     return value ? std::optional<std::string>(value) : std::nullopt;
 }
 
-int run(QApplication& application, app::Machine& machine, bool demo, const std::string& demoWord,
+// How the program was started: by the desktop's autostart at login (`--login`), the window
+// staying closed where a tray icon leads back to it; `--close-main-after-launch` closes the
+// window again three seconds after it opened.
+struct Launch {
+    bool atLogin = false;
+    bool closeMainAfterLaunch = false;
+};
+
+int run(QApplication& application, app::Machine& machine, bool demo, Launch launch, const std::string& demoWord,
         const std::string& link) {
     const auto lock = app::SingleInstance::acquire(app::SingleInstance::lockFile(environment));
     if (!lock.isInstance) {
@@ -131,7 +140,8 @@ int run(QApplication& application, app::Machine& machine, bool demo, const std::
         // dropped in its favour.
         store.refresh([&store, link] { app::AppRequests::selectLinkedDrive(store, link); });
     }
-    window.show();
+    if (!launch.atLogin || !inTray) window.show();
+    if (launch.closeMainAfterLaunch && inTray) QTimer::singleShot(3000, &window, [&window] { window.close(); });
     const int code = application.exec();
     store.withdrawShared();
     return code;
@@ -145,10 +155,15 @@ int main(int argc, char** argv) {
     application.setDesktopFileName(QStringLiteral("com.orlend.vantrel"));
     std::optional<std::string> demoFile;
     std::string link;
+    Launch launch;
     for (int i = 1; i < argc; ++i) {
         const std::string_view arg = argv[i];
         if (arg.starts_with("vantrel://")) {
             link = std::string(arg);
+        } else if (arg == "--login") {
+            launch.atLogin = true;
+        } else if (arg == "--close-main-after-launch") {
+            launch.closeMainAfterLaunch = true;
         } else if (arg == "--demo") {
             demoFile = std::string();
         } else if (arg.starts_with("--demo=")) {
@@ -167,8 +182,8 @@ int main(int argc, char** argv) {
             return 2;
         }
         app::Machine machine = app::demoMachine(*loaded.value(), drivekit::Locale::current());
-        return run(application, machine, true, demoFile->empty() ? "--demo" : "--demo=" + *demoFile, link);
+        return run(application, machine, true, launch, demoFile->empty() ? "--demo" : "--demo=" + *demoFile, link);
     }
     app::LinuxMachine computer;
-    return run(application, computer.machine(), false, {}, link);
+    return run(application, computer.machine(), false, launch, {}, link);
 }

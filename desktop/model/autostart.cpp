@@ -22,7 +22,7 @@ std::string entryText() {
            "Name=Vantrel\n"
            "Comment=Keep watch over this computer's drives from login\n"
            "Icon=com.orlend.vantrel\n"
-           "Exec=vantrel\n"
+           "Exec=vantrel --login\n"
            "Terminal=false\n"
            "NoDisplay=true\n"
            "Hidden=false\n"
