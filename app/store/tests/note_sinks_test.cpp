@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <QDBusConnectionInterface>
-#include <QProcess>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -14,38 +13,14 @@
 #include <sstream>
 
 #include "drivekit/core/json.hpp"
+#include "platform/tests/support/child_process.hpp"
 
 namespace app {
 namespace {
 
 namespace fs = std::filesystem;
 
-// A child process whose first line of output says it is ready; killed with the test.
-struct Child {
-    std::unique_ptr<QProcess> process;
-
-    static Child start(const QString& program, const QStringList& arguments, const QStringList& environment = {}) {
-        Child child{std::make_unique<QProcess>()};
-        auto env = QProcessEnvironment::systemEnvironment();
-        for (const auto& pair : environment) env.insert(pair.section('=', 0, 0), pair.section('=', 1));
-        child.process->setProcessEnvironment(env);
-        child.process->start(program, arguments);
-        return child;
-    }
-    /// The first line it prints, or nothing within ten seconds.
-    std::optional<std::string> line() const {
-        while (!process->canReadLine()) {
-            if (!process->waitForReadyRead(10'000)) return std::nullopt;
-        }
-        return process->readLine().trimmed().toStdString();
-    }
-    void stop() {
-        if (!process) return;
-        process->kill();
-        process->waitForFinished();
-        process.reset();
-    }
-};
+using platform::helpers::Child;
 
 class NoteSinksTest : public ::testing::Test {
   protected:

@@ -23,33 +23,14 @@
 #include "desktop/tray/tray_icon_image.hpp"
 #include "desktop/tray/tray_panel.hpp"
 #include "drivekit/core/json.hpp"
+#include "platform/tests/support/child_process.hpp"
 
 namespace tray {
 namespace {
 
 namespace fs = std::filesystem;
 
-// A child whose first line of output says it is ready; killed with the test.
-struct Child {
-    std::unique_ptr<QProcess> process = std::make_unique<QProcess>();
-    std::string line;
-
-    static Child start(const QString& program, const QStringList& arguments) {
-        Child child;
-        child.process->start(program, arguments);
-        while (!child.process->canReadLine() && child.process->waitForReadyRead(10'000)) {
-        }
-        child.line = child.process->readLine().trimmed().toStdString();
-        return child;
-    }
-    ~Child() {
-        if (!process) return;
-        process->kill();
-        process->waitForFinished();
-    }
-    Child() = default;
-    Child(Child&&) = default;
-};
+using platform::helpers::Child;
 
 // The watcher's next line, running the event loop meanwhile (it reads the item's
 // properties from us).
@@ -70,11 +51,13 @@ TEST(TraySNI, RegistersWithTheWorstDrivesColourAndItsMenuAndOpensAnUnclippedPane
     }
     if (std::system("/usr/bin/python3 -c 'import dbus, gi' 2>/dev/null") != 0) GTEST_SKIP() << "python3-dbus is missing";
     const Child bus = Child::start("/usr/bin/dbus-daemon", {"--config-file=" VANTREL_PRIVATE_BUS_CONF, "--print-address=1", "--nofork"});
-    ASSERT_FALSE(bus.line.empty()) << "the private dbus-daemon didn't start";
+    const std::string address = bus.line().value_or("");
+    ASSERT_FALSE(address.empty()) << "the private dbus-daemon didn't start";
     const Child display = Child::start("/usr/bin/Xvfb", {"-displayfd", "1", "-nolisten", "tcp", "-screen", "0", "1024x768x24"});
-    ASSERT_FALSE(display.line.empty()) << "Xvfb didn't start";
-    ::setenv("DBUS_SESSION_BUS_ADDRESS", bus.line.c_str(), 1);
-    ::setenv("DISPLAY", (":" + display.line).c_str(), 1);
+    const std::string screen = display.line().value_or("");
+    ASSERT_FALSE(screen.empty()) << "Xvfb didn't start";
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+    ::setenv("DISPLAY", (":" + screen).c_str(), 1);
     ::setenv("QT_QPA_PLATFORM", "xcb", 1);
     // The generic desktop: its theme is the one that speaks StatusNotifierItem.
     ::unsetenv("XDG_CURRENT_DESKTOP");
@@ -86,7 +69,7 @@ TEST(TraySNI, RegistersWithTheWorstDrivesColourAndItsMenuAndOpensAnUnclippedPane
     QApplication application(argc, argv);
     QProcess watcher;
     watcher.start("/usr/bin/python3", {VANTREL_TRAY_TEST_SUPPORT "/sni_watcher.py", "--address",
-                                       QString::fromStdString(bus.line), "--activate"});
+                                       QString::fromStdString(address), "--activate"});
     ASSERT_EQ(nextLine(watcher).value_or(""), "ready") << watcher.readAllStandardError().toStdString();
     ASSERT_TRUE(QSystemTrayIcon::isSystemTrayAvailable());
 

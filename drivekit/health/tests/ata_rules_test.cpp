@@ -4,6 +4,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "drivekit/health/health_rules.hpp"
@@ -83,31 +84,23 @@ TEST(ATARules, EveryRuleAtOnceComesInRuleOrder) {
                                            test(Outcome::readFailure, 1'234'567)};
     const auto report = rate(table, id, log);
 
-    const std::vector<Finding> expected{
-        {Verdict::failing,
-         "The drive's last self-test failed on a read error. First bad sector: 1,234,567.",
-         Signal::selfTest},
-        {Verdict::warning, "The drive needed 3 retries to spin up.", Signal::drive},
-        {Verdict::watch, "4 commands timed out: often the cable or power, sometimes the drive.",
-         Signal::connection},
-        {Verdict::warning,
-         "Read Error Rate is past the manufacturer's failure threshold (50 ≤ 51).", Signal::drive},
-        {Verdict::failing,
-         "Reallocated Sectors is past the manufacturer's failure threshold (5 ≤ 10).",
-         Signal::drive},
-        {Verdict::failing, "2 sectors can't be read (offline uncorrectable).", Signal::errors},
-        {Verdict::warning, "3 sectors are waiting to be remapped (pending).", Signal::sectors},
-        {Verdict::warning, "7 errors the drive couldn't correct.", Signal::errors},
-        {Verdict::warning, "12 sectors or blocks have been replaced with spares.", Signal::sectors},
-        {Verdict::warning, "About 9% of rated life left.", Signal::life},
-        {Verdict::warning, "Spare capacity has dropped to 40%.", Signal::spare},
-        {Verdict::watch, "Running hot: 58 °C.", Signal::temp},
-        {Verdict::healthy,
-         "6 connection (CRC) errors: usually the cable or enclosure, not the drive.",
-         Signal::connection},
-        {Verdict::unknown, "SMART is turned off on this drive.", std::nullopt},
+    // The order of the rules, told by each finding's verdict and signal; the sentences
+    // themselves are the wording table's.
+    using Told = std::pair<Verdict, std::optional<Signal>>;
+    const std::vector<Told> expected{
+        {Verdict::failing, Signal::selfTest},   {Verdict::warning, Signal::drive},
+        {Verdict::watch, Signal::connection},   {Verdict::warning, Signal::drive},
+        {Verdict::failing, Signal::drive},      {Verdict::failing, Signal::errors},
+        {Verdict::warning, Signal::sectors},    {Verdict::warning, Signal::errors},
+        {Verdict::warning, Signal::sectors},    {Verdict::warning, Signal::life},
+        {Verdict::warning, Signal::spare},      {Verdict::watch, Signal::temp},
+        {Verdict::healthy, Signal::connection}, {Verdict::unknown, std::nullopt},
     };
-    EXPECT_EQ(report.findings, expected);
+    std::vector<Told> told;
+    for (const auto& finding : report.findings) told.emplace_back(finding.verdict, finding.signal);
+    EXPECT_EQ(told, expected);
+    EXPECT_EQ(report.findings[0].message,
+              "The drive's last self-test failed on a read error. First bad sector: 1,234,567.");
     EXPECT_EQ(report.verdict(), Verdict::failing);
     EXPECT_EQ(worstFinding(report.findings)->signal, Signal::selfTest);  // earliest of equals
     EXPECT_EQ(report.score, 0);  // far below zero before the clamp

@@ -86,35 +86,14 @@ TEST(ScoreBreakdown, NVMeRowsRetellTheArithmetic) {
     EXPECT_EQ(stepsOf(drive(150, 100)).front(), (Step{"Life left", "0"}));
 }
 
-TEST(ScoreBreakdown, UsbAndUnreportedLife) {
-    ReadoutText::ScoreFacts usb;
-    usb.isUSB = true;
-    usb.lifeLeft = 80;
-    usb.dataErrors = 2;
-    usb.score = 60;
-    EXPECT_EQ(ReadoutText::scoreSteps(usb, en),
-              (std::vector<Step>{
-                  {"Life left", "80"},
-                  {"Data errors (2) and other problems the drive reports", "−20"},
-              }));
-    usb.dataErrors = 0;
-    EXPECT_EQ(ReadoutText::scoreSteps(usb, en).back(),
-              (Step{"Other problems the drive reports", "−20"}));
-    usb.dataErrors = 3;
-    usb.score = 80;
-    EXPECT_EQ(ReadoutText::scoreSteps(usb, en).back(), (Step{"Data errors: 3", "no change"}));
-
-    ReadoutText::ScoreFacts noLife;
-    noLife.spare = 100;
-    noLife.score = 100;
-    EXPECT_EQ(ReadoutText::scoreSteps(noLife, en),
-              (std::vector<Step>{{"Life left: not reported", "—"},
-                                 {"Spare capacity 100%", "no change"}}));
-    // The score before history is what the rows explain.
-    noLife.ownScore = 70;
-    noLife.score = 65;
-    noLife.smartStatus = SMARTStatus::verified;
-    EXPECT_EQ(ReadoutText::scoreSteps(noLife, en).back(),
+// The rows explain the drive's own score, before history lowered it.
+TEST(ScoreBreakdown, RowsExplainTheScoreBeforeHistory) {
+    ReadoutText::ScoreFacts facts;
+    facts.spare = 100;
+    facts.ownScore = 70;
+    facts.score = 65;
+    facts.smartStatus = SMARTStatus::verified;
+    EXPECT_EQ(ReadoutText::scoreSteps(facts, en).back(),
               (Step{"Spare at the drive's critical level", "capped at 70"}));
 }
 
@@ -189,16 +168,6 @@ TEST(ScoreBreakdown, ATARowsFromTheReport) {
                          {"Data errors (3) and other problems the drive reports", "−50"},
                      }));
 
-    // Over USB, with no life attribute: one row for everything the drive reports.
-    const std::vector<ATAAttribute> bare{{198, 0x10, 100, 100, 0, 2}};
-    std::tie(explanation, steps) = rows(bare, Transport::usb, SMARTStatus::verified);
-    EXPECT_EQ(explanation,
-              "This drive doesn’t report its life, so the score starts from 100, can't be higher "
-              "than its spare capacity, and drops for problems the drive reports.");
-    EXPECT_EQ(steps, (std::vector<Step>{
-                         {"Life left: not reported", "—"},
-                         {"Data errors (2) and other problems the drive reports", "−70"},
-                     }));
 }
 
 }  // namespace

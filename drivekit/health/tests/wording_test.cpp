@@ -87,19 +87,10 @@ TEST(DocumentWording, LineTellsTheWorstFindingOrTheFigures) {
               "Vantrel couldn't read this drive's health data.");
 }
 
-// The rows themselves live in one table; what is tested is how they are put together.
-// A limited USB drive names the command that can read it, not an application this build
-// doesn't have.
-TEST(DocumentWording, ReadSourcesOfDrivesThatWerentRead) {
+// The document and the report say the same of a live read, and an internal disk is not
+// said to be read over USB.
+TEST(DocumentWording, ReadSourceOfALiveReadIsTheReportsOwn) {
     using DocumentWording::readSource;
-    EXPECT_EQ(readSource(ReadMethod::none, driveOn(Transport::usb), "ASMedia ASM235CM bridge"),
-              "Connected over USB through its ASMedia ASM235CM bridge. Linux doesn't read this "
-              "drive's health itself. `vantrel check` can: it borrows the drive for a few "
-              "seconds.");
-    EXPECT_EQ(readSource(ReadMethod::none, driveOn(Transport::usb), std::nullopt, true),
-              "Connected over USB. Its enclosure has an NVMe bridge, and Vantrel reads health over "
-              "USB from SATA drives only.");
-    // The document and the report say the same of a live read.
     EXPECT_EQ(ReadingSource::ataLive(Transport::usb),
               readSource(ReadMethod::ataSMARTLive, driveOn(Transport::usb)));
     EXPECT_NE(ReadingSource::ataLive(Transport::sata), ReadingSource::ataLive(Transport::usb));

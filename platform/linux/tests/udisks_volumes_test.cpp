@@ -2,22 +2,17 @@
 // the test's own and support/mock_disk_service.py, which logs every call it answers.
 #include "platform/linux/udisks_volumes.hpp"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QtDBus/QDBusConnection>
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
 #include "platform/linux/linux_volumes.hpp"
+#include "platform/tests/support/child_process.hpp"
 #include "platform/tests/support/doubles.hpp"
 
 namespace app {
@@ -53,50 +48,13 @@ platform::doubles::TableMounts mountTable() {
     return mounts;
 }
 
-// A child process with its standard output on a pipe.
-struct Child {
-    pid_t pid = -1;
-    int out = -1;
+using platform::helpers::Child;
 
-    // The next line of its output, or nothing when none came within ten seconds.
-    std::optional<std::string> line() const {
-        std::string text;
-        char c = 0;
-        while (true) {
-            pollfd ready{out, POLLIN, 0};
-            if (::poll(&ready, 1, 10'000) <= 0 || ::read(out, &c, 1) != 1) return std::nullopt;
-            if (c == '\n') return text;
-            text += c;
-        }
-    }
-    void stop() {
-        if (pid > 0) {
-            ::kill(pid, SIGTERM);
-            ::waitpid(pid, nullptr, 0);
-        }
-        if (out >= 0) ::close(out);
-        pid = -1;
-        out = -1;
-    }
-};
-
+// A program and its arguments, started with its output on a pipe.
 Child spawn(const Lines& argv) {
-    int pipeEnds[2] = {-1, -1};
-    if (::pipe2(pipeEnds, O_CLOEXEC) != 0) return {};
-    // Built before the fork: the child of a threaded process may only exec.
-    std::vector<char*> args;
-    for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
-    args.push_back(nullptr);
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        // A test run that dies leaves no bus or service behind.
-        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-        ::dup2(pipeEnds[1], STDOUT_FILENO);
-        ::execv(args[0], args.data());
-        ::_exit(127);
-    }
-    ::close(pipeEnds[1]);
-    return Child{pid, pipeEnds[0]};
+    QStringList arguments;
+    for (auto arg = argv.begin() + 1; arg != argv.end(); ++arg) arguments.push_back(QString::fromStdString(*arg));
+    return Child::start(QString::fromStdString(argv.front()), arguments);
 }
 
 class UDisksVolumesTest : public ::testing::Test {

@@ -1,16 +1,10 @@
 #!/usr/bin/python3
-"""A stand-in StatusNotifierWatcher on a private bus, for the tray icon's test.
+"""A stand-in StatusNotifierWatcher on a private bus (--address), for the tray icon's test.
 
-Owns org.kde.StatusNotifierWatcher, says a host is registered (without one, programs
-fall back to an old-style tray), prints "ready", and for each item that registers
-prints one JSON line: the service and path it registered with, its id, title, status,
-tooltip, its icon (width, height and the ARGB colour of the pixel at the middle of the
-top edge's band, the largest pixmap given) and its menu (labels of the layout's items,
-from com.canonical.dbusmenu). Then, if --activate, asks the item to Activate and prints
-"activated".
-
-  --address ADDR   the bus to serve on
-  --activate       call Activate on each item once it is recorded
+Says a host is registered (without one, programs fall back to an old-style tray), prints
+"ready", then one JSON line per registered item: its status, tooltip, icon (width and the
+ARGB of the pixel in the top band of the largest pixmap) and menu labels; with --activate
+it then asks the item to Activate and prints "activated".
 """
 import argparse
 import json
@@ -56,10 +50,8 @@ def labels(layout):
 def top_band_pixel(pixmaps):
     width, height, data = max(pixmaps, key=lambda p: int(p[0]) * int(p[1]))
     width, height = int(width), int(height)
-    x, y = width // 2, max(1, height // 8)
-    offset = (y * width + x) * 4
-    argb = bytes(bytearray(data[offset:offset + 4]))
-    return width, height, argb.hex()
+    offset = (max(1, height // 8) * width + width // 2) * 4
+    return width, bytes(bytearray(data[offset:offset + 4])).hex()
 
 
 class Watcher(dbus.service.Object):
@@ -99,16 +91,12 @@ class Watcher(dbus.service.Object):
     def record(self, name, path):
         item = self.bus.get_object(name, path)
         props = dbus.Interface(item, dbus.PROPERTIES_IFACE).GetAll(ITEM)
-        record = {"service": name, "path": path, "id": str(props.get("Id", "")),
-                  "title": str(props.get("Title", "")), "status": str(props.get("Status", "")),
-                  "iconName": str(props.get("IconName", ""))}
-        tooltip = props.get("ToolTip")
-        if tooltip is not None:
-            record["tooltip"] = str(tooltip[2]) + ("\n" + str(tooltip[3]) if str(tooltip[3]) else "")
-        pixmaps = props.get("IconPixmap", [])
-        if pixmaps:
-            width, height, argb = top_band_pixel(pixmaps)
-            record["icon"] = {"width": width, "height": height, "topBand": argb, "sizes": len(pixmaps)}
+        tooltip = props.get("ToolTip", ("", [], "", ""))
+        record = {"status": str(props.get("Status", "")),
+                  "tooltip": str(tooltip[2]) + ("\n" + str(tooltip[3]) if str(tooltip[3]) else "")}
+        if props.get("IconPixmap"):
+            width, argb = top_band_pixel(props["IconPixmap"])
+            record["icon"] = {"width": width, "topBand": argb}
         menu_path = props.get("Menu")
         if menu_path:
             menu = dbus.Interface(self.bus.get_object(name, menu_path), MENU)
