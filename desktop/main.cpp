@@ -12,6 +12,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -85,15 +86,23 @@ int run(QApplication& application, app::Machine& machine, bool demo, Launch laun
     options.system = system;
     options.systemFigures = !demo && machine.procFiles != nullptr;
     options.writesCounted = !demo && (::geteuid() == 0 ? machine.procFiles != nullptr : machine.serviceWrites != nullptr);
-    desktop::MainWindow window(context, options);
-    shown = &window;
+    // The window is made when it is first shown: a program started at login that stays in
+    // the tray holds no pages, charts or their memory until asked.
+    std::unique_ptr<desktop::MainWindow> window;
+    const auto showWindow = [&] {
+        if (!window) {
+            window = std::make_unique<desktop::MainWindow>(context, options);
+            shown = window.get();
+        }
+        window->show();
+        window->raise();
+        window->activateWindow();
+    };
 
     app::AppRequests requests(store, session.timers());
     requests.links().setHandler([&](const std::string& handed) {
         app::AppRequests::selectLinkedDrive(store, handed);
-        window.show();
-        window.raise();
-        window.activateWindow();
+        showWindow();
     });
     std::string why;
     requests.publish(why);
@@ -124,9 +133,7 @@ int run(QApplication& application, app::Machine& machine, bool demo, Launch laun
         trayOptions.locale = machine.locale;
         trayOptions.openWindow = [&](const std::optional<std::string>& driveID) {
             if (driveID) store.select(*driveID);
-            window.show();
-            window.raise();
-            window.activateWindow();
+            showWindow();
         };
         trayOptions.quit = [&application] { application.quit(); };
         inTray.emplace(store, std::move(trayOptions));
@@ -140,9 +147,13 @@ int run(QApplication& application, app::Machine& machine, bool demo, Launch laun
         // dropped in its favour.
         store.refresh([&store, link] { app::AppRequests::selectLinkedDrive(store, link); });
     }
-    if (!launch.atLogin || !inTray) window.show();
-    if (launch.closeMainAfterLaunch && inTray) QTimer::singleShot(3000, &window, [&window] { window.close(); });
+    if (!launch.atLogin || !inTray) showWindow();
+    if (launch.closeMainAfterLaunch && inTray && window) {
+        QTimer::singleShot(3000, window.get(), [&window] { window->close(); });
+    }
     const int code = application.exec();
+    shown = nullptr;
+    window.reset();
     store.withdrawShared();
     return code;
 }

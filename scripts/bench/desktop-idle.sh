@@ -72,7 +72,7 @@ kill -0 "$program_pid" 2>/dev/null || { echo "desktop-idle: the program ended: $
 after=$(ticks)
 end_ns=$(date +%s%N)
 hz=$(getconf CLK_TCK)
-registered=$(grep -c '"service"' "$work/watcher" || true)
+registered=$(grep -c '"status"' "$work/watcher" || true)
 
 awk -v t=$((after - before)) -v hz="$hz" -v ns=$((end_ns - start_ns)) -v rss="$(field VmRSS)" -v hwm="$(field VmHWM)" \
     -v items="$registered" 'BEGIN {
