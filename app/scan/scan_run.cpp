@@ -49,7 +49,7 @@ void scanByCapture(const Platform& platform, std::string_view name, drivekit::su
     };
     const std::function<bool()> stop = [&shouldStop] { return shouldStop && shouldStop(); };
     if (auto failure = withCapture(*drive, machine, stop, steps, scan)) {
-        outcome.failure = Outcome::Failure::capture;
+        outcome.failure = Outcome::Failure::cannotOpen;
         outcome.captureFailure = std::move(*failure);
         outcome.result.reset();
     }
@@ -148,9 +148,8 @@ std::optional<app::Failure> failureOf(const Outcome& outcome) {
             return f;
         case Outcome::Failure::service:
             return outcome.serviceFailure.value_or(f);
-        case Outcome::Failure::capture:
-            return outcome.captureFailure.value_or(f);
         case Outcome::Failure::cannotOpen:
+            if (outcome.captureFailure) return outcome.captureFailure;
             break;
     }
     f.error = outcome.openError;

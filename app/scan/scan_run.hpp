@@ -58,12 +58,12 @@ struct Platform {
 };
 
 struct Outcome {
-    enum class Failure { none, notADisk, cannotOpen, service, capture };
+    enum class Failure { none, notADisk, cannotOpen, service };
     Failure failure = Failure::none;
     int openError = 0;  // errno, with cannotOpen
     /// Why the service didn't scan, with `service`.
     std::optional<app::Failure> serviceFailure;
-    /// Why the drive couldn't be taken or scanned by capture, with `capture`.
+    /// With `cannotOpen` of a scan by capture: why the drive couldn't be taken.
     std::optional<app::Failure> captureFailure;
     std::string kernelName;
     Route route = Route::scsi;
