@@ -83,30 +83,53 @@ Result<SummaryBuilder::Reading, Failure> readByCapture(const Drive& drive, Machi
 Result<Checker::Reading, Failure> captureReading(const Drive& drive, Machine& machine, bool wake,
                                                  const std::function<bool()>& stop,
                                                  const std::function<void(const std::string&)>& progress) {
+    // Without root the privileged service takes the drive over, when there is one.
+    const bool privileged = machine.capture && machine.capture->usb.privileged();
+    if (!privileged && machine.serviceCheck && drive.transport == Transport::usb) {
+        return machine.serviceCheck(drive, wake, stop, progress);
+    }
+    std::optional<Checker::Reading> reading;
+    const auto read = [&](const Checker::USBSteps& wired, const Checker::Log& log) -> std::optional<Checker::Failure> {
+        Checker::USBSteps steps = wired;
+        steps.wake = wake;
+        auto outcome = Checker::check(drive, steps, log);
+        if (!outcome) return std::move(outcome).error();
+        reading = std::move(outcome).value();
+        return std::nullopt;
+    };
+    if (auto failure = withCapture(drive, machine, stop, progress, read)) return Unexpected(std::move(*failure));
+    // A reading finished as the stop came is still a check the user cut short.
+    if (stop()) {
+        Failure cut;
+        cut.device = drive.bsdName;
+        cut.kind = Failure::Kind::interrupted;
+        cut.taken = true;
+        return Unexpected(cut);
+    }
+    return std::move(*reading);
+}
+
+std::optional<Failure> withCapture(const Drive& drive, Machine& machine, const std::function<bool()>& stop,
+                                   const std::function<void(const std::string&)>& progress, const CaptureRun& run) {
     const std::string& name = drive.bsdName;
     CapturePlatform* capture = machine.capture;
     Failure refusal;
     refusal.device = name;
-    // Without root the privileged service takes the drive over, when there is one.
-    const bool privileged = capture && capture->usb.privileged();
-    if (!privileged && machine.serviceCheck && drive.transport == Transport::usb) {
-        return machine.serviceCheck(drive, wake, stop, progress);
-    }
     if (!capture || !machine.mounts || !machine.probe || !machine.clock) {
         refusal.kind = Failure::Kind::noCapture;
-        return Unexpected(refusal);
+        return refusal;
     }
     if (capture->usb.privileged() && capture->recoverOrphans) {
         for (const auto& line : capture->recoverOrphans()) progress("vantrel: " + line);
     }
     if (drive.transport != Transport::usb) {
         refusal.kind = Failure::Kind::notUSB;
-        return Unexpected(refusal);
+        return refusal;
     }
     if (!capture->usb.privileged()) {
         refusal.kind = Failure::Kind::needsRoot;
         refusal.usb = true;
-        return Unexpected(refusal);
+        return refusal;
     }
 
     const Discovery::Sources sources{machine.sysfs, *machine.mounts, *machine.probe,
@@ -130,7 +153,6 @@ Result<Checker::Reading, Failure> captureReading(const Drive& drive, Machine& ma
         }
     };
     Checker::USBSteps steps = Checker::steps(checkerMachine);
-    steps.wake = wake;
     bool taken = false;
     steps.capture = [take = steps.capture, &log, &taken](const platform::USBTarget& target) {
         taken = true;
@@ -138,14 +160,14 @@ Result<Checker::Reading, Failure> captureReading(const Drive& drive, Machine& ma
         if (captured) describeCapture(**captured, log);
         return captured;
     };
-    auto outcome = Checker::check(drive, steps, log);
-    if (stop()) {
+    auto failure = run(steps, log);
+    if (failure && stop()) {
         refusal.kind = Failure::Kind::interrupted;
         refusal.taken = taken;
-        return Unexpected(refusal);
+        return refusal;
     }
-    if (!outcome) return Unexpected(failureOf(outcome.error(), name));
-    return std::move(outcome).value();
+    if (failure) return failureOf(*failure, name);
+    return std::nullopt;
 }
 
 }  // namespace app

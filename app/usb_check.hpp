@@ -24,4 +24,16 @@ drivekit::Result<drivekit::Checker::Reading, Failure> captureReading(
     const drivekit::Drive& drive, Machine& machine, bool wake, const std::function<bool()>& stop,
     const std::function<void(const std::string&)>& progress);
 
+/// Runs the careful sequence on `steps` wired to this machine (`Checker::check`,
+/// `Checker::take`); a failure ends it.
+using CaptureRun = std::function<std::optional<drivekit::Checker::Failure>(const drivekit::Checker::USBSteps& steps,
+                                                                          const drivekit::Checker::Log& log)>;
+
+/// Takes a USB drive from its kernel driver with this machine's capture platform, as the
+/// careful check does, and lets `run` work on it; the drive is given back on every path.
+/// Refuses without a capture platform, without root, or for a drive not on USB. Work that
+/// failed once `stop` said yes ends `interrupted`; work that finished stands.
+std::optional<Failure> withCapture(const drivekit::Drive& drive, Machine& machine, const std::function<bool()>& stop,
+                                   const std::function<void(const std::string&)>& progress, const CaptureRun& run);
+
 }  // namespace app

@@ -21,7 +21,10 @@ namespace {
 using drivekit::surface_scan::Mode;
 using drivekit::surface_scan::Result;
 
-constexpr std::string_view usage = "Usage: vantrel scan DEVICE [--quick|--full] [--json]\n";
+constexpr std::string_view usage =
+    "Usage: vantrel scan DEVICE [--quick|--full] [--capture] [--json]\n"
+    "  --capture  read a USB drive by taking it from its kernel driver (root; its volumes are\n"
+    "             unmounted for the scan and mounted again after)\n";
 
 std::string duration(double seconds) {
     const auto whole = static_cast<long long>(seconds + 0.5);
@@ -73,6 +76,7 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
                    std::ostream& err) {
     Mode mode = Mode::full;
     bool json = false;
+    bool capture = false;
     std::optional<std::string_view> device;
     for (const std::string_view arg : args) {
         if (arg == "--help" || arg == "-h") {
@@ -85,6 +89,8 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
             mode = Mode::full;
         } else if (arg == "--json") {
             json = true;
+        } else if (arg == "--capture") {
+            capture = true;
         } else if (arg.starts_with("-") || device) {
             err << "vantrel: Unknown argument for scan: " << arg << ".\n" << usage;
             return exitUsage;
@@ -107,6 +113,9 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
     };
     platform::FileStore& files = platform::systemFiles();
     // As a user who isn't root, the service scans and this program saves what it read.
+    const bool live = ::isatty(STDERR_FILENO) == 1;
+    // The progress line is redrawn in place; a step of the capture starts on a line of its own.
+    bool midLine = false;
     const app::ScanRun::Platform platform{machine.sysfs,
                                           *machine.clock,
                                           machine.openSCSI,
@@ -114,15 +123,23 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
                                           app::ScanStore::dataFolder(environment),
                                           files,
                                           machine.procFiles.get(),
-                                          machine.serviceScan};
-    const bool live = ::isatty(STDERR_FILENO) == 1;
-    const StopOnSignals signals;
+                                          capture ? nullptr : machine.serviceScan,
+                                          capture ? &machine : nullptr,
+                                          [&](const std::string& line) {
+                                              if (midLine) err << '\n';
+                                              midLine = false;
+                                              err << line << std::endl;
+                                          }};
+    // A scan by capture holds a USB device: a second signal gives it back at once.
+    const StopOnSignals signals(capture && machine.capture ? machine.capture->giveBackNow : nullptr);
     const auto outcome = app::ScanRun::run(
         platform, *device, mode, [] { return StopOnSignals::requested(); },
         [&](const Result& r) {
-            if (live) err << progressLine(r) << std::flush;
+            if (!live) return;
+            err << progressLine(r) << std::flush;
+            midLine = true;
         });
-    if (live) err << '\n';
+    if (midLine) err << '\n';
 
     if (const auto failure = app::ScanRun::failureOf(outcome)) {
         const Said says = said(*failure);

@@ -4,7 +4,10 @@
 
 #include <cerrno>
 
+#include "app/drive_check.hpp"
+#include "app/usb_check.hpp"
 #include "drivekit/core/text.hpp"
+#include "drivekit/discovery/discovery.hpp"
 #include "drivekit/discovery/io_stats.hpp"
 
 namespace app::ScanRun {
@@ -16,6 +19,40 @@ std::optional<std::string> attribute(const platform::Sysfs& sysfs, const std::st
     auto trimmed = drivekit::text::trimmed(*value);
     if (trimmed.empty()) return std::nullopt;
     return std::string(trimmed);
+}
+
+// The scan over the drive taken from its driver, with the careful check's sequence around
+// it. Nothing here sends a command the scan engine doesn't.
+void scanByCapture(const Platform& platform, std::string_view name, drivekit::surface_scan::Mode mode,
+                   const drivekit::surface_scan::ShouldStop& shouldStop,
+                   const drivekit::surface_scan::Progress& progress, Outcome& outcome) {
+    Machine& machine = *platform.capture;
+    const auto drive = drivekit::Discovery::drive(name, sourcesOf(machine));
+    if (!drive) {
+        outcome.failure = Outcome::Failure::notADisk;
+        return;
+    }
+    const auto steps = [&platform](const std::string& line) {
+        if (platform.captureSteps) platform.captureSteps(line);
+    };
+    const auto scan = [&](const drivekit::Checker::USBSteps& wired,
+                          const drivekit::Checker::Log& log) -> std::optional<drivekit::Checker::Failure> {
+        return drivekit::Checker::take(*drive, wired, log, [&](drivekit::CapturedUSBDrive& captured) {
+            std::optional<ScanUsageSampler> sampler;
+            if (platform.proc) sampler.emplace([proc = platform.proc] { return ownUse(*proc); });
+            // The enclosure takes what its bridge takes; the negotiation finds that out.
+            outcome.result =
+                drivekit::surface_scan::run(captured, mode, std::nullopt, platform.clock, shouldStop, progress);
+            if (sampler) outcome.usage = sampler->finish();
+            return std::optional<drivekit::Checker::Failure>();
+        });
+    };
+    const std::function<bool()> stop = [&shouldStop] { return shouldStop && shouldStop(); };
+    if (auto failure = withCapture(*drive, machine, stop, steps, scan)) {
+        outcome.failure = Outcome::Failure::cannotOpen;
+        outcome.captureFailure = std::move(*failure);
+        outcome.result.reset();
+    }
 }
 
 }  // namespace
@@ -39,14 +76,20 @@ Outcome run(const Platform& platform, std::string_view device, drivekit::surface
         outcome.failure = Outcome::Failure::notADisk;
         return outcome;
     }
-    outcome.route = routeFor(name);
+    outcome.route = platform.capture ? Route::capture : routeFor(name);
     // SG_IO hands the command to the device whole, so it must fit the queue's transfer
     // limit; a direct read of the block device is split by the kernel into requests that
     // fit, and larger reads are then only faster.
     const auto maxBytes = outcome.route == Route::scsi ? drivekit::ReadLimit::maxBytes(name, platform.sysfs)
                                                        : std::nullopt;
+    // Named before the scan: a drive taken by capture may come back under another name.
+    const std::string model = attribute(platform.sysfs, base + "/device/model").value_or(outcome.kernelName);
+    const auto serial = attribute(platform.sysfs, base + "/device/serial");
     std::unique_ptr<drivekit::SCSIDrive> drive;
-    if (platform.serviceScan) {
+    if (platform.capture) {
+        scanByCapture(platform, name, mode, shouldStop, progress, outcome);
+        if (outcome.failure != Outcome::Failure::none) return outcome;
+    } else if (platform.serviceScan) {
         auto answer = platform.serviceScan(name, mode, shouldStop, progress);
         if (!answer) {
             outcome.failure = Outcome::Failure::service;
@@ -80,8 +123,6 @@ Outcome run(const Platform& platform, std::string_view device, drivekit::surface
         if (sampler) outcome.usage = sampler->finish();
     }
 
-    const std::string model = attribute(platform.sysfs, base + "/device/model").value_or(outcome.kernelName);
-    const auto serial = attribute(platform.sysfs, base + "/device/serial");
     outcome.summaryLine = ScanWording::summaryLine(model, *outcome.result, maxBytes);
     // The service notes the line in its own log of the drive.
     if (drive) drive->log().note(outcome.summaryLine);
@@ -108,6 +149,7 @@ std::optional<app::Failure> failureOf(const Outcome& outcome) {
         case Outcome::Failure::service:
             return outcome.serviceFailure.value_or(f);
         case Outcome::Failure::cannotOpen:
+            if (outcome.captureFailure) return outcome.captureFailure;
             break;
     }
     f.error = outcome.openError;

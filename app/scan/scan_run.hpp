@@ -5,10 +5,12 @@
 // scans.json. Front ends parse, call `run`, and print what comes back. For a user who
 // can't read disks the privileged service runs the engine, and the rest happens here.
 //
-// USB drives whose bridge refuses SCSI reads through the kernel are read as the kernel
-// lets them; scanning them through a capture is not done here.
+// A USB drive can also be read by capture: taken from its kernel driver exactly as the
+// careful check takes it (the same refusals, unmount and give-back) and scanned through
+// the enclosure, for bridges whose driver won't pass the reads or hides their errors.
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,6 +29,7 @@ namespace app::ScanRun {
 enum class Route {
     scsi,        // SG_IO: the kernel carries READ CAPACITY and READ (10/16)
     blockReads,  // O_DIRECT pread behind the same commands
+    capture,     // the USB device taken from its driver, the commands sent to the enclosure
 };
 
 /// The kernel's SCSI disks (sd*) take SCSI commands; every other disk is read directly.
@@ -47,6 +50,11 @@ struct Platform {
     /// The scan run by the privileged service instead of here (`Machine::serviceScan`);
     /// what it read is then saved here, in this user's own folder.
     decltype(Machine::serviceScan) serviceScan = nullptr;
+    /// Set: the disk is a USB drive scanned by capture, taken through this machine's
+    /// capture platform. Never through the service.
+    Machine* capture = nullptr;
+    /// The capture's own steps ("Unmounting sdb…"), before and after the scan's progress.
+    std::function<void(const std::string&)> captureSteps = nullptr;
 };
 
 struct Outcome {
@@ -55,6 +63,8 @@ struct Outcome {
     int openError = 0;  // errno, with cannotOpen
     /// Why the service didn't scan, with `service`.
     std::optional<app::Failure> serviceFailure;
+    /// With `cannotOpen` of a scan by capture: why the drive couldn't be taken.
+    std::optional<app::Failure> captureFailure;
     std::string kernelName;
     Route route = Route::scsi;
     std::optional<drivekit::surface_scan::Result> result;

@@ -1,12 +1,16 @@
-// `vantrel check` of a USB disk read by capture, over the fixture sysfs tree (sdb behind
+// `vantrel check` and `vantrel scan` of a USB disk read by capture, over the fixture sysfs tree (sdb behind
 // usb-storage on 2-1) with a simulated enclosure at that USB location: when the check
 // takes the device over, what it prints as it goes, and who it refuses.
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <filesystem>
 #include <sstream>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "app/scan/scan_run.hpp"
 #include "cli/cli.hpp"
 #include "cli/exit_codes.hpp"
 #include "cli/watch_command.hpp"
@@ -219,6 +223,60 @@ TEST_F(CaptureCommand, WatchCheckHoldsAUSBDriveFromMountingUntilItsCheckIsOver) 
     EXPECT_EQ(holdCalls, (Lines{"release " + std::to_string(location) + " (given back)",
                                 "forget " + std::to_string(location), "end"}));
     EXPECT_TRUE(enclosure.driverAttached);
+}
+
+// A full scan by capture finds exactly the enclosure's unreadable blocks, between the
+// capture's steps, and the device is back with its driver afterwards.
+TEST_F(CaptureCommand, ScanByCaptureReportsExactlyTheBadBlocksAndGivesTheDriveBack) {
+    const auto data = std::filesystem::temp_directory_path() / ("vantrel-scancap-" + std::to_string(::getpid()));
+    ::setenv("XDG_DATA_HOME", data.c_str(), 1);
+    enclosure.disk.blocks = 8192;
+    // The engine names the first block of each failing 64 KB piece.
+    enclosure.disk.unreadableBlocks = {0, 1536, 8064};
+    const Outcome r = run({"scan", "sdb", "--capture"});
+    ::unsetenv("XDG_DATA_HOME");
+    std::filesystem::remove_all(data);
+
+    EXPECT_EQ(r.code, cli::exitNeedsCare) << r.err;
+    EXPECT_EQ(links.opened, 0) << "nothing went through the kernel's driver";
+    EXPECT_NE(r.out.find("Unreadable   3\n  block 0\n  block 1536\n  block 8064\n"), std::string::npos)
+        << r.out;
+    const Lines steps = linesOf(r.err);
+    ASSERT_FALSE(steps.empty());
+    EXPECT_EQ(steps.front(), "Taking over the USB device…");
+    EXPECT_EQ(steps.back(), "Back as sdb.");
+    EXPECT_TRUE(enclosure.driverAttached);
+    EXPECT_FALSE(enclosure.claimed);
+    EXPECT_EQ(enclosure.disk.writeAttempts, 0);
+}
+
+// Stopped mid-scan, what was read stands, and the device goes back all the same; a drive
+// not on USB is refused before anything is taken.
+TEST_F(CaptureCommand, ScanByCaptureStoppedMidwayKeepsWhatItReadAndGivesTheDriveBack) {
+    enclosure.disk.blocks = 1 << 16;
+    enclosure.disk.unreadableBlocks = {128, 60032};
+    cli::CapturePlatform capture{volumes, holders, host, [](double) {}, options, [] { return Lines{}; }};
+    cli::Machine machine{sysfs, nvme, drivekit::Locale{"en_US"}, nullptr, &mounts, &probe, nullptr, &clock};
+    machine.capture = &capture;
+    platform::FileStore& files = platform::systemFiles();
+    Lines steps;
+    const app::ScanRun::Platform platform{sysfs,   clock,   nullptr, nullptr, {}, files, nullptr, nullptr, &machine,
+                                          [&](const std::string& line) { steps.push_back(line); }};
+    int asked = 0;
+    const auto outcome = app::ScanRun::run(
+        platform, "sdb", drivekit::surface_scan::Mode::full, [&] { return ++asked > 20; }, {});
+    ASSERT_TRUE(outcome.result) << steps.back();
+    EXPECT_TRUE(outcome.result->cancelled);
+    EXPECT_GT(outcome.result->readsDone, 0);
+    EXPECT_LT(outcome.result->readsDone, outcome.result->readsPlanned);
+    EXPECT_EQ(outcome.result->unreadable, (std::vector<std::uint64_t>{128}));
+    EXPECT_TRUE(enclosure.driverAttached);
+    EXPECT_FALSE(enclosure.claimed);
+
+    links.name = "sda";
+    const auto refused = app::ScanRun::run(platform, "sda", drivekit::surface_scan::Mode::full, {}, {});
+    ASSERT_TRUE(app::ScanRun::failureOf(refused));
+    EXPECT_EQ(app::ScanRun::failureOf(refused)->kind, app::Failure::Kind::notUSB);
 }
 
 }  // namespace

@@ -316,18 +316,18 @@ std::vector<std::string> unsafeReasons(const Drive& drive) {
     return captureBlockers(drive);
 }
 
-Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const Log& log,
-                               const std::function<void()>& onRelease) {
+std::optional<Failure> take(const Drive& drive, const USBSteps& steps, const Log& log, const Work& work,
+                            const std::function<void()>& onRelease) {
     if (drive.transport != Transport::usb) {
-        return Unexpected(Failure::unsupportedBy(std::string(notUSBSentence)));
+        return Failure::unsupportedBy(std::string(notUSBSentence));
     }
     if (auto reasons = unsafeReasons(drive); !reasons.empty()) {
-        return Unexpected(Failure::unsafeDrive(std::move(reasons)));
+        return Failure::unsafeDrive(std::move(reasons));
     }
     if (!steps.isRoot()) {
-        return Unexpected(Failure::captureFailed(CaptureFailure::of(CaptureFailure::Kind::notRoot)));
+        return Failure::captureFailed(CaptureFailure::of(CaptureFailure::Kind::notRoot));
     }
-    if (!drive.usb) return Unexpected(Failure::unsupportedBy(std::string(noUSBDeviceSentence)));
+    if (!drive.usb) return Failure::unsupportedBy(std::string(noUSBDeviceSentence));
 
     // Everything behind the drive's USB interface goes away with it: each disk there is
     // unmounted by this sequence or the check is refused.
@@ -336,7 +336,7 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
     if (steps.interfaceUse) {
         if (auto found = steps.interfaceUse(drive)) use = std::move(*found);
     }
-    if (!use.refusals.empty()) return Unexpected(Failure::inUseBy(use.refusals));
+    if (!use.refusals.empty()) return Failure::inUseBy(use.refusals);
     std::vector<Drive> drives{drive};
     drives.insert(drives.end(), use.others.begin(), use.others.end());
     if (!use.others.empty()) {
@@ -349,10 +349,10 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
     const std::vector<std::string> disks = disksToUnmount(drives);
     if (!points.empty()) {
         const std::vector<std::string> holders = steps.openFileHolders(points);
-        if (!holders.empty()) return Unexpected(Failure::busyWith(join(holders, "\n  ")));
+        if (!holders.empty()) return Failure::busyWith(join(holders, "\n  "));
         log(fill(unmountingLine, {drive.bsdName}));
-        if (stopRequested(steps)) return Unexpected(interruptedFailure());
-        if (auto failure = unmountAll(drives, steps, points)) return Unexpected(std::move(*failure));
+        if (stopRequested(steps)) return interruptedFailure();
+        if (auto failure = unmountAll(drives, steps, points)) return failure;
         std::vector<std::string> still;
         for (const auto& each : drives) {
             const auto more = steps.stillMounted(each.bsdName);
@@ -360,7 +360,7 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
         }
         if (!still.empty()) {
             mountBack(disks, steps);
-            return Unexpected(Failure::busyWith(std::string(stillMountedPrefix) + join(still, ", ")));
+            return Failure::busyWith(std::string(stillMountedPrefix) + join(still, ", "));
         }
     }
     // No mount point here proves nothing about other namespaces, virtual machines or
@@ -370,33 +370,27 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
         for (const auto& each : drives) names.push_back(each.bsdName);
         if (auto sentences = steps.exclusiveUse(names); !sentences.empty()) {
             if (!points.empty()) mountBack(disks, steps);
-            return Unexpected(Failure::inUseBy(std::move(sentences)));
+            return Failure::inUseBy(std::move(sentences));
         }
     }
 
     const std::uint32_t location = drive.usb->locationID;
-    std::optional<Result<Reading, Failure>> outcome;
+    std::optional<Failure> outcome;
     log(std::string(takingOverLine));
     if (stopRequested(steps)) {
         // Nothing was taken yet: the volumes go back at once, without waiting for a device.
         if (!points.empty()) mountBack(disks, steps);
-        return Unexpected(interruptedFailure());
+        return interruptedFailure();
     }
     auto captured = steps.capture(use.target);
     if (!captured) {
-        outcome = Unexpected(Failure::captureFailed(captured.error()));
+        outcome = Failure::captureFailed(captured.error());
         if (onRelease) onRelease();
     } else {
         CapturedUSBDrive& capture = **captured;
-        StopAware guarded(capture, steps.interrupted);
-        // CHECK POWER MODE is the one ATA command that doesn't spin a disk up.
-        if (!steps.wake && powerMode(guarded) == PowerMode::standby) {
-            outcome = Unexpected(Failure::asleepDrive());
-        } else {
-            outcome = readHealth(guarded, drive, log);
-        }
-        // A read cut short says why it ended, not what the missing answers would suggest.
-        if (!*outcome && stopRequested(steps)) outcome = Unexpected(interruptedFailure());
+        outcome = work(capture);
+        // Work cut short says why it ended, not what the missing answers would suggest.
+        if (outcome && stopRequested(steps)) outcome = interruptedFailure();
         log(std::string(givingBackLine));
         capture.release();
         if (onRelease) onRelease();
@@ -416,7 +410,23 @@ Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const 
             }
         }
     }
-    if (outcome) return std::move(*outcome);
+    return outcome;
+}
+
+Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const Log& log,
+                               const std::function<void()>& onRelease) {
+    std::optional<Reading> reading;
+    const auto read = [&](CapturedUSBDrive& capture) -> std::optional<Failure> {
+        StopAware guarded(capture, steps.interrupted);
+        // CHECK POWER MODE is the one ATA command that doesn't spin a disk up.
+        if (!steps.wake && powerMode(guarded) == PowerMode::standby) return Failure::asleepDrive();
+        auto got = readHealth(guarded, drive, log);
+        if (!got) return std::move(got).error();
+        reading = std::move(got).value();
+        return std::nullopt;
+    };
+    if (auto failure = take(drive, steps, log, read, onRelease)) return Unexpected(std::move(*failure));
+    if (reading) return std::move(*reading);
     return Unexpected(Failure::unsupportedBy(std::string(unknownErrorSentence)));
 }
 

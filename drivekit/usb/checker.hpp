@@ -155,6 +155,16 @@ std::vector<std::string> unsafeReasons(const Drive& drive);
 Result<Reading, Failure> check(const Drive& drive, const USBSteps& steps, const Log& log,
                                const std::function<void()>& onRelease = {});
 
+/// What runs on the drive while it is taken; a failure ends the sequence with it.
+using Work = std::function<std::optional<Failure>(CapturedUSBDrive& drive)>;
+
+/// The careful sequence around any work on the drive (`check` reads its health; a surface
+/// scan reads its blocks): the same refusals, unmount, capture, give-back and wait for the
+/// drive's return, on every path. Work that fails once the user asked to stop ends
+/// `interrupted`. A drive on another transport is `unsupported`.
+std::optional<Failure> take(const Drive& drive, const USBSteps& steps, const Log& log, const Work& work,
+                            const std::function<void()>& onRelease = {});
+
 /// The read alone, on any SCSIDrive: INQUIRY, IDENTIFY (16, then 12), SMART data and
 /// thresholds, the self-test log and SMART RETURN STATUS, each with a 4 s time-out. A drive
 /// that gives no identity is `unsupported`, worded by what is known of its bridge.

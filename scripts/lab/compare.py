@@ -1017,13 +1017,13 @@ def gallery_checks(name, found, tap):
 
 # The sectors run-all.sh injects for the scan scenario. A scan reports the first block of
 # each 64 KB piece (128 sectors) that fails, so 40005 is reported as 39936.
-SCAN_BAD = {"sata": [12800, 40005, 70016], "nvme": [25600, 130944]}
+SCAN_BAD = {"sata": [12800, 40005, 70016], "nvme": [25600, 130944], "usb": [1280, 50000]}
 # The sector run-all.sh makes unreadable on the service scenario's SATA disk.
 SERVICE_SCAN_BAD = [40005]
 
 
 def scan_checks(name, found, tap):
-    for disk in ("sata", "nvme"):
+    for disk in ("sata", "nvme", "usb"):
         text, rc = found.get(f"scan-{disk}", ("", -1))
         text = "\n".join(l for l in text.splitlines() if not re.match(r"^\[\s*\d+\.\d+\]", l))
         expected = sorted({lba // 128 * 128 for lba in SCAN_BAD[disk]})
@@ -1038,6 +1038,10 @@ def scan_checks(name, found, tap):
                   r.get("stopped", ""))
         tap.check(r["failedReads"] == len(expected) and rc == 1, f"{name}: {disk} failed reads counted, exit 1",
                   f"failedReads {r['failedReads']}, rc {rc}")
+    back = found.get("scan-usb-back", ("", -1))[0]
+    drivers = re.findall(r"^\S+:\S+ (\S*)$", back, re.M)
+    tap.check("disk=none" not in back and bool(drivers) and all(d in ("usb-storage", "uas") for d in drivers),
+              f"{name}: after the scan by capture the usb disk is back with its kernel driver", back[:300])
     text, rc = found.get("scan-quick", ("", -1))
     try:
         q = json.loads(text)
@@ -1049,7 +1053,7 @@ def scan_checks(name, found, tap):
     text, rc = found.get("scans-file", ("", -1))
     try:
         saved = json.loads(text)["byDrive"]
-        tap.check(len(saved) == 2, f"{name}: scans.json keeps the latest scan of each drive", str(list(saved)))
+        tap.check(len(saved) == 3, f"{name}: scans.json keeps the latest scan of each drive", str(list(saved)))
     except (ValueError, KeyError):
         tap.check(False, f"{name}: scans.json was written", text[:200])
 

@@ -130,9 +130,9 @@ if [[ "$only" == "  " || "$only" == *" eject "* ]]; then
 fi
 
 # Surface scans with bad sectors injected (compare.py holds the same LBAs): SATA live
-# through SG_IO, NVMe through O_DIRECT, in one boot.
-scenario scan scan.guest.sh -d sata,nvme -e sata:12800 -e sata:40005 -e sata:70016 \
-  -e nvme:25600 -e nvme:130944
+# through SG_IO, NVMe through O_DIRECT, USB Bulk-Only by capture, in one boot.
+scenario scan scan.guest.sh -d sata,nvme,usb-bot -e sata:12800 -e sata:40005 -e sata:70016 \
+  -e nvme:25600 -e nvme:130944 -e usb-bot:1280 -e usb-bot:50000
 # `vantrel bench` on ext4 on a 2.5 GB SATA disk beside the lab's 64 MB ones, and its
 # refusals (read-only, too little space, tmpfs, a failed NVMe drive), in one boot. The large
 # image is sparse.
