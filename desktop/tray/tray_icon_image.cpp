@@ -7,19 +7,6 @@
 
 namespace tray {
 
-QColor tierColour(drivekit::Tier tier) {
-    using drivekit::Tier;
-    switch (tier) {
-        case Tier::healthy: return {0x2e, 0x9e, 0x4f};
-        case Tier::watch: return {0xb5, 0x89, 0x00};
-        case Tier::warning: return {0xe0, 0x7b, 0x00};
-        case Tier::failing: return {0xd9, 0x30, 0x25};
-        case Tier::failed: return {0xa5, 0x0e, 0x0e};
-        case Tier::limited: return {0x8e, 0x8e, 0x93};
-    }
-    return {0x8e, 0x8e, 0x93};
-}
-
 QImage iconImage(const IconLook& look, int size) {
     QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);

@@ -7,11 +7,12 @@
 #include <QImage>
 
 #include "desktop/tray/tray_model.hpp"
+#include "reports/render/render.hpp"
 
 namespace tray {
 
 /// The colour of a tier, the same as the reports use.
-QColor tierColour(drivekit::Tier tier);
+using reports::render::tierColour;
 
 QImage iconImage(const IconLook& look, int size);
 /// The picture at the sizes panels use.

@@ -24,6 +24,19 @@
 
 namespace reports::render {
 
+QColor tierColour(drivekit::Tier tier) {
+    using drivekit::Tier;
+    switch (tier) {
+        case Tier::healthy: return {0x2e, 0x9e, 0x4f};
+        case Tier::watch: return {0xb5, 0x89, 0x00};
+        case Tier::warning: return {0xe0, 0x7b, 0x00};
+        case Tier::failing: return {0xd9, 0x30, 0x25};
+        case Tier::failed: return {0xa5, 0x0e, 0x0e};
+        case Tier::limited: return {0x8e, 0x8e, 0x93};
+    }
+    return {0x6e, 0x6e, 0x73};
+}
+
 namespace {
 
 using Part = ReportPlan::Part;
@@ -96,17 +109,7 @@ const QColor kRule(0xd2, 0xd2, 0xd7);
 const QColor kPanel(0xf5, 0xf5, 0xf7);
 const QColor kAccent(0x0a, 0x66, 0xc2);
 
-QColor colour(Tier tier) {
-    switch (tier) {
-        case Tier::healthy: return {0x2e, 0x9e, 0x4f};
-        case Tier::watch: return {0xb5, 0x89, 0x00};
-        case Tier::warning: return {0xe0, 0x7b, 0x00};
-        case Tier::failing: return {0xd9, 0x30, 0x25};
-        case Tier::failed: return {0xa5, 0x0e, 0x0e};
-        case Tier::limited: return {0x8e, 0x8e, 0x93};
-    }
-    return kSecondary;
-}
+QColor colour(Tier tier) { return tierColour(tier); }
 
 QColor colour(IndicatorStatus status) {
     switch (status) {

@@ -3,6 +3,8 @@
 // real, selectable text and embedded fonts, or as PNG; and the cards as PNG. Drawn with
 // Qt's painter on its offscreen platform, so no display is needed, in the one font the
 // program ships with (DejaVu Sans), so a page looks the same on every machine.
+#include <QColor>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +33,9 @@ std::optional<std::string> reportPDF(const DriveShare& share, const std::string&
 /// The report's pages one under the other as a PNG, at `scale` pixels per point; with
 /// `page` only that page (from 0).
 std::optional<std::string> reportPNG(const DriveShare& share, double scale, std::optional<int> page = std::nullopt);
+
+/// The one colour of each tier, for the reports, the cards and the tray icon.
+QColor tierColour(drivekit::Tier tier);
 
 enum class Card { health, benchmark, scan };
 /// A card as a PNG at `scale` pixels per point; nothing when the drive has nothing for
