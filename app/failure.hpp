@@ -1,8 +1,8 @@
 #pragma once
 // Why the core couldn't do what a front end asked: one closed set for every request
 // (check, self-test, list, watch, scan), each case with the data its sentence needs.
-// The core never words a failure for a terminal or a window; each front end turns a
-// Failure into its own sentence (and the command line into its exit code) in one place.
+// Its sentences are in one table for every front end (failure_text.hpp); the command line
+// adds its exit code.
 #include <string>
 
 namespace app {

@@ -1,77 +1,46 @@
 #include "cli/failure_text.hpp"
 
-#include <cstring>
-
+#include "app/failure_text.hpp"
 #include "cli/exit_codes.hpp"
 
 namespace cli {
 
-Said said(const app::Failure& f) {
+namespace {
+
+int exitCode(app::Failure::Kind kind) {
     using Kind = app::Failure::Kind;
-    const std::string dev = "/dev/" + f.device;
-    switch (f.kind) {
-        case Kind::noSuchDevice:
-            return {"no such device: " + dev + ".", exitNoDevice};
-        case Kind::partition:
-            return {dev + " is a partition; check the whole drive instead.", exitNotSupported};
-        case Kind::unknownKind:
-            return {dev + " is neither an NVMe nor a SATA or USB drive; Vantrel can't read its health.",
-                    exitNotSupported};
-        case Kind::noDrives:
-            return {f.detail.empty() ? "this computer has no drives to list." : f.detail, exitNoDevice};
-        case Kind::needsRoot:
-            return {"Reading " + dev +
-                        " needs root: run it with sudo, or install Vantrel's service (the vantrel package) to "
-                        "read drives as yourself.",
-                    exitNoPermission};
-        case Kind::notAuthorized:
-            return {"The system's policy didn't let Vantrel's service do this to " + dev +
-                        " (polkit said no). Authenticate when asked, or run it with sudo.",
-                    exitNoPermission};
-        case Kind::cantOpen:
-            return {dev + " can't be opened: " + std::strerror(f.error) + ".", exitReadFailed};
-        case Kind::noSCSI:
-            return {dev + " can't take SCSI commands on this computer.", exitNotSupported};
-        case Kind::noPassThrough:
-            if (f.usb) return {dev + ": This enclosure doesn't pass health requests through to the drive.", exitNotSupported};
-            return {dev + " doesn't answer ATA health requests.", exitNotSupported};
-        case Kind::unusableIdentify:
-            return {dev + ": unusable IDENTIFY data (" + std::to_string(f.bytes) + " bytes).", exitNotSupported};
-        case Kind::notSupported:
-            return {dev + ": " + f.detail, exitNotSupported};
-        case Kind::readFailed:
-            return {dev + ": " + f.detail + (f.detail.ends_with('.') ? "" : "."), exitReadFailed};
-        case Kind::asleep:
-            return {dev + " is asleep, and Vantrel doesn't wake a sleeping disk. Add --wake to read it.", exitAsleep};
-        case Kind::noCapture:
-            return {dev + ": this computer offers no way to take over USB devices.", exitNotSupported};
-        case Kind::notUSB:
-            return {dev + " isn't a USB drive; only USB drives are read by capture.", exitNotSupported};
-        case Kind::captureRefused:
-            return {dev + ": " + f.detail, exitNotSupported};
-        case Kind::captureFailed:
-            return {dev + ": " + f.detail, exitReadFailed};
-        case Kind::captureDeviceGone:
-            return {dev + ": " + f.detail, exitNoDevice};
-        case Kind::interrupted:
-            return {"interrupted; " + dev + (f.taken ? " was given back to Linux." : " was not taken over."),
-                    exitReadFailed};
-        case Kind::noSelfTests:
-            return {dev + " has no self-tests Vantrel can run; they are for SATA and USB drives.", exitNotSupported};
-        case Kind::selfTestRunning:
-            return {"A self-test is running on " + dev + " (" + std::to_string(f.percent) +
-                        "% done). Starting another would end it: add --abort to do that anyway.",
-                    exitBusy};
-        case Kind::selfTestNotStarted:
-            return {"The drive didn't start its self-test. Try again in a moment.", exitReadFailed};
-        case Kind::selfTestNotCancelled:
-            return {dev + " didn't take the request to end its self-test; it runs on to its end.", exitReadFailed};
-        case Kind::cantWatch:
-            return {"can't watch for drives: " + f.detail + ".", exitReadFailed};
-        case Kind::noDirectReads:
-            return {dev + " can't be read past the system's cache.", exitReadFailed};
+    switch (kind) {
+        case Kind::noSuchDevice: return exitNoDevice;
+        case Kind::partition: return exitNotSupported;
+        case Kind::unknownKind: return exitNotSupported;
+        case Kind::noDrives: return exitNoDevice;
+        case Kind::needsRoot: return exitNoPermission;
+        case Kind::notAuthorized: return exitNoPermission;
+        case Kind::cantOpen: return exitReadFailed;
+        case Kind::noSCSI: return exitNotSupported;
+        case Kind::noPassThrough: return exitNotSupported;
+        case Kind::unusableIdentify: return exitNotSupported;
+        case Kind::notSupported: return exitNotSupported;
+        case Kind::readFailed: return exitReadFailed;
+        case Kind::asleep: return exitAsleep;
+        case Kind::noCapture: return exitNotSupported;
+        case Kind::notUSB: return exitNotSupported;
+        case Kind::captureRefused: return exitNotSupported;
+        case Kind::captureFailed: return exitReadFailed;
+        case Kind::captureDeviceGone: return exitNoDevice;
+        case Kind::interrupted: return exitReadFailed;
+        case Kind::noSelfTests: return exitNotSupported;
+        case Kind::selfTestRunning: return exitBusy;
+        case Kind::selfTestNotStarted: return exitReadFailed;
+        case Kind::selfTestNotCancelled: return exitReadFailed;
+        case Kind::cantWatch: return exitReadFailed;
+        case Kind::noDirectReads: return exitReadFailed;
     }
-    return {dev + ": the health read failed.", exitReadFailed};
+    return exitReadFailed;
 }
+
+}  // namespace
+
+Said said(const app::Failure& failure) { return {app::FailureText::sentence(failure), exitCode(failure.kind)}; }
 
 }  // namespace cli

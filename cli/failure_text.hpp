@@ -1,6 +1,6 @@
 #pragma once
-// The command line's words for the core's failures: one sentence and one exit code for
-// each case, in one switch.
+// The command line's answer to the core's failures: the shared sentence and an exit code
+// for each case.
 #include <string>
 
 #include "app/failure.hpp"

@@ -26,47 +26,13 @@ constexpr std::string_view usage =
     "  --capture  read a USB drive by taking it from its kernel driver (root; its volumes are\n"
     "             unmounted for the scan and mounted again after)\n";
 
-std::string duration(double seconds) {
-    const auto whole = static_cast<long long>(seconds + 0.5);
-    if (whole >= 3600) return drivekit::text::format("%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60, whole % 60);
-    return drivekit::text::format("%lld:%02lld", whole / 60, whole % 60);
-}
-
-std::string progressLine(const Result& r) {
-    const double mbps = r.seconds > 0 ? static_cast<double>(r.bytesRead) / r.seconds / 1e6 : 0;
-    std::string left = "--:--";
-    if (r.readsDone > 0 && r.readsPlanned > r.readsDone && r.seconds > 0) {
-        left = duration(r.seconds / static_cast<double>(r.readsDone) * static_cast<double>(r.readsPlanned - r.readsDone));
-    }
-    return drivekit::text::format("\r%5.1f%%  %7.1f MB/s  %lld unreadable  %lld slow  %s left ", r.fraction() * 100,
-                                  mbps, static_cast<long long>(r.unreadableCount()),
-                                  static_cast<long long>(r.slowReads), left.c_str());
-}
-
 void printTable(const app::ScanRun::Outcome& outcome, std::ostream& out) {
     const Result& r = *outcome.result;
-    const double mbps = r.seconds > 0 ? static_cast<double>(r.bytesRead) / r.seconds / 1e6 : 0;
-    out << "Drive        /dev/" << outcome.kernelName << '\n'
-        << "Mode         " << drivekit::surface_scan::modeName(r.mode) << '\n'
-        << "Reads        " << r.readsDone << " of " << r.readsPlanned
-        << (r.reads ? " with " + drivekit::surface_scan::text(*r.reads) : std::string()) << '\n'
-        << "Read         " << drivekit::text::format("%.1f GB in %s, %.1f MB/s", static_cast<double>(r.bytesRead) / 1e9,
-                                                     duration(r.seconds).c_str(), mbps)
-        << '\n'
-        << "Unreadable   " << r.unreadableCount() << '\n';
-    for (const std::uint64_t lba : r.unreadable) out << "  block " << lba << '\n';
-    out << "Slow reads   " << r.slowReads << drivekit::text::format(" (slowest %.0f ms)", r.slowestMs) << '\n';
-    if (r.stopped) out << "Stopped      " << *r.stopped << '\n';
-    // The scan's cost to this program, from its samples of one a second.
-    const auto& cost = outcome.usage;
-    if (!cost.cpu.empty()) {
-        double sum = 0;
-        for (const double share : cost.cpu) sum += share;
-        const auto peak = *std::max_element(cost.memory.begin(), cost.memory.end());
-        out << "Own cost     "
-            << drivekit::text::format("%.1f%% of a core on average, %.0f MB of memory at most",
-                                      sum / static_cast<double>(cost.cpu.size()), static_cast<double>(peak) / 1e6)
-            << '\n';
+    for (const auto& row : app::ScanWording::resultRows(outcome.kernelName, r, outcome.usage)) {
+        out << drivekit::text::format("%-13s", row.label.c_str()) << row.value << '\n';
+        if (row.blocksFollow) {
+            for (const std::uint64_t lba : r.unreadable) out << "  block " << lba << '\n';
+        }
     }
 }
 
@@ -136,7 +102,7 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
         platform, *device, mode, [] { return StopOnSignals::requested(); },
         [&](const Result& r) {
             if (!live) return;
-            err << progressLine(r) << std::flush;
+            err << '\r' << app::ScanWording::progressLine(r) << std::flush;
             midLine = true;
         });
     if (midLine) err << '\n';

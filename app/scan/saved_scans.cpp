@@ -1,5 +1,6 @@
 #include "app/scan/saved_scans.hpp"
 
+#include <algorithm>
 #include <cstring>
 
 #include "drivekit/core/text.hpp"
@@ -105,6 +106,55 @@ std::string summaryLine(const std::string& driveName, const drivekit::surface_sc
                                   method.c_str(), static_cast<long long>(result.unreadableCount()),
                                   static_cast<long long>(result.slowReads), result.slowestMs, result.seconds,
                                   tail.c_str(), limit.c_str());
+}
+
+namespace {
+
+std::string duration(double seconds) {
+    const auto whole = static_cast<long long>(seconds + 0.5);
+    if (whole >= 3600) return drivekit::text::format("%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60, whole % 60);
+    return drivekit::text::format("%lld:%02lld", whole / 60, whole % 60);
+}
+
+double megabytesPerSecond(const drivekit::surface_scan::Result& r) {
+    return r.seconds > 0 ? static_cast<double>(r.bytesRead) / r.seconds / 1e6 : 0;
+}
+
+}  // namespace
+
+std::string progressLine(const drivekit::surface_scan::Result& r) {
+    std::string left = "--:--";
+    if (r.readsDone > 0 && r.readsPlanned > r.readsDone && r.seconds > 0) {
+        left = duration(r.seconds / static_cast<double>(r.readsDone) * static_cast<double>(r.readsPlanned - r.readsDone));
+    }
+    return drivekit::text::format("%5.1f%%  %7.1f MB/s  %lld unreadable  %lld slow  %s left ", r.fraction() * 100,
+                                  megabytesPerSecond(r), static_cast<long long>(r.unreadableCount()),
+                                  static_cast<long long>(r.slowReads), left.c_str());
+}
+
+std::vector<ResultRow> resultRows(const std::string& kernelName, const drivekit::surface_scan::Result& r,
+                                  const ScanUsage& usage) {
+    std::vector<ResultRow> rows{
+        {"Drive", "/dev/" + kernelName},
+        {"Mode", drivekit::surface_scan::modeName(r.mode)},
+        {"Reads", std::to_string(r.readsDone) + " of " + std::to_string(r.readsPlanned) +
+                      (r.reads ? " with " + drivekit::surface_scan::text(*r.reads) : std::string())},
+        {"Read", drivekit::text::format("%.1f GB in %s, %.1f MB/s", static_cast<double>(r.bytesRead) / 1e9,
+                                        duration(r.seconds).c_str(), megabytesPerSecond(r))},
+        {"Unreadable", std::to_string(r.unreadableCount()), true},
+        {"Slow reads", std::to_string(r.slowReads) + drivekit::text::format(" (slowest %.0f ms)", r.slowestMs)},
+    };
+    if (r.stopped) rows.push_back({"Stopped", *r.stopped});
+    // The scan's cost to this program, from its samples of one a second.
+    if (!usage.cpu.empty() && !usage.memory.empty()) {
+        double sum = 0;
+        for (const double share : usage.cpu) sum += share;
+        const auto peak = *std::max_element(usage.memory.begin(), usage.memory.end());
+        rows.push_back({"Own cost", drivekit::text::format("%.1f%% of a core on average, %.0f MB of memory at most",
+                                                           sum / static_cast<double>(usage.cpu.size()),
+                                                           static_cast<double>(peak) / 1e6)});
+    }
+    return rows;
 }
 
 }  // namespace ScanWording

@@ -8,7 +8,9 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "app/scan/scan_usage.hpp"
 #include "drivekit/core/json.hpp"
 #include "drivekit/scan/surface_scan.hpp"
 #include "platform/file_store.hpp"
@@ -54,6 +56,22 @@ namespace ScanWording {
 /// slowest 12 ms, 1 s (Linux reads 512 KB at once)".
 std::string summaryLine(const std::string& driveName, const drivekit::surface_scan::Result& result,
                         std::optional<std::int64_t> maxBytes);
+
+/// " 42.0%    512.3 MB/s  0 unreadable  0 slow  1:23 left ": a scan under way, in columns
+/// that keep their width as the figures change.
+std::string progressLine(const drivekit::surface_scan::Result& result);
+
+/// One line of a finished scan's table: "Mode", "quick".
+struct ResultRow {
+    std::string label;
+    std::string value;
+    /// The unreadable blocks are listed under this row.
+    bool blocksFollow = false;
+};
+
+/// A finished scan of /dev/`kernelName`, with what it cost the program when sampled.
+std::vector<ResultRow> resultRows(const std::string& kernelName, const drivekit::surface_scan::Result& result,
+                                  const ScanUsage& usage);
 
 }  // namespace ScanWording
 
