@@ -30,9 +30,11 @@ std::filesystem::path defaultDemoFile() {
 
 Machine demoMachine(platform::DemoMachine& demo, drivekit::Locale locale) {
     OpenSCSI openSCSI = [&demo](std::string_view name) { return demo.openSCSI(name); };
-    return Machine{demo.sysfs(),        demo.nvme(),    std::move(locale),
-                   std::move(openSCSI), &demo.mounts(), &demo.blockProbe(),
-                   &demo.volumeSpace(), &demo.clock(),  demo.workingDirectory()};
+    Machine machine{demo.sysfs(),        demo.nvme(),    std::move(locale),
+                    std::move(openSCSI), &demo.mounts(), &demo.blockProbe(),
+                    &demo.volumeSpace(), &demo.clock(),  demo.workingDirectory()};
+    machine.benchFiles = &demo.benchFiles();
+    return machine;
 }
 
 }  // namespace app

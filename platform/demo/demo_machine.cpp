@@ -451,7 +451,7 @@ platform::Result<std::unique_ptr<platform::SCSIDrive>, int> DemoMachine::openSCS
     const auto it = scsiDisks_.find(bsdName);
     if (it == scsiDisks_.end()) return platform::Unexpected(ENOENT);
     return std::unique_ptr<platform::SCSIDrive>(
-        std::make_unique<SimSCSIDrive>(it->first, it->second));
+        std::make_unique<SimSCSIDrive>(it->first, it->second, &scsiLock_));
 }
 
 }  // namespace platform

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -19,6 +20,7 @@
 #include "platform/scsi_drive.hpp"
 #include "platform/block_probe.hpp"
 #include "platform/clock.hpp"
+#include "platform/demo/demo_bench_files.hpp"
 #include "platform/demo/demo_clock.hpp"
 #include "platform/demo/demo_mounts.hpp"
 #include "platform/demo/demo_nvme_admin.hpp"
@@ -50,6 +52,8 @@ class DemoMachine {
     const BlockProbe& blockProbe() const { return probe_; }
     const VolumeSpace& volumeSpace() const { return space_; }
     const Clock& clock() const { return clock_; }
+    /// Benchmark files that write nothing of size and move the clock on instead.
+    BenchFiles& benchFiles() { return benchFiles_; }
     /// The folder the machine's user works in, absolute; empty when not described.
     const std::string& workingDirectory() const { return workingDirectory_; }
 
@@ -70,9 +74,12 @@ class DemoMachine {
     DemoBlockProbe probe_;
     DemoVolumeSpace space_;
     DemoClock clock_;
+    DemoBenchFiles benchFiles_{clock_};
     std::string workingDirectory_;
     // Mutable: a disk counts the commands it is sent and keeps its last sense.
     mutable std::map<std::string, SimATADisk, std::less<>> scsiDisks_;
+    // Held by each command to a disk: a pass and a scan may talk to one at once.
+    mutable std::mutex scsiLock_;
 };
 
 }  // namespace platform

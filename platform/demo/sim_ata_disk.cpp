@@ -210,7 +210,8 @@ Reply SimATADisk::ataPassThrough(ByteView cdb) {
     }
 }
 
-SimSCSIDrive::SimSCSIDrive(std::string name, SimATADisk& disk) : name_(std::move(name)), disk_(disk) {}
+SimSCSIDrive::SimSCSIDrive(std::string name, SimATADisk& disk, std::mutex* guard)
+    : name_(std::move(name)), disk_(disk), guard_(guard) {}
 
 SimSCSIDrive::Answer SimSCSIDrive::command(ByteView cdb, std::int64_t dataIn, double) {
     const std::string what = "/dev/" + name_ + " " + cdbText(cdb);
@@ -218,7 +219,11 @@ SimSCSIDrive::Answer SimSCSIDrive::command(ByteView cdb, std::int64_t dataIn, do
         log_.note(what + ": not sent (bad command block or length)");
         return Unexpected(Failure{"The command didn't reach the drive."});
     }
-    Reply reply = disk_.execute(cdb);
+    Reply reply = [&] {
+        if (guard_ == nullptr) return disk_.execute(cdb);
+        const std::lock_guard hold(*guard_);
+        return disk_.execute(cdb);
+    }();
     if (reply.status == checkCondition) {
         const auto sense = Sense::decode(reply.sense);
         // Registers asked for by the check-condition bit are the answer, not a failure.

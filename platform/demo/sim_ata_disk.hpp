@@ -14,6 +14,7 @@
 // `SimSCSIDrive` is one open connection to it, with failures worded like those of the
 // kernel's SCSI pass-through ("The drive refused the command.") and the sense in `log()`.
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -88,7 +89,9 @@ Bytes fixedSense(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq);
 class SimSCSIDrive final : public SCSIDrive {
 public:
     /// `name` is the kernel name used in log lines; the disk must outlive the drive.
-    SimSCSIDrive(std::string name, SimATADisk& disk);
+    /// Connections that share a disk from several threads share `guard` too: the disk
+    /// records every command it is sent.
+    SimSCSIDrive(std::string name, SimATADisk& disk, std::mutex* guard = nullptr);
 
     Answer command(ByteView cdb, std::int64_t dataIn, double timeoutSeconds) override;
     DiagnosticsLog& log() override { return log_; }
@@ -96,6 +99,7 @@ public:
 private:
     std::string name_;
     SimATADisk& disk_;
+    std::mutex* guard_;
     DiagnosticsLog log_;
 };
 
