@@ -28,6 +28,7 @@
 #include "desktop/tray/tray.hpp"
 #include "desktop/window/appearance.hpp"
 #include "desktop/window/main_window.hpp"
+#include "platform/linux/linux_proc_files.hpp"
 #include "drivekit/core/text.hpp"
 
 namespace {
@@ -72,8 +73,15 @@ int run(QApplication& application, app::Machine& machine, bool demo, Launch laun
     desktop::applyAppearance(store.prefs().appearance, system);
 
     desktop::WindowContext context{store, session.timers(), machine.locale, session.paths(),
-                                   QDateTime::currentDateTime().offsetFromUtc(), {}, {}, {}};
+                                   QDateTime::currentDateTime().offsetFromUtc(), {}, {}, {}, nullptr, nullptr, {}};
     context.system = [&session] { return session.systemStats(); };
+    context.machine = &machine;
+    // What a scan costs this program is read from its own /proc, on the demo machine too.
+    const platform::LinuxProcFiles ownProc;
+    context.ownProc = machine.procFiles ? machine.procFiles.get() : &ownProc;
+    context.chooseFolder = [](const QString& from) {
+        return QFileDialog::getExistingDirectory(nullptr, QString(), from.isEmpty() ? QDir::homePath() : from);
+    };
     if (demo) context.drawPrefix = {demoWord};
     context.saveAs = [](const QString& suggested, const QString& kind) {
         return QFileDialog::getSaveFileName(nullptr, QString(), QDir::home().filePath(suggested),

@@ -21,6 +21,8 @@ std::string pageTitle(Page page) {
         case Page::report: return std::string(Wording::report);
         case Page::settings: return std::string(Wording::settings);
         case Page::about: return std::string(Wording::about);
+        case Page::scan: return std::string(Wording::scanTitle);
+        case Page::bench: return std::string(Wording::benchTitle);
     }
     return {};
 }

@@ -14,8 +14,8 @@
 namespace desktop {
 
 /// The pages of the main window, in the sidebar's order (settings and about sit in its
-/// footer).
-enum class Page { overview, swap, writes, forecast, history, healthData, report, settings, about };
+/// footer; the scan and the benchmark come forward when the user asks for one).
+enum class Page { overview, swap, writes, forecast, history, healthData, report, settings, about, scan, bench };
 
 struct PageEntry {
     Page page;

@@ -185,7 +185,35 @@ inline constexpr std::string_view reportLine =
 inline constexpr std::string_view savePDF = "Save as PDF…";
 inline constexpr std::string_view savePNG = "Save as PNG…";
 inline constexpr std::string_view reportSaved = "Saved to %@.";
+inline constexpr std::string_view whatsInIt = "What’s in it: %@";
 inline constexpr std::string_view reportFailed = "The report couldn’t be made: %@";
+
+// The surface scan and the benchmark.
+inline constexpr std::string_view scanSurface = "Scan surface…";
+inline constexpr std::string_view runBenchmark = "Run benchmark…";
+inline constexpr std::string_view scanTitle = "Surface scan";
+inline constexpr std::string_view scanOf = "Surface scan: %@";
+inline constexpr std::string_view scanLine =
+    "Reads the drive from end to end and marks every part that can’t be read or reads slowly. It never writes "
+    "to the drive, and the drive stays in use while it runs.";
+inline constexpr std::string_view quickScan = "Quick: up to 2,048 reads spread over the drive";
+inline constexpr std::string_view fullScan = "Full: every block, which can take hours";
+inline constexpr std::string_view scanMode = "How much to read";
+inline constexpr std::string_view start = "Start";
+inline constexpr std::string_view cancel = "Cancel";
+inline constexpr std::string_view scanMap = "Scan map";
+inline constexpr std::string_view cost = "Cost to Vantrel";
+inline constexpr std::string_view ownUse = "%@% of a core · %@ MB of memory";
+inline constexpr std::string_view benchTitle = "Benchmark";
+inline constexpr std::string_view benchLine =
+    "Writes a 1 GB test file in the folder, reads it back past the system’s cache and removes it: four tests, "
+    "three runs each. It needs 2 GB free.";
+inline constexpr std::string_view folder = "Folder";
+inline constexpr std::string_view chooseFolder = "Choose…";
+inline constexpr std::string_view noFolder = "Choose a folder on the drive to measure.";
+inline constexpr std::string_view benchRun = "Run %@ of %@ · %@ · %@ · %@";
+inline constexpr std::string_view benchStopped = "Stopped. The test file is removed and nothing was saved.";
+inline constexpr std::string_view benchFileLeft = "The test file %@ couldn’t be removed.";
 
 // About and the notice.
 inline constexpr std::string_view aboutLine =

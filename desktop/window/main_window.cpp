@@ -1,6 +1,7 @@
 #include "desktop/window/main_window.hpp"
 
 #include <QAction>
+#include <QCloseEvent>
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -18,6 +19,7 @@
 #include "desktop/model/system_page.hpp"
 #include "desktop/window/appearance.hpp"
 #include "desktop/window/pages.hpp"
+#include "desktop/window/run_pages.hpp"
 #include "desktop/window/settings_page.hpp"
 
 namespace desktop {
@@ -120,12 +122,17 @@ MainWindow::MainWindow(WindowContext& context, Options options, QWidget* parent)
     add(Page::writes, new WritesPage(context_));
     add(Page::forecast, new ForecastPage(context_));
     add(Page::history, new HistoryPage(context_));
-    add(Page::healthData, new HealthDataPage(context_));
+    auto* healthData = new HealthDataPage(context_);
+    healthData->scanRequested = [this] { showPage(Page::scan); };
+    healthData->benchRequested = [this] { showPage(Page::bench); };
+    add(Page::healthData, healthData);
     auto* settings = new SettingsPage(context_, options_.system);
     settings->changed = [this] { refresh(); };
     add(Page::report, new ReportPage(context_));
     add(Page::settings, settings);
     add(Page::about, new AboutPage(context_));
+    add(Page::scan, new ScanPage(context_));
+    add(Page::bench, new BenchPage(context_));
 
     auto* splitter = new QSplitter(this);
     splitter->addWidget(sidebar);
@@ -139,6 +146,7 @@ MainWindow::MainWindow(WindowContext& context, Options options, QWidget* parent)
         if (filling_ || row < 0 || row >= static_cast<int>(rows_.size())) return;
         context_.store.select(rows_[static_cast<std::size_t>(row)].id);
         if (page_ == Page::settings || page_ == Page::about) showPage(Page::overview);
+        // A run under way keeps its page; between runs it follows the drive.
         refresh();
     });
     QObject::connect(pages_, &QListWidget::currentItemChanged, this, [this](QListWidgetItem* item) {
@@ -168,7 +176,12 @@ MainWindow::MainWindow(WindowContext& context, Options options, QWidget* parent)
 void MainWindow::fillContextMenu(QMenu& menu, int row) {
     QAction* all = menu.addAction(q(Wording::checkEveryDrive));
     QObject::connect(all, &QAction::triggered, this, [this] { context_.store.refresh(); });
-    if (row < 0 || row >= static_cast<int>(rows_.size()) || !rows_[static_cast<std::size_t>(row)].usb) return;
+    if (row < 0 || row >= static_cast<int>(rows_.size())) return;
+    for (const auto& [page, text] : {std::pair{Page::scan, Wording::scanSurface}, std::pair{Page::bench, Wording::runBenchmark}}) {
+        QAction* run = menu.addAction(q(text));
+        QObject::connect(run, &QAction::triggered, this, [this, page, row] { openRun(page, row); });
+    }
+    if (!rows_[static_cast<std::size_t>(row)].usb) return;
     const std::string id = rows_[static_cast<std::size_t>(row)].id;
     QAction* read = menu.addAction(q(Wording::readHealthNow));
     QObject::connect(read, &QAction::triggered, this, [this, id] {
@@ -176,6 +189,22 @@ void MainWindow::fillContextMenu(QMenu& menu, int row) {
             if (drive.id == id) context_.store.startUSBRead(drive, false);
         }
     });
+}
+
+void MainWindow::openRun(Page page, int row) {
+    if (row >= 0 && row < static_cast<int>(rows_.size())) {
+        context_.store.select(rows_[static_cast<std::size_t>(row)].id);
+        refresh();
+    }
+    showPage(page);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    // A scan or a benchmark is the window's: closing it stops them. Their threads are
+    // joined when the pages go, at the latest as the program ends.
+    static_cast<ScanPage*>(views_[Page::scan])->cancel();
+    static_cast<BenchPage*>(views_[Page::bench])->cancel();
+    QMainWindow::closeEvent(event);
 }
 
 PageView* MainWindow::pageView(Page page) const {

@@ -45,8 +45,13 @@ class MainWindow final : public QMainWindow {
     /// The sidebar's context menu of a drive row, as it would open.
     void fillContextMenu(class QMenu& menu, int row);
 
+    /// Brings the scan or the benchmark of the drive in `row` forward (the selection moves
+    /// to it); nothing starts until the user presses Start.
+    void openRun(Page page, int row);
+
   protected:
     void changeEvent(QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
 
   private:
     void refresh();

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "app/drive_summary.hpp"
+#include "app/machine.hpp"
 #include "app/store/drive_store.hpp"
 #include "app/store/state_files.hpp"
 #include "app/store/system_stats.hpp"
@@ -30,6 +31,13 @@ struct WindowContext {
     std::vector<std::string> drawPrefix;
     /// Asks where to save a file of this kind ("pdf", "png"); empty when the user didn't say.
     std::function<QString(const QString& suggested, const QString& kind)> saveAs;
+    /// The machine the store reads, for what a page starts itself: a report's contents, a
+    /// surface scan, a benchmark. None: those pages only show what the store has.
+    app::Machine* machine = nullptr;
+    /// This program's own /proc, for what a scan costs it while it runs; none: not shown.
+    const platform::ProcFiles* ownProc = nullptr;
+    /// Asks for a folder, starting at `from`; empty when the user didn't choose one.
+    std::function<QString(const QString& from)> chooseFolder;
 };
 
 class PageView : public QWidget {

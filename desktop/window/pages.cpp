@@ -29,7 +29,10 @@
 #include "desktop/model/writes_page.hpp"
 #include "app/writes/app_writes.hpp"
 #include "desktop/window/appearance.hpp"
+#include "desktop/window/job.hpp"
 #include "drivekit/core/version.hpp"
+#include "reports/gather.hpp"
+#include "reports/report_plan.hpp"
 
 namespace desktop {
 
@@ -577,6 +580,18 @@ HealthDataPage::HealthDataPage(WindowContext& context, QWidget* parent) : PageVi
     auto* testsLayout = new QVBoxLayout(testsTab);
     tests_ = table(testsTab, {q(Wording::test), q(Wording::result), q(Wording::atHours)}, q(Wording::tabTests));
     diagnostics_ = new QFormLayout();
+    auto* runs = new QHBoxLayout();
+    for (const auto& [text, scan] : {std::pair{Wording::scanSurface, true}, std::pair{Wording::runBenchmark, false}}) {
+        auto* button = new QPushButton(q(text), testsTab);
+        button->setAccessibleName(q(text));
+        QObject::connect(button, &QPushButton::clicked, this, [this, scan] {
+            const auto& asked = scan ? scanRequested : benchRequested;
+            if (asked) asked();
+        });
+        runs->addWidget(button);
+    }
+    runs->addStretch();
+    testsLayout->addLayout(runs);
     testsLayout->addLayout(diagnostics_);
     testsLayout->addWidget(tests_);
     tabs_->addTab(summary_, q(Wording::tabSummary));
@@ -612,7 +627,7 @@ void HealthDataPage::update(const app::DriveSummary* drive) {
     // A tab the drive has nothing for is left out rather than shown empty.
     tabs_->setTabVisible(1, !shown.indicators.empty());
     tabs_->setTabVisible(2, !shown.log.empty());
-    tabs_->setTabVisible(3, !shown.tests.empty() || !shown.diagnostics.empty());
+    // Tests always shows: it is where a scan or a benchmark is started.
 }
 
 // ---------------------------------------------------------------- Health report
@@ -630,10 +645,14 @@ ReportPage::ReportPage(WindowContext& context, QWidget* parent) : PageView(conte
         buttons->addWidget(button);
     }
     buttons->addStretch();
+    contents_ = label(this);
+    contents_->hide();
     status_ = label(this);
     status_->hide();
+    job_ = new Job(this);
     layout->addWidget(title_);
     layout->addWidget(line);
+    layout->addWidget(contents_);
     layout->addLayout(buttons);
     layout->addWidget(status_);
     layout->addStretch();
@@ -650,10 +669,34 @@ ReportPage::~ReportPage() {
 
 void ReportPage::update(const app::DriveSummary* drive) {
     if (drive == nullptr) return;
-    if (drive->bsdName != bsdName_) status_->hide();
+    if (drive->bsdName != bsdName_) {
+        status_->hide();
+        contents_->hide();
+    }
     bsdName_ = drive->bsdName;
     name_ = drive->name;
     title_->setText(q(Wording::report) + QStringLiteral(": ") + q(name_));
+    plan();
+}
+
+void ReportPage::plan() {
+    if (context_.machine == nullptr || job_->running()) return;
+    // Gathered as the report command gathers it, so that the sentence names what the file
+    // will hold: the drive read as the list reads it, its readings, its last scan and run.
+    const reports::ShareRequest request{bsdName_, false, context_.paths.readings(), context_.paths.data};
+    auto sentence = std::make_shared<std::string>();
+    job_->start(
+        [machine = context_.machine, request, sentence] {
+            const auto share = reports::shareOf(*machine, request);
+            if (!share) return;
+            *sentence = reports::ReportPlan::make(*share).whatsInIt(share->summary.tier == drivekit::Tier::limited);
+        },
+        [this, sentence, asked = bsdName_] {
+            // The selection moved on while it was read: the next one is read now.
+            if (asked != bsdName_) return plan();
+            contents_->setText(q(Wording::fill(Wording::whatsInIt, {*sentence})));
+            contents_->setVisible(!sentence->empty());
+        });
 }
 
 void ReportPage::save(const QString& format) {

@@ -114,6 +114,9 @@ class HealthDataPage final : public PageView {
     explicit HealthDataPage(WindowContext& context, QWidget* parent = nullptr);
     void update(const app::DriveSummary* drive) override;
     QTabWidget* tabs() const { return tabs_; }
+    /// The Tests tab's buttons: the window brings the scan or the benchmark forward.
+    std::function<void()> scanRequested;
+    std::function<void()> benchRequested;
 
   private:
     QTabWidget* tabs_;
@@ -132,8 +135,12 @@ class ReportPage final : public PageView {
 
   private:
     void save(const QString& format);
+    /// Reads what the report of the shown drive would hold, off the GUI thread.
+    void plan();
     QLabel* title_;
+    QLabel* contents_;
     QLabel* status_;
+    class Job* job_;
     std::string bsdName_;
     std::string name_;
 };

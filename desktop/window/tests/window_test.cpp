@@ -13,7 +13,9 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
+#include <QProgressBar>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QSlider>
 #include <QSpinBox>
 #include <QTabWidget>
@@ -37,8 +39,11 @@
 #include "desktop/tests/support/demo_drives.hpp"
 #include "desktop/window/appearance.hpp"
 #include "desktop/window/main_window.hpp"
+#include "desktop/window/job.hpp"
 #include "desktop/window/pages.hpp"
+#include "desktop/window/run_pages.hpp"
 #include "desktop/window/settings_page.hpp"
+#include "platform/linux/linux_proc_files.hpp"
 
 // On X, Qt talks to the session bus (accessibility, the desktop's theme) through libdbus,
 // which keeps a buffer to the end of the process; the leak checker is told so.
@@ -221,7 +226,7 @@ class Window : public ::testing::Test {
         for (int i = 0; i < 200 && !done; ++i) QApplication::processEvents(QEventLoop::AllEvents, 10);
         ASSERT_TRUE(done);
         context = std::make_unique<WindowContext>(
-            WindowContext{session->store(), session->timers(), drivekit::Locale{"en_US"}, paths, 0, {}, {}, {}});
+            WindowContext{session->store(), session->timers(), drivekit::Locale{"en_US"}, paths, 0, {}, {}, {}, nullptr, nullptr, {}});
         // The demo machine has no /proc of its own: the Swap page and the footer get figures
         // made up here.
         context->system = [] {
@@ -234,6 +239,8 @@ class Window : public ::testing::Test {
             return std::optional(stats);
         };
         context->drawPrefix = {"--demo"};
+        context->machine = demo.machine.get();
+        context->ownProc = &ownProc;
         context->saveAs = [this](const QString& suggested, const QString&) { return home.filePath(suggested); };
         system = QApplication::palette();
         window = std::make_unique<MainWindow>(*context, MainWindow::Options{false, system, true, true});
@@ -256,6 +263,7 @@ class Window : public ::testing::Test {
     }
 
     QTemporaryDir home;
+    platform::LinuxProcFiles ownProc;
     testing::DemoDrives demo;
     app::StatePaths paths;
     std::unique_ptr<app::StoreSession> session;
@@ -273,6 +281,37 @@ void choose(MainWindow& window, const QString& name) {
     }
 }
 
+int rowOf(app::DriveStore& store, const std::string& bsdName) {
+    const auto drives = store.visibleDrives();
+    for (std::size_t row = 0; row < drives.size(); ++row) {
+        if (drives[row].bsdName == bsdName) return static_cast<int>(row);
+    }
+    return -1;
+}
+
+QStringList texts(QWidget* page) {
+    QStringList all;
+    for (auto* label : page->findChildren<QLabel*>()) {
+        if (label->isVisible()) all << label->text();
+    }
+    return all;
+}
+
+QPushButton* button(QWidget* page, std::string_view text) {
+    for (auto* button : page->findChildren<QPushButton*>()) {
+        if (button->text() == q(text)) return button;
+    }
+    ADD_FAILURE() << "no button " << text;
+    return nullptr;
+}
+
+// Waits for the page's run to end, by its job's signal.
+bool ends(Job& job) {
+    if (!job.running()) return true;
+    QSignalSpy finished(&job, &Job::finished);
+    return finished.wait(120'000);
+}
+
 TEST_F(Window, EveryPageAndTabShowsTheStoresDataInBothAppearances) {
     QDir().mkpath(VANTREL_SCREENSHOTS);
     // The internal SSD has a forecast and a health log; the failing SATA disk indicators,
@@ -286,7 +325,7 @@ TEST_F(Window, EveryPageAndTabShowsTheStoresDataInBothAppearances) {
             settle();
             EXPECT_EQ(isDark(window->palette()), std::string(shade) == "dark");
             for (const Page page : {Page::overview, Page::swap, Page::writes, Page::forecast, Page::history, Page::healthData,
-                                    Page::report, Page::settings, Page::about}) {
+                                    Page::report, Page::settings, Page::about, Page::scan, Page::bench}) {
                 window->showPage(page);
                 settle();
                 auto* tabs = window->pageView(page)->findChild<QTabWidget*>();
@@ -424,7 +463,7 @@ TEST_F(Window, LargerTextStillFitsEveryPage) {
         EXPECT_GT(big.width(), window->width());
         choose(big, QStringLiteral("Samsung SSD 980"));
         for (const Page page : {Page::overview, Page::swap, Page::writes, Page::forecast, Page::history, Page::healthData,
-                                Page::report, Page::settings, Page::about}) {
+                                Page::report, Page::settings, Page::about, Page::scan, Page::bench}) {
             big.showPage(page);
             settle();
             for (const auto& problem : problems(big)) ADD_FAILURE() << pageTitle(page) << ": " << problem;
@@ -453,14 +492,24 @@ TEST_F(Window, TheKeyboardMovesThroughTheSidebarAndOpensSettings) {
     EXPECT_EQ(window->page(), Page::settings);
 }
 
-TEST_F(Window, TheDrivesContextMenuOffersAUSBReadOnlyForUSBDrives) {
+TEST_F(Window, TheDrivesContextMenuOffersAUSBReadOnlyForUSBDrivesAndRunsForEvery) {
     const auto drives = session->store().visibleDrives();
     for (int row = 0; row < static_cast<int>(drives.size()); ++row) {
         QMenu menu;
         window->fillContextMenu(menu, row);
         const bool usb = drives[static_cast<std::size_t>(row)].kind == drivekit::DriveKind::usb;
-        ASSERT_EQ(menu.actions().size(), usb ? 2 : 1) << drives[static_cast<std::size_t>(row)].bsdName;
+        ASSERT_EQ(menu.actions().size(), usb ? 4 : 3) << drives[static_cast<std::size_t>(row)].bsdName;
         EXPECT_EQ(menu.actions().front()->text(), q(Wording::checkEveryDrive));
+    }
+    // A scan from the menu selects its drive and brings the scan forward, without starting.
+    {
+        QMenu menu;
+        window->fillContextMenu(menu, rowOf(session->store(), "sdc"));
+        menu.actions().at(1)->trigger();
+        settle();
+        EXPECT_EQ(window->page(), Page::scan);
+        EXPECT_EQ(session->store().selectedID(), testing::byName(demo.drives, "sdc").id);
+        EXPECT_EQ(static_cast<ScanPage*>(window->pageView(Page::scan))->state(), RunState::idle);
     }
     // Checking every drive starts a pass at once.
     QMenu menu;
@@ -493,6 +542,113 @@ TEST_F(Window, TheHealthReportIsSavedByTheDrawingPart) {
     EXPECT_TRUE(pdf.read(5) == "%PDF-");
 }
 
+TEST_F(Window, TheReportSaysWhatItHoldsWithTheKeptScanAndBenchmark) {
+    choose(*window, QStringLiteral("Samsung SSD 980"));
+    window->showPage(Page::report);
+    const auto said = [&] {
+        for (const auto& text : texts(window->pageView(Page::report))) {
+            if (text.startsWith(q(Wording::whatsInIt).left(12))) return text;
+        }
+        return QString();
+    };
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !said().isEmpty(); }, 60'000));
+    EXPECT_TRUE(said().contains(QStringLiteral("its last benchmark; its last surface scan"))) << said().toStdString();
+    EXPECT_TRUE(said().contains(QStringLiteral("a summary of Vantrel’s 30 readings"))) << said().toStdString();
+}
+
+TEST_F(Window, AScanRunsToItsEndShowsOnTestsAndASecondIsCancelled) {
+    QDir().mkpath(VANTREL_SCREENSHOTS);
+    window->driveList()->setCurrentRow(rowOf(session->store(), "sdb"));
+    window->showPage(Page::healthData);
+    window->pageView(Page::healthData)->findChild<QTabWidget*>()->setCurrentIndex(3);
+    settle();
+    named<QPushButton>(q(Wording::scanSurface))->click();
+    settle();
+    ASSERT_EQ(window->page(), Page::scan);
+    auto* page = static_cast<ScanPage*>(window->pageView(Page::scan));
+    button(page, Wording::start)->click();
+    EXPECT_EQ(page->state(), RunState::running);
+    EXPECT_FALSE(button(page, Wording::start)->isEnabled());
+    ASSERT_TRUE(ends(page->job()));
+    settle();
+    EXPECT_EQ(page->state(), RunState::finished);
+    EXPECT_EQ(page->findChild<QProgressBar*>()->value(), 100);
+    EXPECT_TRUE(texts(page).contains(QStringLiteral("2048 of 2048 with READ (16), 512 KB")) ||
+                texts(page).filter(QStringLiteral("2048 of 2048")).size() == 1)
+        << texts(page).join(QStringLiteral(" | ")).toStdString();
+    for (const auto& [appearance, shade] : {std::pair{app::Prefs::Appearance::lab, "light"},
+                                            std::pair{app::Prefs::Appearance::void_, "dark"}}) {
+        applyAppearance(appearance, system);
+        settle();
+        for (const auto& problem : problems(*window)) ADD_FAILURE() << "scan (" << shade << "): " << problem;
+        window->grab().save(QString::fromStdString(std::string(VANTREL_SCREENSHOTS) + "/scan-" + shade + ".png"));
+    }
+    // Health data -> Tests shows the scan just made.
+    window->showPage(Page::healthData);
+    settle();
+    const auto kept = texts(window->pageView(Page::healthData)).filter(QStringLiteral("(quick): 2048 of 2048 reads"));
+    EXPECT_EQ(kept.size(), 1) << texts(window->pageView(Page::healthData)).join(QStringLiteral(" | ")).toStdString();
+
+    // Cancelled at once, the second scan stops short of its end.
+    window->showPage(Page::scan);
+    button(page, Wording::start)->click();
+    button(page, Wording::cancel)->click();
+    EXPECT_EQ(page->state(), RunState::stopping);
+    ASSERT_TRUE(ends(page->job()));
+    EXPECT_EQ(page->state(), RunState::finished);
+    EXPECT_LT(page->findChild<QProgressBar*>()->value(), 100);
+
+    // Closing the window stops a scan under way, and the window goes without waiting long.
+    button(page, Wording::start)->click();
+    window->close();
+    EXPECT_EQ(page->state(), RunState::stopping);
+    const auto before = std::chrono::steady_clock::now();
+    window.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20));
+}
+
+TEST_F(Window, ABenchmarkRunsInItsFolderIsCancelledAndLeavesNoFileBehind) {
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    window->driveList()->setCurrentRow(rowOf(session->store(), "sdb"));
+    window->showPage(Page::healthData);
+    window->pageView(Page::healthData)->findChild<QTabWidget*>()->setCurrentIndex(3);
+    settle();
+    named<QPushButton>(q(Wording::runBenchmark))->click();
+    settle();
+    ASSERT_EQ(window->page(), Page::bench);
+    auto* page = static_cast<BenchPage*>(window->pageView(Page::bench));
+    // The demo's volumes aren't this computer's folders: none is offered, Start waits for one.
+    EXPECT_FALSE(button(page, Wording::start)->isEnabled());
+    page->setFolder(folder.path() + QStringLiteral("/missing"));
+    button(page, Wording::start)->click();
+    ASSERT_TRUE(ends(page->job()));
+    EXPECT_EQ(page->state(), RunState::failed);
+    EXPECT_TRUE(texts(page).contains(q(app::bench::text(app::bench::Failure::cannotCreate, "No such file or directory"))))
+        << texts(page).join(QStringLiteral(" | ")).toStdString();
+
+    page->setFolder(folder.path());
+    button(page, Wording::start)->click();
+    ASSERT_TRUE(ends(page->job()));
+    settle();
+    EXPECT_EQ(page->state(), RunState::finished);
+    const auto shown = texts(page);
+    for (const auto test : {drivekit::BenchTest::seqRead, drivekit::BenchTest::seqWrite, drivekit::BenchTest::rndRead,
+                            drivekit::BenchTest::rndWrite}) {
+        EXPECT_TRUE(shown.contains(q(app::bench::testName(test)))) << shown.join(QStringLiteral(" | ")).toStdString();
+    }
+    EXPECT_TRUE(shown.contains(QStringLiteral("Average of 3 runs."))) << shown.join(QStringLiteral(" | ")).toStdString();
+    for (const auto& problem : problems(*window)) ADD_FAILURE() << "benchmark: " << problem;
+    window->grab().save(QString::fromStdString(std::string(VANTREL_SCREENSHOTS) + "/benchmark-light.png"));
+    EXPECT_TRUE(QDir(folder.path()).isEmpty());
+
+    button(page, Wording::start)->click();
+    button(page, Wording::cancel)->click();
+    ASSERT_TRUE(ends(page->job()));
+    EXPECT_TRUE(texts(page).contains(q(Wording::benchStopped)));
+    EXPECT_TRUE(QDir(folder.path()).isEmpty());
+}
+
 TEST_F(Window, TheWhatIfSliderAnswersInSteps) {
     choose(*window, QStringLiteral("Samsung SSD 980"));
     window->showPage(Page::forecast);
@@ -501,15 +657,10 @@ TEST_F(Window, TheWhatIfSliderAnswersInSteps) {
     page->slider()->setValue(22);
     settle();
     EXPECT_EQ(page->slider()->value(), 20);
-    const auto texts = [&] {
-        QStringList all;
-        for (auto* label : page->findChildren<QLabel*>()) all << label->text();
-        return all;
-    };
-    EXPECT_TRUE(texts().contains(QStringLiteral("If you write 20% less")));
+    EXPECT_TRUE(texts(page).contains(QStringLiteral("If you write 20% less")));
     page->slider()->setValue(0);
     settle();
-    EXPECT_TRUE(texts().contains(q(Wording::todaysPace)));
+    EXPECT_TRUE(texts(page).contains(q(Wording::todaysPace)));
 }
 
 }  // namespace
