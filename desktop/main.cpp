@@ -73,7 +73,7 @@ int run(QApplication& application, app::Machine& machine, bool demo, Launch laun
     desktop::applyAppearance(store.prefs().appearance, system);
 
     desktop::WindowContext context{store, session.timers(), machine.locale, session.paths(),
-                                   QDateTime::currentDateTime().offsetFromUtc(), {}, {}, {}, nullptr, nullptr, {}};
+                                   QDateTime::currentDateTime().offsetFromUtc(), {}, {}, {}, nullptr, nullptr, {}, {}};
     context.system = [&session] { return session.systemStats(); };
     context.machine = &machine;
     // What a scan costs this program is read from its own /proc, on the demo machine too.
@@ -135,6 +135,9 @@ int run(QApplication& application, app::Machine& machine, bool demo, Launch laun
     // The tray icon keeps the program at hand with its window closed. A desktop without a
     // tray keeps the window, the one way back: closing it quits.
     std::optional<tray::Tray> inTray;
+    context.activity = [&inTray](const std::string& line) {
+        if (inTray) inTray->setActivity(line);
+    };
     if (tray::Tray::available()) {
         tray::Tray::Options trayOptions;
         trayOptions.usbCheckAvailable = session.usbCheckAvailable();

@@ -202,6 +202,7 @@ inline constexpr std::string_view scanMode = "How much to read";
 inline constexpr std::string_view start = "Start";
 inline constexpr std::string_view cancel = "Cancel";
 inline constexpr std::string_view scanMap = "Scan map";
+inline constexpr std::string_view scanning = "Scanning %@: %@";
 inline constexpr std::string_view cost = "Cost to Vantrel";
 inline constexpr std::string_view ownUse = "%@% of a core · %@ MB of memory";
 inline constexpr std::string_view benchTitle = "Benchmark";

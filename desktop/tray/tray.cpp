@@ -89,6 +89,11 @@ void Tray::show() {
     icon_->show();
 }
 
+void Tray::setActivity(const std::string& line) {
+    activity_ = line;
+    icon_->setToolTip(QString::fromStdString(activity_.empty() ? look_.tooltip : look_.tooltip + "\n" + activity_));
+}
+
 void Tray::update() {
     const Snapshot snapshot = snapshotOf(store_, options_.usbCheckAvailable, options_.locale, options_.now());
     dismissed_ = stillDismissed(snapshot, std::move(dismissed_));
@@ -98,7 +103,7 @@ void Tray::update() {
         look_ = look;
         lookShown_ = true;
         icon_->setIcon(tray::iconOf(look_));
-        icon_->setToolTip(QString::fromStdString(look_.tooltip));
+        setActivity(activity_);
     }
     // Laid out again only when something changed: a press must not land on a widget
     // that the next look of a running check replaced.

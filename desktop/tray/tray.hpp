@@ -50,6 +50,8 @@ class Tray final : public QObject {
 
     /// Opens or closes the panel beside the icon.
     void togglePanel();
+    /// A line under the tooltip for a job under way ("Scanning sdb: 42%"); empty for none.
+    void setActivity(const std::string& line);
 
     const IconLook& look() const { return look_; }
     QSystemTrayIcon& icon() { return *icon_; }
@@ -71,6 +73,7 @@ class Tray final : public QObject {
     QTimer poll_;
     IconLook look_;
     bool lookShown_ = false;
+    std::string activity_;
     std::set<std::string> dismissed_;
     std::optional<app::DriveSummary> remembered_;
     std::optional<Card> shownCard_;

@@ -38,6 +38,8 @@ struct WindowContext {
     const platform::ProcFiles* ownProc = nullptr;
     /// Asks for a folder, starting at `from`; empty when the user didn't choose one.
     std::function<QString(const QString& from)> chooseFolder;
+    /// Told what runs while a scan does ("Scanning sdb: 42%"), and "" when it ended.
+    std::function<void(const std::string& line)> activity;
 };
 
 class PageView : public QWidget {

@@ -237,7 +237,18 @@ void ScanPage::showProgress(const drivekit::surface_scan::Result& result) {
     bar_->setValue(shown.progress.percent);
     bar_->show();
     say(line_, shown.line);
+    // The line takes the colour of the worst the scan met so far.
+    const auto status = shown.progress.tone == app::ScanProgress::Tone::unreadable ? drivekit::IndicatorStatus::failing
+                        : shown.progress.tone == app::ScanProgress::Tone::slow     ? drivekit::IndicatorStatus::warning
+                                                                                   : drivekit::IndicatorStatus::ok;
+    QPalette tinted = line_->palette();
+    tinted.setColor(QPalette::WindowText, indicatorColour(status, palette()));
+    line_->setPalette(tinted);
     map_->show(result.map);
+    if (context_.activity && state_ == RunState::running) {
+        context_.activity(Wording::fill(Wording::scanning,
+                                        {bsdName_, drivekit::LocalFormat::percent(shown.progress.percent, context_.locale)}));
+    }
 }
 
 void ScanPage::sampleUse() {
@@ -252,6 +263,7 @@ void ScanPage::sampleUse() {
 
 void ScanPage::finish(const app::ScanRun::Outcome& outcome) {
     sampler_->stop();
+    if (context_.activity) context_.activity({});
     sampleUse();
     if (const auto failure = scanFailure(outcome)) {
         state_ = RunState::failed;

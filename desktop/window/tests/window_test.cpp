@@ -226,7 +226,7 @@ class Window : public ::testing::Test {
         for (int i = 0; i < 200 && !done; ++i) QApplication::processEvents(QEventLoop::AllEvents, 10);
         ASSERT_TRUE(done);
         context = std::make_unique<WindowContext>(
-            WindowContext{session->store(), session->timers(), drivekit::Locale{"en_US"}, paths, 0, {}, {}, {}, nullptr, nullptr, {}});
+            WindowContext{session->store(), session->timers(), drivekit::Locale{"en_US"}, paths, 0, {}, {}, {}, nullptr, nullptr, {}, {}});
         // The demo machine has no /proc of its own: the Swap page and the footer get figures
         // made up here.
         context->system = [] {
@@ -598,7 +598,19 @@ TEST_F(Window, AScanRunsToItsEndShowsOnTestsAndASecondIsCancelled) {
     EXPECT_EQ(page->state(), RunState::finished);
     EXPECT_LT(page->findChild<QProgressBar*>()->value(), 100);
 
+    // A drive the demo can't read directly says why the scan didn't start.
+    window->driveList()->setCurrentRow(rowOf(session->store(), "nvme0n1"));
+    window->showPage(Page::scan);
+    settle();
+    button(page, Wording::start)->click();
+    ASSERT_TRUE(ends(page->job()));
+    EXPECT_EQ(page->state(), RunState::failed);
+    EXPECT_EQ(texts(page).filter(QStringLiteral("/dev/nvme0n1")).size(), 1) << texts(page).join(QStringLiteral(" | ")).toStdString();
+
     // Closing the window stops a scan under way, and the window goes without waiting long.
+    window->driveList()->setCurrentRow(rowOf(session->store(), "sdb"));
+    window->showPage(Page::scan);
+    settle();
     button(page, Wording::start)->click();
     window->close();
     EXPECT_EQ(page->state(), RunState::stopping);
