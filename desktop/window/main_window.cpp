@@ -146,7 +146,6 @@ MainWindow::MainWindow(WindowContext& context, Options options, QWidget* parent)
         if (filling_ || row < 0 || row >= static_cast<int>(rows_.size())) return;
         context_.store.select(rows_[static_cast<std::size_t>(row)].id);
         if (page_ == Page::settings || page_ == Page::about) showPage(Page::overview);
-        // A run under way keeps its page; between runs it follows the drive.
         refresh();
     });
     QObject::connect(pages_, &QListWidget::currentItemChanged, this, [this](QListWidgetItem* item) {
