@@ -573,6 +573,8 @@ TEST_F(Window, AScanRunsToItsEndShowsOnTestsAndASecondIsCancelled) {
     settle();
     EXPECT_EQ(page->state(), RunState::finished);
     EXPECT_EQ(page->findChild<QProgressBar*>()->value(), 100);
+    // The samples of what the scan cost this program, taken by the page.
+    EXPECT_EQ(texts(page).filter(QStringLiteral("of a core on average")).size(), 1);
     EXPECT_TRUE(texts(page).contains(QStringLiteral("2048 of 2048 with READ (16), 512 KB")) ||
                 texts(page).filter(QStringLiteral("2048 of 2048")).size() == 1)
         << texts(page).join(QStringLiteral(" | ")).toStdString();
