@@ -25,6 +25,18 @@ std::vector<std::string> disksOnTop(const Drive& drive, const ReadContext& conte
     return disks;
 }
 
+// The mount table as it was read once before the pass: discovery describes the drives
+// from the very table the look after the reads compares with, and the kernel's table is
+// read once less.
+class MountsRead final : public platform::Mounts {
+  public:
+    explicit MountsRead(std::vector<platform::Mount> table) : table_(std::move(table)) {}
+    std::vector<platform::Mount> list() const override { return table_; }
+
+  private:
+    std::vector<platform::Mount> table_;
+};
+
 SummaryBuilder::Surroundings surroundings(const Drive& drive, const ReadContext& context) {
     return SummaryBuilder::Surroundings{disksOnTop(drive, context), context.freeSpace,
                                         context.usbCheckAvailable, context.discovery.locale};
@@ -101,12 +113,15 @@ std::optional<DriveRead> summarized(const Drive& drive, SummaryBuilder::Reading 
 std::vector<DriveRead> readDrives(const USBReports& reports, bool live,
                                   const ReadContext& context) {
     const auto mountedBefore = context.discovery.mounts.list();
+    const MountsRead mountsRead(mountedBefore);
+    const Discovery::Sources first{context.discovery.sysfs, mountsRead, context.discovery.probe,
+                                   context.discovery.workingDirectory, context.discovery.locale};
     std::vector<DriveRead> reads;
     if (context.concurrent) {
         // Each drive is read on the thread that described it, as soon as it is known.
         std::mutex lock;
         std::map<std::string, DriveRead, std::less<>> done;
-        const auto drives = Discovery::allDrivesConcurrently(context.discovery, [&](const Drive& drive) {
+        const auto drives = Discovery::allDrivesConcurrently(first, [&](const Drive& drive) {
             auto read = readDrive(drive, reports, live, context);
             if (!read) return;
             const std::lock_guard hold(lock);
@@ -116,7 +131,7 @@ std::vector<DriveRead> readDrives(const USBReports& reports, bool live,
             if (auto found = done.find(drive.bsdName); found != done.end()) reads.push_back(std::move(found->second));
         }
     } else {
-        for (const auto& drive : Discovery::allDrives(context.discovery)) {
+        for (const auto& drive : Discovery::allDrives(first)) {
             if (auto read = readDrive(drive, reports, live, context)) reads.push_back(std::move(*read));
         }
     }

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <iostream>
 
+#include <unistd.h>
+
 #include "app/linux/linux_machine.hpp"
 #include "app/demo/demo_files.hpp"
 #include "app/shown.hpp"
@@ -15,18 +17,22 @@
 #include "cli/eject_command.hpp"
 #include "cli/exit_codes.hpp"
 #include "cli/list_command.hpp"
-#include "cli/monitor_command.hpp"
 #include "cli/printable_stream.hpp"
 #include "cli/drawing.hpp"
 #include "cli/readings_command.hpp"
 #include "cli/scan_command.hpp"
-#include "cli/selftest_command.hpp"
 #include "cli/watch_command.hpp"
 #include "cli/writes_command.hpp"
 
 namespace cli {
 
 namespace {
+
+// Only a front end that started without vantrel-bus gets here with such a command.
+int withoutBus(std::string_view command, std::ostream& err) {
+    err << "vantrel: " << command << " runs in vantrel-bus, which this program doesn't include.\n";
+    return exitNotSupported;
+}
 
 int runParsed(const ParseResult& parsed, Machine& machine, std::ostream& out, std::ostream& err) {
     if (!parsed.arguments) {
@@ -44,7 +50,8 @@ int runParsed(const ParseResult& parsed, Machine& machine, std::ostream& out, st
         case Command::check:
             return runCheck(arguments, machine, out, err);
         case Command::selftest:
-            return runSelfTest(arguments, machine, out, err);
+            if (const BusParts* bus = busParts()) return bus->selftest(arguments, machine, out, err);
+            return withoutBus("selftest", err);
         case Command::list:
             return runList(arguments, machine, out, err);
         case Command::watch:
@@ -95,14 +102,16 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
         const std::vector<std::string_view> rest(args.begin() + (demo ? 2 : 1), args.end());
         const auto command = args[demo ? 1 : 0];
         PrintableStream printableErr(err, true);
-        if (command == "monitor") {
-            PrintableStream printableOut(out, true);
-            return runMonitorCommand(rest, machine, demo, printableOut, printableErr);
-        }
-        if (command == "history") {
+        if (command == "monitor" || command == "history") {
+            const BusParts* bus = busParts();
+            if (!bus) return withoutBus(command, printableErr);
+            if (command == "monitor") {
+                PrintableStream printableOut(out, true);
+                return bus->monitor(rest, machine, demo, printableOut, printableErr);
+            }
             const bool json = std::find(rest.begin(), rest.end(), "--json") != rest.end();
             PrintableStream printableOut(out, !json);
-            return runHistoryCommand(rest, machine, demo, printableOut, printableErr);
+            return bus->history(rest, machine, demo, printableOut, printableErr);
         }
         // Files and documents, written as they are: no terminal filter on their bytes.
         if (command == "report" || command == "card") {
@@ -140,6 +149,9 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) args.emplace_back(argv[i]);
     if (asksForDesktop(args)) return handOverToDesktop(argv, std::cerr);
     if (drawing() == nullptr && asksForDrawing(args)) return handOverToDrawing(argv, std::cerr);
+    if (busParts() == nullptr && asksForBus(args, ::geteuid() == 0, diskServiceInstalled)) {
+        return handOverToBus(argv, std::cerr);
+    }
     if (args.size() > 1 && args.front().starts_with("--demo") && isStoreCommand(args[1])) {
         const auto file = args.front() == "--demo" ? std::string() : std::string(args.front().substr(7));
         return outputChecked(runDemo(args, file, std::cout, std::cerr));
@@ -147,8 +159,9 @@ int main(int argc, char** argv) {
     if (const auto parsed = parseArguments(args); parsed.arguments && parsed.arguments->demo) {
         return outputChecked(runDemo(args, *parsed.arguments->demo, std::cout, std::cerr));
     }
-    app::LinuxMachine computer;
-    Machine& machine = computer.machine();
+    const auto computer =
+        busParts() ? busParts()->machine() : std::make_unique<app::LinuxMachine>(app::LinuxMachine::Bus{});
+    Machine& machine = computer->machine();
     CapturePlatform& capture = *machine.capture;
 #ifdef VANTREL_TEST_HOOKS
     if (const char* hold = std::getenv("VANTREL_TEST_HOLD_AFTER")) capture.holdAfter = hold;

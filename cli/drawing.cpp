@@ -11,6 +11,9 @@
 #ifndef VANTREL_DRAWING_FROM_BIN
 #define VANTREL_DRAWING_FROM_BIN "../libexec/vantrel/vantrel-draw"
 #endif
+#ifndef VANTREL_BUS_FROM_BIN
+#define VANTREL_BUS_FROM_BIN "../libexec/vantrel/vantrel-bus"
+#endif
 #ifndef VANTREL_DESKTOP_FROM_BIN
 #define VANTREL_DESKTOP_FROM_BIN "../libexec/vantrel/vantrel-desktop"
 #endif
@@ -21,7 +24,37 @@ namespace cli {
 
 namespace {
 DrawingCommand linked = nullptr;
+const BusParts* linkedBus = nullptr;
 }  // namespace
+
+void setBusParts(const BusParts* parts) { linkedBus = parts; }
+
+const BusParts* busParts() { return linkedBus; }
+
+bool asksForBus(const std::vector<std::string_view>& args, bool root, bool (*diskService)()) {
+    const bool demo = std::any_of(args.begin(), args.end(), [](auto arg) { return arg.starts_with("--demo"); });
+    const std::size_t at = !args.empty() && args.front().starts_with("--demo") ? 1 : 0;
+    if (args.size() <= at) return false;
+    const std::string_view command = args[at];
+    if (command == "monitor" || command == "history" || command == "selftest" || command == "eject" ||
+        command == "mount") {
+        return true;
+    }
+    if (demo) return false;
+    const bool reads = command == "list" || command == "check" || command == "scan" || command == "writes" ||
+                       command == "bench" || command == "watch";
+    const bool asksHelp = std::any_of(args.begin(), args.end(), [](auto arg) { return arg == "--help" || arg == "-h"; });
+    if (!reads || asksHelp) return false;
+    return !root || ((command == "check" || command == "watch") && diskService());
+}
+
+bool diskServiceInstalled() {
+    for (const char* path : {"/usr/share/dbus-1/system-services/org.freedesktop.UDisks2.service",
+                             "/usr/libexec/udisks2/udisksd", "/usr/lib/udisks2/udisksd"}) {
+        if (::access(path, F_OK) == 0) return true;
+    }
+    return false;
+}
 
 void setDrawing(DrawingCommand command) { linked = command; }
 
@@ -54,6 +87,15 @@ int handOverToDrawing(char** argv, std::ostream& err) {
     std::cout.flush();
     ::execv(helper.c_str(), argv);
     err << "vantrel: reports and cards are drawn by " << helper.string() << ", which couldn't be started: "
+        << std::strerror(errno) << ".\n";
+    return exitNotSupported;
+}
+
+int handOverToBus(char** argv, std::ostream& err) {
+    const auto helper = part("vantrel-bus", VANTREL_BUS_FROM_BIN, "cli");
+    std::cout.flush();
+    ::execv(helper.c_str(), argv);
+    err << "vantrel: this command runs in " << helper.string() << ", which couldn't be started: "
         << std::strerror(errno) << ".\n";
     return exitNotSupported;
 }

@@ -1,5 +1,7 @@
 #include "cli/list_command.hpp"
 
+#include <utility>
+
 #include "app/drive_check.hpp"
 #include "app/shown.hpp"
 #include "cli/exit_codes.hpp"
@@ -22,7 +24,7 @@ int runList(const Arguments& arguments, Machine& machine, std::ostream& out, std
     if (arguments.json) {
         drivekit::json::Object documents = drivekit::json::Object::array();
         for (const auto& read : reads) documents.push_back(app::documentOf(read, machine).toJSON());
-        out << drivekit::json::dump(documents, drivekit::json::Layout::prettySorted) << '\n';
+        out << drivekit::json::dump(std::move(documents), drivekit::json::Layout::prettySorted) << '\n';
     } else {
         printDriveList(reads, arguments.wide, out);
     }

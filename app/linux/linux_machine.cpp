@@ -2,14 +2,11 @@
 
 #include <unistd.h>
 
-#include <QDBusConnection>
-
 #include <chrono>
 #include <filesystem>
 #include <optional>
 #include <thread>
 
-#include "app/linux/service_client.hpp"
 #include "drivekit/usb/uas_transport.hpp"
 #include "platform/linux/linux_bench_file.hpp"
 #include "platform/linux/linux_automount_hold.hpp"
@@ -29,7 +26,6 @@
 #include "platform/linux/linux_usb_recovery.hpp"
 #include "platform/linux/linux_volume_space.hpp"
 #include "platform/linux/linux_volumes.hpp"
-#include "platform/linux/udisks_volumes.hpp"
 
 namespace app {
 
@@ -57,15 +53,6 @@ drivekit::CapturedUSBDrive::Options captureOptions() {
     return options;
 }
 
-// Without root the drives are read through the privileged service, when it is installed;
-// otherwise directly, and each read that needs root says how to get it.
-std::unique_ptr<ServiceClient> serviceForUser() {
-    if (::geteuid() == 0) return nullptr;
-    auto client = std::make_unique<ServiceClient>(QDBusConnection::systemBus());
-    if (!client->present()) return nullptr;
-    return client;
-}
-
 OpenSCSI directSCSI() {
     return [](std::string_view name) -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
         auto opened = platform::LinuxSGDrive::open("/dev/" + std::string(name));
@@ -77,15 +64,18 @@ OpenSCSI directSCSI() {
 }  // namespace
 
 struct LinuxMachine::Parts {
+    explicit Parts(Bus given) : bus(std::move(given)) {}
+    const Bus bus;
     platform::LinuxSysfs sysfs;
     platform::LinuxNVMeAdmin nvme{sysfs, "/dev"};
     const platform::LinuxMounts mounts;
     const platform::LinuxBlockProbe probe;
     const platform::LinuxVolumeSpace space;
     const platform::LinuxClock clock;
-    // The disk service when the system bus has it, so the desktop keeps track of the
-    // volumes; else umount2 and mount(2).
-    const std::unique_ptr<platform::Volumes> volumes = systemVolumes(sysfs, mounts);
+    // The disk service when the bus offers it, so the desktop keeps track of the volumes;
+    // else umount2 and mount(2).
+    const std::unique_ptr<platform::Volumes> volumes =
+        bus.volumes ? bus.volumes(sysfs, mounts) : std::make_unique<platform::LinuxVolumes>(sysfs, mounts);
     const platform::LinuxFileHolders holders;
     platform::LinuxUSBHost usb;
     const platform::LinuxBlockUse blockUse;
@@ -102,7 +92,9 @@ struct LinuxMachine::Parts {
                             {},
                             &blockUse,
                             platform::giveBackClaimedInterfacesNow};
-    const std::unique_ptr<ServiceClient> service = serviceForUser();
+    // Without root the drives are read through the privileged service, when it is
+    // installed; otherwise directly, and each read that needs root says how to get it.
+    const std::unique_ptr<ServiceReach> service = ::geteuid() != 0 && bus.service ? bus.service() : nullptr;
     Machine machine{sysfs,
                     service ? service->nvme() : nvme,
                     drivekit::Locale::current(),
@@ -127,7 +119,7 @@ struct LinuxMachine::Parts {
                     std::make_shared<platform::LinuxProcFiles>()};
 };
 
-LinuxMachine::LinuxMachine() : parts_(std::make_unique<Parts>()) {
+LinuxMachine::LinuxMachine(Bus bus) : parts_(std::make_unique<Parts>(std::move(bus))) {
     parts_->machine.volumes = parts_->volumes.get();
     parts_->machine.holders = &parts_->holders;
     parts_->machine.openMountEvents = [](std::string& why) -> std::unique_ptr<platform::DiskEvents> {

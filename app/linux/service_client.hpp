@@ -15,13 +15,14 @@
 #include <string>
 #include <string_view>
 
+#include "app/linux/linux_machine.hpp"
 #include "app/machine.hpp"
 #include "app/writes/writes_source.hpp"
 #include "platform/nvme_admin.hpp"
 
 namespace app {
 
-class ServiceClient {
+class ServiceClient : public ServiceReach {
   public:
     /// Errno an operation gives when polkit didn't allow it ("key rejected by service").
     static constexpr int notAuthorizedErrno = EKEYREJECTED;
@@ -36,21 +37,21 @@ class ServiceClient {
     QDBusMessage call(std::string_view member, const QVariantList& args, int timeoutMs) const;
     /// Remembers that polkit refused an operation on the drive, so the failure says so.
     void noteRefused(const QDBusMessage& reply, std::string_view drive);
-    bool refused(std::string_view drive) const;
+    bool refused(std::string_view drive) const override;
 
-    platform::NVMeAdmin& nvme() { return *nvme_; }
+    platform::NVMeAdmin& nvme() override { return *nvme_; }
     /// Connections to a disk's pass-through over the service; the first answer (CHECK
     /// POWER MODE, which never spins a disk up) also says whether the service may read it.
-    OpenSCSI openSCSI();
+    OpenSCSI openSCSI() override;
     /// The careful USB check in the service. A stop leaves the bus, which makes the
     /// service give the drive back at once.
-    decltype(Machine::serviceCheck) check();
+    decltype(Machine::serviceCheck) check() override;
     /// A surface scan in the service, on a connection of its own: it looks at the scan's
     /// progress twice a second, cancels it in the service on a stop and then waits for what
     /// was read; when even the cancel isn't answered, it leaves the bus, which stops it too.
-    decltype(Machine::serviceScan) scan();
+    decltype(Machine::serviceScan) scan() override;
     /// Snapshots of every process's counters, each within the 5 s the loop waits.
-    std::shared_ptr<WritesSource> writes(std::function<void(const std::string&)> log);
+    std::shared_ptr<WritesSource> writes(std::function<void(const std::string&)> log) override;
 
   private:
     QDBusConnection bus_;

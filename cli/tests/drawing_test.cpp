@@ -21,5 +21,26 @@ TEST(HandOver, TheWindowTakesNoWordsOrItsOwnSwitchesOnly) {
     EXPECT_FALSE(asksForDrawing(Words{"--demo"}));
 }
 
+// vantrel links no Qt: a command it kept that needs the bus would fail, and a root's list
+// handed over would start Qt for nothing.
+TEST(HandOver, TheBusTakesWhatNeedsItAndNothingARootListNeeds) {
+    using Words = std::vector<std::string_view>;
+    const auto installed = [] { return true; };
+    const auto absent = [] { return false; };
+    const bool root = true;
+    for (const auto command : {"monitor", "history", "selftest", "eject", "mount"}) {
+        EXPECT_TRUE(asksForBus(Words{command}, root, absent)) << command;
+    }
+    EXPECT_TRUE(asksForBus(Words{"--demo", "monitor"}, root, absent));
+    EXPECT_FALSE(asksForBus(Words{"list", "--json"}, root, installed));
+    EXPECT_FALSE(asksForBus(Words{"check", "sda"}, root, absent));
+    EXPECT_TRUE(asksForBus(Words{"check", "sda"}, root, installed));
+    EXPECT_TRUE(asksForBus(Words{"list", "--json"}, !root, absent));
+    EXPECT_TRUE(asksForBus(Words{"scan", "sda"}, !root, absent));
+    EXPECT_FALSE(asksForBus(Words{"--demo", "list"}, !root, absent));
+    EXPECT_FALSE(asksForBus(Words{"--help"}, !root, absent));
+    EXPECT_FALSE(asksForBus(Words{"readings", "--csv"}, !root, absent));
+}
+
 }  // namespace
 }  // namespace cli

@@ -1,6 +1,8 @@
 #include "drivekit/core/json.hpp"
 
+#include <algorithm>
 #include <cstdint>
+#include <vector>
 #include <exception>
 
 #include "drivekit/core/text.hpp"
@@ -10,35 +12,25 @@ namespace {
 
 using namespace std::chrono;
 
-nlohmann::json sortedCopy(const Object& value) {
-    switch (value.type()) {
-        case Object::value_t::object: {
-            nlohmann::json out = nlohmann::json::object();
-            for (const auto& [key, item] : value.items()) out[key] = sortedCopy(item);
-            return out;
-        }
-        case Object::value_t::array: {
-            nlohmann::json out = nlohmann::json::array();
-            for (const auto& item : value) out.push_back(sortedCopy(item));
-            return out;
-        }
-        case Object::value_t::string:
-            return value.get_ref<const std::string&>();
-        case Object::value_t::boolean:
-            return value.get<bool>();
-        case Object::value_t::number_integer:
-            return value.get<std::int64_t>();
-        case Object::value_t::number_unsigned:
-            return value.get<std::uint64_t>();
-        case Object::value_t::number_float:
-            return value.get<double>();
-        case Object::value_t::binary:
-            return nlohmann::json::binary(value.get_binary());
-        case Object::value_t::null:
-        case Object::value_t::discarded:
-            break;
+// The value with the keys of every object in the order of their UTF-8 bytes. The children
+// are moved, not copied into a second tree: the health documents of a list are the last
+// thing a one-shot command makes, and copying them was a good part of its printing.
+Object sorted(Object value) {
+    if (value.is_array()) {
+        for (auto& item : value) item = sorted(std::move(item));
+        return value;
     }
-    return nullptr;
+    if (!value.is_object()) return value;
+    auto& fields = value.get_ref<Object::object_t&>();
+    std::vector<Object::object_t::iterator> order;
+    order.reserve(fields.size());
+    for (auto field = fields.begin(); field != fields.end(); ++field) order.push_back(field);
+    std::sort(order.begin(), order.end(), [](const auto& a, const auto& b) { return a->first < b->first; });
+    Object out = Object::object();
+    auto& outFields = out.get_ref<Object::object_t&>();
+    outFields.reserve(fields.size());
+    for (const auto& field : order) outFields.emplace_back(field->first, sorted(std::move(field->second)));
+    return out;
 }
 
 }  // namespace
@@ -61,9 +53,14 @@ std::string dump(const Object& value, Layout layout) {
         case Layout::pretty:
             return value.dump(2, ' ', false, replace);
         case Layout::prettySorted:
-            return sortedCopy(value).dump(2, ' ', false, replace);
+            return sorted(value).dump(2, ' ', false, replace);
     }
     return value.dump(-1, ' ', false, replace);
+}
+
+std::string dump(Object&& value, Layout layout) {
+    if (layout != Layout::prettySorted) return dump(static_cast<const Object&>(value), layout);
+    return sorted(std::move(value)).dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 }  // namespace drivekit::json

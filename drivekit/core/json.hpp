@@ -47,6 +47,8 @@ enum class Layout {
 /// invalid UTF-8 inside a string is written as U+FFFD rather than failing. No final
 /// newline.
 std::string dump(const Object& value, Layout layout = Layout::pretty);
+/// The same for a value no longer needed, whose children are moved rather than copied.
+std::string dump(Object&& value, Layout layout = Layout::pretty);
 
 
 }  // namespace drivekit::json

@@ -7,11 +7,13 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 namespace drivekit {
 namespace {
@@ -146,6 +148,80 @@ std::string formatUnsigned(const Formatter& formatter, std::uint64_t value) {
     return formatDecimal(formatter, std::to_string(value));
 }
 
+// The locale this program runs in most (no LANG, C, POSIX, en_US) is formatted without
+// ICU: finding ICU's locale data and building its formatters cost a one-shot command in an
+// emulator or on a small board more than everything else it formats, and en_US's rules are
+// short: a comma every three digits, a point, a hyphen-minus, a plain percent sign. A test
+// holds these to ICU's own en_US.
+bool plainEnglish(const Locale& locale) { return locale.id == kFallbackLocale; }
+
+std::string grouped(std::string_view digits) {
+    std::string out;
+    out.reserve(digits.size() + digits.size() / 3);
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        if (i > 0 && (digits.size() - i) % 3 == 0) out += ',';
+        out += digits[i];
+    }
+    return out;
+}
+
+std::string englishInteger(std::uint64_t magnitude, bool negative, bool grouping) {
+    const std::string digits = std::to_string(magnitude);
+    return (negative ? "-" : "") + (grouping ? grouped(digits) : digits);
+}
+
+std::string englishInteger(std::int64_t value) {
+    const bool negative = value < 0;
+    return englishInteger(negative ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value),
+                          negative, true);
+}
+
+// A decimal text ("-12.345") rounded half away from zero to `digits` fraction digits,
+// grouped; without trailing zeros when `trim`. Nothing reads "-0".
+std::string englishDecimal(std::string_view text, std::size_t digits, bool trim) {
+    const bool negative = !text.empty() && text.front() == '-';
+    if (negative) text.remove_prefix(1);
+    const std::size_t point = text.find('.');
+    std::string whole(text.substr(0, point));
+    std::string fraction(point == std::string_view::npos ? std::string_view() : text.substr(point + 1));
+    if (whole.empty()) whole = "0";
+    const bool up = fraction.size() > digits && fraction[digits] >= '5';
+    fraction.resize(digits, '0');
+    if (up) {
+        std::string all = whole + fraction;
+        std::size_t i = all.size();
+        while (i > 0 && all[i - 1] == '9') all[--i] = '0';
+        if (i == 0) {
+            all.insert(all.begin(), '1');
+        } else {
+            ++all[i - 1];
+        }
+        whole = all.substr(0, all.size() - digits);
+        fraction = all.substr(all.size() - digits);
+    }
+    if (trim) {
+        while (!fraction.empty() && fraction.back() == '0') fraction.pop_back();
+    }
+    const bool zero = std::all_of(whole.begin(), whole.end(), [](char c) { return c == '0'; }) &&
+                      std::all_of(fraction.begin(), fraction.end(), [](char c) { return c == '0'; });
+    std::string out = negative && !zero ? "-" : "";
+    out += grouped(whole);
+    if (!fraction.empty()) out += "." + fraction;
+    return out;
+}
+
+// The double as its shortest decimal form, rounded as written. ICU words NaN and the
+// infinities, and spells the digits of huge values its own way: those go to ICU.
+std::optional<std::string> englishDecimal(double value, int digits) {
+    if (!std::isfinite(value) || std::fabs(value) >= 1e15) return std::nullopt;
+    std::array<char, 64> buffer{};
+    const auto [end, error] =
+        std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::fixed);
+    if (error != std::errc()) return std::nullopt;
+    return englishDecimal(std::string_view(buffer.data(), static_cast<std::size_t>(end - buffer.data())),
+                          static_cast<std::size_t>(digits), false);
+}
+
 bool endsWith(std::string_view text, std::string_view tail) {
     return text.size() >= tail.size() && text.substr(text.size() - tail.size()) == tail;
 }
@@ -187,18 +263,22 @@ Locale Locale::current() {
 namespace LocalFormat {
 
 std::string count(std::int64_t value, const Locale& locale) {
+    if (plainEnglish(locale)) return englishInteger(value);
     return formatInt(formattersFor(locale)->grouped, value);
 }
 
 std::string count(std::uint64_t value, const Locale& locale) {
+    if (plainEnglish(locale)) return englishInteger(value, false, true);
     return formatUnsigned(formattersFor(locale)->grouped, value);
 }
 
 std::string plainCount(std::uint64_t value, const Locale& locale) {
+    if (plainEnglish(locale)) return englishInteger(value, false, false);
     return formatUnsigned(formattersFor(locale)->plain, value);
 }
 
 std::string percent(std::int64_t value, const Locale& locale) {
+    if (plainEnglish(locale)) return englishInteger(value) + "%";
     return formatInt(formattersFor(locale)->percent, value);
 }
 
@@ -208,6 +288,9 @@ std::string celsius(std::int64_t value, const Locale& locale) {
 
 std::string decimal(double value, int digits, const Locale& locale) {
     digits = std::clamp(digits, 0, kMaxDigits);
+    if (plainEnglish(locale)) {
+        if (auto english = englishDecimal(value, digits)) return *std::move(english);
+    }
     const auto formatters = formattersFor(locale);
     const Formatter uncached =
         digits > kCachedDigits ? fixedFormatter(formatters->base, digits) : Formatter();
@@ -266,12 +349,14 @@ std::string decimal(std::int64_t bytes, const Locale& locale) {
         {"EB", 18, 2},
     }};
 
-    const auto formatters = formattersFor(locale);
+    const bool english = plainEnglish(locale);
+    const auto formatters = english ? nullptr : formattersFor(locale);
     const bool negative = bytes < 0;
     const std::uint64_t magnitude =
         negative ? 0 - static_cast<std::uint64_t>(bytes) : static_cast<std::uint64_t>(bytes);
     if (magnitude < 1000) {
-        return formatInt(formatters->grouped, bytes) + (magnitude == 1 ? " byte" : " bytes");
+        return (english ? englishInteger(bytes) : formatInt(formatters->grouped, bytes)) +
+               (magnitude == 1 ? " byte" : " bytes");
     }
 
     // Exact integer arithmetic on the byte count: the number shown is the count in units
@@ -293,8 +378,10 @@ std::string decimal(std::int64_t bytes, const Locale& locale) {
             number.append(static_cast<std::size_t>(unit.digits) - fraction.size(), '0');
             number += fraction;
         }
-        const auto& formatter = formatters->upTo[static_cast<std::size_t>(unit.digits)];
-        return formatDecimal(formatter, number) + " " + std::string(unit.name);
+        const std::string shown =
+            english ? englishDecimal(number, static_cast<std::size_t>(unit.digits), true)
+                    : formatDecimal(formatters->upTo[static_cast<std::size_t>(unit.digits)], number);
+        return shown + " " + std::string(unit.name);
     }
     return {};  // not reached: the last unit takes every count
 }

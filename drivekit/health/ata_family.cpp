@@ -57,13 +57,14 @@ struct CompiledRules {
     NamePattern phisonFirmware{kPhisonFirmware, NamePattern::Span::anywhere};
 };
 
-// Compiled once per process, on first use.
+// Compiled once per process, on first use, and never freed: freeing the compiled
+// expressions at exit took a one-shot command as long as matching every drive.
 const CompiledRules& rules() {
-    static const CompiledRules compiled = [] {
-        CompiledRules r;
+    static const CompiledRules& compiled = *[] {
+        auto* r = new CompiledRules;
         for (const auto& [kind, pattern] : kModelPatterns) {
-            r.models.emplace_back(kind, NamePattern(pattern, NamePattern::Span::anywhere));
-            if (!r.models.back().second.valid()) throw std::logic_error("a model pattern doesn't compile");
+            r->models.emplace_back(kind, NamePattern(pattern, NamePattern::Span::anywhere));
+            if (!r->models.back().second.valid()) throw std::logic_error("a model pattern doesn't compile");
         }
         return r;
     }();

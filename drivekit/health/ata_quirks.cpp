@@ -99,17 +99,17 @@ struct Compiled {
     std::optional<NamePattern> firmware;
 };
 
-// Compiled once, on first use.
+// Compiled once, on first use, and never freed (as the families' patterns).
 const std::vector<Compiled>& compiled() {
-    static const std::vector<Compiled> patterns = [] {
-        std::vector<Compiled> out;
+    static const std::vector<Compiled>& patterns = *[] {
+        auto* out = new std::vector<Compiled>;
         for (const Entry& e : entries()) {
             Compiled c{NamePattern(e.model, NamePattern::Span::whole), std::nullopt};
             if (e.firmware) c.firmware.emplace(e.firmware, NamePattern::Span::whole);
             if (!c.model.valid() || (c.firmware && !c.firmware->valid())) {
                 throw std::logic_error("a quirk pattern doesn't compile");
             }
-            out.push_back(std::move(c));
+            out->push_back(std::move(c));
         }
         return out;
     }();

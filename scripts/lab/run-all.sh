@@ -18,6 +18,10 @@ fi
 work=${HWLAB_WORK_ROOT:-/tmp/vantrel-lab}
 mkdir -p "$work"
 
+# vantrel hands the commands that need Qt or the system bus to vantrel-bus, found beside it.
+parts=(-f "$vantrel")
+[[ -x "$(dirname "$vantrel")/vantrel-bus" ]] && parts+=(-f "$(dirname "$vantrel")/vantrel-bus")
+
 passed=0; failed=0; skipped=0
 # scenario NAME GUEST-SCRIPT [run-lab options...]
 scenario() {
@@ -25,7 +29,7 @@ scenario() {
   [[ "$only" == "  " || "$only" == *" $name "* ]] || return 0
   local started=$SECONDS
   local log="$work/$name.log"
-  "$lab/run-lab.sh" -b 60 -t 300 -s 1 -w "$work/$name" -f "$vantrel" "$@" "$here/$guest" >"$log" 2>&1
+  "$lab/run-lab.sh" -b 60 -t 300 -s 1 -w "$work/$name" "${parts[@]}" "$@" "$here/$guest" >"$log" 2>&1
   local rc=$?
   if [[ $rc -ge 2 ]]; then
     echo "# lab scenario $name did not run (run-lab exit $rc); see $log"

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/bus/bus_parts.hpp"
 #include "cli/cli.hpp"
 
 namespace cli::test {
@@ -15,8 +16,10 @@ struct Outcome {
     std::string err;
 };
 
-/// `vantrel` with `args` on `machine`.
+/// `vantrel` with `args` on `machine`, with every part of the program linked in (as
+/// vantrel-bus runs them).
 inline Outcome run(std::vector<std::string_view> args, Machine& machine) {
+    cli::useBus();
     std::ostringstream out, err;
     const int code = cli::run(args, machine, out, err);
     return {code, out.str(), err.str()};
@@ -25,6 +28,7 @@ inline Outcome run(std::vector<std::string_view> args, Machine& machine) {
 /// `vantrel` with `args` on the demo machine described by `file` (the shipped one by default).
 inline Outcome runDemo(std::vector<std::string_view> args,
                        const std::string& file = std::string(VANTREL_DEMO_DATA) + "/machine.json") {
+    cli::useBus();
     std::ostringstream out, err;
     const int code = cli::runDemo(args, file, out, err);
     return {code, out.str(), err.str()};

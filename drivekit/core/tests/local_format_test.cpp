@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <optional>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -39,6 +41,36 @@ TEST(LocalFormat, LocalesWithoutDataAndTagsFormatPredictably) {
     // BCP 47 tags and regions ICU only knows through their language.
     EXPECT_EQ(LocalFormat::count(std::int64_t{1234567}, Locale{"de-DE"}), "1.234.567");
     EXPECT_EQ(LocalFormat::decimal(1.5, 1, Locale{"de_XX"}), "1,5");
+}
+
+// en_US is formatted without ICU; "en-US", the same locale by its tag, goes through ICU,
+// which must agree on every kind of number, across carries, halves and group boundaries.
+TEST(LocalFormat, EnglishWithoutICUMatchesICU) {
+    const Locale icu{"en-US"};
+    std::mt19937_64 random(20261124);
+    std::vector<std::int64_t> integers = {0, 1, -1, 999, 1000, -1000, 999'999, 1'234'567, INT64_MIN, INT64_MAX};
+    for (int i = 0; i < 200; ++i) integers.push_back(static_cast<std::int64_t>(random()) >> (random() % 63));
+    for (const std::int64_t n : integers) {
+        EXPECT_EQ(LocalFormat::count(n, en), LocalFormat::count(n, icu)) << n;
+        EXPECT_EQ(LocalFormat::percent(n, en), LocalFormat::percent(n, icu)) << n;
+        EXPECT_EQ(ByteSize::decimal(n, en), ByteSize::decimal(n, icu)) << n;
+        const auto u = static_cast<std::uint64_t>(n);
+        EXPECT_EQ(LocalFormat::count(u, en), LocalFormat::count(u, icu)) << u;
+        EXPECT_EQ(LocalFormat::plainCount(u, en), LocalFormat::plainCount(u, icu)) << u;
+    }
+    std::vector<double> reals = {0.0, -0.0, 0.5, -0.5, 0.05, 9.95, 99.95, 999.5, 0.285, 2.675, 1e-7, 123456.785,
+                                 -0.049, 1e14 + 0.5, 1e16, 1e300, NAN, INFINITY};
+    std::uniform_real_distribution<double> spread(-5000.0, 5000.0);
+    for (int i = 0; i < 200; ++i) {
+        reals.push_back(spread(random));
+        reals.push_back(std::round(spread(random) * 1000.0) / 1000.0 + 0.0005);  // halves as written
+    }
+    for (const double x : reals) {
+        for (int digits = 0; digits <= 7; ++digits) {
+            EXPECT_EQ(LocalFormat::decimal(x, digits, en), LocalFormat::decimal(x, digits, icu)) << x << " " << digits;
+        }
+        EXPECT_EQ(LocalFormat::decimalTrimmed(x, en), LocalFormat::decimalTrimmed(x, icu)) << x;
+    }
 }
 
 class EnvironmentLocale : public ::testing::Test {

@@ -1,4 +1,4 @@
-#include "cli/selftest_command.hpp"
+#include "cli/bus/selftest_command.hpp"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "cli/monitor_command.hpp"
+#include "cli/bus/monitor_command.hpp"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
