@@ -295,18 +295,13 @@ TEST_F(CaptureCommand, ScanByCaptureStoppedBeforeTheTakeEndsAsTheCheckDoes) {
     const auto outcome = app::ScanRun::run(platform, "sdb", drivekit::surface_scan::Mode::full, stopped, {});
     const auto scanFailure = app::ScanRun::failureOf(outcome);
     ASSERT_TRUE(scanFailure);
-    EXPECT_FALSE(outcome.result);
     EXPECT_FALSE(files.read("/data/scans.json")) << "nothing read, nothing saved";
 
-    const auto sdb = drivekit::Discovery::drive("sdb", app::sourcesOf(machine));
-    ASSERT_TRUE(sdb);
-    const auto checked = app::captureReading(*sdb, machine, false, stopped, [](const std::string&) {});
+    const auto checked = app::captureReading(*drivekit::Discovery::drive("sdb", app::sourcesOf(machine)), machine,
+                                             false, stopped, [](const std::string&) {});
     ASSERT_FALSE(checked);
-    EXPECT_EQ(scanFailure->kind, app::Failure::Kind::interrupted);
-    EXPECT_EQ(scanFailure->taken, checked.error().taken);
+    EXPECT_EQ(*scanFailure, checked.error());
     EXPECT_EQ(cli::said(*scanFailure).sentence, "interrupted; /dev/sdb was not taken over.");
-    EXPECT_EQ(cli::said(*scanFailure).sentence, cli::said(checked.error()).sentence);
-    EXPECT_EQ(enclosure.openDevices, 0);
     EXPECT_TRUE(enclosure.trace.empty()) << "the enclosure was never spoken to";
 }
 

