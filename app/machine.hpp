@@ -109,10 +109,13 @@ struct Machine {
     std::function<bool(std::string_view name)> serviceRefused = nullptr;
     /// A surface scan of a whole disk by kernel name, run by the privileged service for a
     /// user who can't read disks: `progress` gets what it read so far, `shouldStop` true
-    /// cancels it there. Absent where there is no service.
+    /// cancels it there. `byCapture`: a USB drive taken from its kernel driver for the scan
+    /// as the careful check takes it, and `steps` gets the capture's lines. Absent where
+    /// there is no service.
     std::function<drivekit::Result<ScanAnswer, Failure>(
-        std::string_view name, drivekit::surface_scan::Mode mode, const drivekit::surface_scan::ShouldStop& shouldStop,
-        const drivekit::surface_scan::Progress& progress)>
+        std::string_view name, drivekit::surface_scan::Mode mode, bool byCapture,
+        const drivekit::surface_scan::ShouldStop& shouldStop, const drivekit::surface_scan::Progress& progress,
+        const std::function<void(const std::string&)>& steps)>
         serviceScan = nullptr;
     /// Every process's write counters through the privileged service; absent without one.
     std::shared_ptr<WritesSource> serviceWrites = nullptr;

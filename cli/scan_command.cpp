@@ -89,7 +89,7 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
                                           app::ScanStore::dataFolder(environment),
                                           files,
                                           machine.procFiles.get(),
-                                          capture ? nullptr : machine.serviceScan,
+                                          machine.serviceScan,
                                           capture ? &machine : nullptr,
                                           [&](const std::string& line) {
                                               if (midLine) err << '\n';
@@ -110,6 +110,8 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
     if (const auto failure = app::ScanRun::failureOf(outcome)) {
         const Said says = said(*failure);
         err << "vantrel: " << says.sentence << '\n';
+        // Stopped before the drive was taken, or while it was: ended as `check --capture` is.
+        if (failure->kind == app::Failure::Kind::interrupted) StopOnSignals::endBySignal();
         return says.exitCode;
     }
     const Result& r = *outcome.result;

@@ -68,7 +68,7 @@ int main(int argc, char** argv) {
     idle.setSingleShot(true);
     idle.setInterval(options.idleSeconds * 1000);
     service::Service object(bus, {computer.machine(), authority, service::machineUSBCheck(computer.machine()),
-                                  approvals, [&idle] { idle.start(); }});
+                                  approvals, [&idle] { idle.start(); }, service::machineUSBScan(computer.machine())});
     QObject::connect(&idle, &QTimer::timeout, &application, [&] {
         // A long check keeps the service alive; the idle time counts from its end.
         if (object.running() > 0) {

@@ -81,6 +81,7 @@ Block blockOf(const Request& request) {
         case Operation::usbCheck:
         case Operation::processWrites:
         case Operation::surfaceScan:
+        case Operation::captureScan:
         case Operation::scanProgress:
         case Operation::cancelScan:
             break;
@@ -147,7 +148,39 @@ drivekit::Result<Answer, ErrorReply> scan(app::Machine& machine, const Request& 
                                            drivekit::json::Layout::compact));
 }
 
+// What a scan by capture answers: the scan, and the capture's steps for the caller to show.
+drivekit::Result<Answer, ErrorReply> captureScan(const Request& request, const drivekit::Drive& drive,
+                                                 const USBScan& usbScan, const std::function<bool()>& stop,
+                                                 const drivekit::surface_scan::Progress& progress,
+                                                 const drivekit::Checker::Log& steps) {
+    std::vector<std::string> lines;
+    auto answer = usbScan(drive, request.mode, stop, progress, [&](const std::string& line) {
+        lines.push_back(line);
+        if (steps) steps(line);
+    });
+    if (!answer) return Unexpected(error(Error::checkFailed, app::ServiceProtocol::encodeFailure(answer.error())));
+    drivekit::json::Object out = app::toJson(*answer);
+    out["steps"] = lines;
+    return textAnswer(drivekit::json::dump(out, drivekit::json::Layout::compact));
+}
+
 }  // namespace
+
+USBScan machineUSBScan(app::Machine& machine) {
+    return [&machine](const drivekit::Drive& drive, drivekit::surface_scan::Mode mode, const std::function<bool()>& stop,
+                      const drivekit::surface_scan::Progress& progress,
+                      const drivekit::Checker::Log& steps) -> drivekit::Result<app::ScanAnswer, app::Failure> {
+        if (!machine.clock) return Unexpected(app::Failure{app::Failure::Kind::noCapture, drive.bsdName});
+        NoFiles files;
+        // The service is root: it takes the device itself. Nothing is saved here; the
+        // caller saves what was read in its own folder.
+        const app::ScanRun::Platform platform{machine.sysfs, *machine.clock, nullptr, nullptr, {}, files,
+                                              machine.procFiles.get(), nullptr, &machine, steps};
+        const auto outcome = app::ScanRun::run(platform, drive.bsdName, mode, stop, progress);
+        if (auto failure = app::ScanRun::failureOf(outcome)) return Unexpected(std::move(*failure));
+        return app::ScanAnswer{*outcome.result, outcome.usage};
+    };
+}
 
 USBCheck machineUSBCheck(app::Machine& machine) {
     return [&machine](const drivekit::Drive& drive, const std::function<bool()>& stop,
@@ -181,11 +214,15 @@ drivekit::Result<std::optional<drivekit::Drive>, ErrorReply> findDrive(const app
 }
 
 drivekit::Result<Answer, ErrorReply> perform(app::Machine& machine, const Request& request,
-                                             const std::optional<drivekit::Drive>& drive, const USBCheck& usbCheck,
+                                             const std::optional<drivekit::Drive>& drive, const USBWork& usb,
                                              const std::function<bool()>& stop,
-                                             const drivekit::surface_scan::Progress& scanProgress) {
+                                             const drivekit::surface_scan::Progress& scanProgress,
+                                             const drivekit::Checker::Log& scanSteps) {
     switch (request.operation) {
         case Operation::surfaceScan: return scan(machine, request, stop, scanProgress);
+        case Operation::captureScan:
+            if (!drive || !usb.scan) return Unexpected(error(Error::noSuchDrive, "No USB drive."));
+            return captureScan(request, *drive, usb.scan, stop, scanProgress, scanSteps);
         case Operation::scanProgress:
         case Operation::cancelScan:
             break;
@@ -193,9 +230,9 @@ drivekit::Result<Answer, ErrorReply> perform(app::Machine& machine, const Reques
         case Operation::nvmeIdentify: return nvme(machine.nvme.identifyController(request.drive));
         case Operation::processWrites: return processWrites(machine);
         case Operation::usbCheck: {
-            if (!drive || !usbCheck) return Unexpected(error(Error::noSuchDrive, "No USB drive."));
+            if (!drive || !usb.check) return Unexpected(error(Error::noSuchDrive, "No USB drive."));
             std::vector<std::string> lines;
-            auto reading = usbCheck(*drive, stop, [&lines](const std::string& line) { lines.push_back(line); });
+            auto reading = usb.check(*drive, stop, [&lines](const std::string& line) { lines.push_back(line); });
             if (!reading) return Unexpected(error(Error::checkFailed, app::ServiceProtocol::encodeFailure(reading.error())));
             return textAnswer(app::ServiceProtocol::encodeReading(*reading, lines));
         }

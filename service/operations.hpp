@@ -36,6 +36,16 @@ using USBCheck = std::function<drivekit::Result<drivekit::Checker::Reading, app:
 /// The careful check over the machine's own capture platform.
 USBCheck machineUSBCheck(app::Machine& machine);
 
+/// A surface scan of one USB drive taken from its kernel driver exactly as the careful
+/// check takes it, given back on every path: what it read, or why it didn't scan. `steps`
+/// gets the capture's lines ("Unmounting sdb…") as they come.
+using USBScan = std::function<drivekit::Result<app::ScanAnswer, app::Failure>(
+    const drivekit::Drive& drive, drivekit::surface_scan::Mode mode, const std::function<bool()>& stop,
+    const drivekit::surface_scan::Progress& progress, const drivekit::Checker::Log& steps)>;
+
+/// The scan by capture over the machine's own capture platform.
+USBScan machineUSBScan(app::Machine& machine);
+
 namespace Operations {
 
 /// The drive a request names, when discovery shows it as a whole disk of the kind the
@@ -43,13 +53,21 @@ namespace Operations {
 drivekit::Result<std::optional<drivekit::Drive>, ErrorReply> findDrive(const app::Machine& machine,
                                                                        const app::ServiceProtocol::Request& request);
 
+/// How the service takes a USB drive: for its health, and for a scan.
+struct USBWork {
+    USBCheck check;
+    USBScan scan;
+};
+
 /// Carries out the request on the drive `findDrive` gave. A scan tells what it read so far
-/// to `scanProgress`. The look at a scan's progress and its cancel aren't operations on a
-/// drive: the bus object answers them from the scan it runs for the caller.
+/// to `scanProgress`, and a scan by capture its steps to `scanSteps`. The look at a scan's
+/// progress and its cancel aren't operations on a drive: the bus object answers them from
+/// the scan it runs for the caller.
 drivekit::Result<Answer, ErrorReply> perform(app::Machine& machine, const app::ServiceProtocol::Request& request,
-                                             const std::optional<drivekit::Drive>& drive, const USBCheck& usbCheck,
+                                             const std::optional<drivekit::Drive>& drive, const USBWork& usb,
                                              const std::function<bool()>& stop,
-                                             const drivekit::surface_scan::Progress& scanProgress = {});
+                                             const drivekit::surface_scan::Progress& scanProgress = {},
+                                             const drivekit::Checker::Log& scanSteps = {});
 
 }  // namespace Operations
 

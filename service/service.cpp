@@ -17,6 +17,11 @@ namespace {
 // More than a whole list of drives read at once, and a check or two beside them.
 constexpr std::size_t maxJobs = 32;
 
+// A drive is read by one scan at a time, live or by capture.
+bool isScan(Protocol::Operation operation) {
+    return operation == Protocol::Operation::surfaceScan || operation == Protocol::Operation::captureScan;
+}
+
 QString qs(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
 
 std::vector<Protocol::Arg> argumentsOf(const QDBusMessage& message) {
@@ -162,7 +167,7 @@ void Service::dispatch(const QDBusMessage& message) {
         reply(drive.error().name, drive.error().message);
         return;
     }
-    if (request->operation == Protocol::Operation::surfaceScan && scanning(request->drive)) {
+    if (isScan(request->operation) && scanning(request->drive)) {
         reply(Protocol::Error::busy, request->drive + " is being scanned already.");
         return;
     }
@@ -199,7 +204,7 @@ void Service::start(const QDBusMessage& message, Protocol::Request request, std:
         return;
     }
     // The drive may have begun a scan for another caller while polkit asked this one.
-    if (request.operation == Protocol::Operation::surfaceScan && scanning(request.drive)) {
+    if (isScan(request.operation) && scanning(request.drive)) {
         bus_.send(message.createErrorReply(qs(Protocol::Error::busy),
                                            QString::fromStdString(request.drive + " is being scanned already.")));
         return;
@@ -212,17 +217,23 @@ void Service::start(const QDBusMessage& message, Protocol::Request request, std:
     ++running_;
     Job& job = jobs_.emplace_back(Job{caller, stop, {}, request.operation, request.drive, {}});
     drivekit::surface_scan::Progress progress;
-    if (request.operation == Protocol::Operation::surfaceScan) {
+    drivekit::Checker::Log steps;
+    if (isScan(request.operation)) {
         job.scan = std::make_shared<ScanSoFar>();
         progress = [scan = job.scan](const drivekit::surface_scan::Result& result) {
             const std::scoped_lock hold(scan->lock);
             scan->latest = result;
         };
+        steps = [scan = job.scan](const std::string& line) {
+            const std::scoped_lock hold(scan->lock);
+            scan->steps.push_back(line);
+        };
     }
     job.thread = std::thread([this, message, request = std::move(request), drive = std::move(drive), stop,
-                              progress = std::move(progress)] {
-        auto answer = Operations::perform(options_.machine, request, drive, options_.usbCheck,
-                                          [stop] { return stop->load(); }, progress);
+                              progress = std::move(progress), steps = std::move(steps)] {
+        auto answer = Operations::perform(options_.machine, request, drive,
+                                          Operations::USBWork{options_.usbCheck, options_.usbScan},
+                                          [stop] { return stop->load(); }, progress, steps);
         // Approved before the answer leaves, so that the caller's next check finds it.
         if (answer && request.operation == Protocol::Operation::usbCheck && drive) {
             if (const auto signature = app::usbSignature(*drive)) options_.approvals.add(*signature);
@@ -259,7 +270,7 @@ void Service::finished(const std::thread::id& id) {
 
 bool Service::scanning(const std::string& drive) const {
     return std::any_of(jobs_.begin(), jobs_.end(), [&drive](const Job& job) {
-        return job.operation == Protocol::Operation::surfaceScan && job.drive == drive;
+        return isScan(job.operation) && job.drive == drive;
     });
 }
 
@@ -280,14 +291,19 @@ void Service::ownScan(const QDBusMessage& message, const Protocol::Request& requ
         return;
     }
     std::optional<drivekit::surface_scan::Result> latest;
+    std::vector<std::string> steps;
     {
         const std::scoped_lock hold(job->scan->lock);
         latest = job->scan->latest;
+        steps = job->scan->steps;
     }
-    // Before the first progress (the drive is still being measured) the answer is empty.
-    const std::string text = latest ? drivekit::json::dump(drivekit::surface_scan::toJson(*latest),
-                                                           drivekit::json::Layout::compact)
-                                    : std::string("{}");
+    // Before the first progress (the drive is still being measured, or taken) the answer
+    // has no result; a scan by capture's steps so far come with it, all of them each time,
+    // so that a look that got lost loses none.
+    drivekit::json::Object answer =
+        latest ? drivekit::surface_scan::toJson(*latest) : drivekit::json::Object::object();
+    if (!steps.empty()) answer["steps"] = steps;
+    const std::string text = drivekit::json::dump(answer, drivekit::json::Layout::compact);
     bus_.send(message.createReply(QVariant(QString::fromStdString(text))));
 }
 

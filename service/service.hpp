@@ -48,6 +48,8 @@ class Service final : public QDBusVirtualObject {
         Approvals& approvals;
         /// Called on the service's thread at each call and at the end of each operation.
         std::function<void()> activity = {};
+        /// The surface scan of a USB drive by capture; absent, none is run.
+        USBScan usbScan = {};
     };
 
     Service(QDBusConnection bus, Options options);
@@ -62,10 +64,12 @@ class Service final : public QDBusVirtualObject {
     QString introspect(const QString& path) const override;
 
   private:
-    /// What a scan has read so far, written by its thread and read by the service's.
+    /// What a scan has read so far, and a scan by capture's steps so far, written by its
+    /// thread and read by the service's.
     struct ScanSoFar {
         std::mutex lock;
         std::optional<drivekit::surface_scan::Result> latest;
+        std::vector<std::string> steps;
     };
 
     struct Job {

@@ -37,6 +37,8 @@ constexpr auto progressEvery = std::chrono::milliseconds(500);
 // How long a cancelled scan may take to answer with what it read (a read under way may
 // have to time out at the drive first) before the client leaves the bus instead.
 constexpr auto cancelWait = std::chrono::seconds(60);
+// A scan by capture answers only once the drive is back and its volumes are mounted again.
+constexpr auto captureCancelWait = std::chrono::minutes(3);
 
 bool isError(const QDBusMessage& reply, std::string_view name) {
     return reply.type() == QDBusMessage::ErrorMessage && reply.errorName() == qs(name);
@@ -290,11 +292,22 @@ decltype(Machine::serviceCheck) ServiceClient::check() {
 }
 
 decltype(Machine::serviceScan) ServiceClient::scan() {
-    return [this](std::string_view name, drivekit::surface_scan::Mode mode,
-                  const drivekit::surface_scan::ShouldStop& shouldStop,
-                  const drivekit::surface_scan::Progress& progress) -> drivekit::Result<ScanAnswer, Failure> {
+    return [this](std::string_view name, drivekit::surface_scan::Mode mode, bool byCapture,
+                  const drivekit::surface_scan::ShouldStop& shouldStop, const drivekit::surface_scan::Progress& progress,
+                  const std::function<void(const std::string&)>& steps) -> drivekit::Result<ScanAnswer, Failure> {
         Failure failure;
         failure.device = std::string(name);
+        failure.usb = byCapture;
+        // The capture's steps come again with each look; each is shown once, in order.
+        std::size_t shown = 0;
+        const auto show = [&](const drivekit::json::Object& answer) {
+            const auto list = answer.find("steps");
+            if (list == answer.end() || !list->is_array()) return;
+            for (; shown < list->size(); ++shown) {
+                const auto& line = (*list)[shown];
+                if (steps && line.is_string()) steps(line.get<std::string>());
+            }
+        };
         static std::atomic<int> serial{0};
         const QString connectionName = QStringLiteral("vantrel-scan-%1").arg(++serial);
         // A connection of its own: the service knows the scan by this caller, and leaving
@@ -308,7 +321,7 @@ decltype(Machine::serviceScan) ServiceClient::scan() {
             message << qs(name);
             return message;
         };
-        auto start = messageOf("SurfaceScan");
+        auto start = messageOf(byCapture ? "CaptureScan" : "SurfaceScan");
         start << QString::fromLatin1(drivekit::surface_scan::modeName(mode));
         start.setInteractiveAuthorizationAllowed(true);
         QDBusPendingCall pending = own.asyncCall(start, scanTimeoutMs);
@@ -326,16 +339,21 @@ decltype(Machine::serviceScan) ServiceClient::scan() {
                     break;
                 }
             }
-            if (cancelledAt && Clock::now() - *cancelledAt > cancelWait) break;
-            if (!cancelledAt && progress && Clock::now() - lastLook >= progressEvery) {
+            // Taken by capture, the drive is given back and its volumes awaited before the answer.
+            if (cancelledAt && Clock::now() - *cancelledAt > (byCapture ? captureCancelWait : cancelWait)) {
+                // The scan had begun, so a drive taken for it is given back as the service sees us go.
+                failure.taken = byCapture;
+                break;
+            }
+            if (!cancelledAt && (progress || steps) && Clock::now() - lastLook >= progressEvery) {
                 lastLook = Clock::now();
                 const auto look = own.call(messageOf("ScanProgress"), QDBus::Block, writesTimeoutMs);
                 const auto parsed = look.type() == QDBusMessage::ReplyMessage
                                         ? drivekit::json::parse(look.arguments().value(0).toString().toStdString())
                                         : std::nullopt;
-                if (const auto soFar = parsed ? drivekit::surface_scan::resultFromJson(*parsed) : std::nullopt) {
-                    progress(*soFar);
-                }
+                if (parsed) show(*parsed);
+                const auto soFar = parsed ? drivekit::surface_scan::resultFromJson(*parsed) : std::nullopt;
+                if (soFar && progress) progress(*soFar);
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         }
@@ -349,12 +367,17 @@ decltype(Machine::serviceScan) ServiceClient::scan() {
         if (reply.type() == QDBusMessage::ReplyMessage) {
             const auto parsed = drivekit::json::parse(reply.arguments().value(0).toString().toStdString());
             if (auto answer = parsed ? scanAnswerFromJson(*parsed) : std::nullopt) {
+                show(*parsed);
                 if (progress) progress(answer->result);
                 return std::move(*answer);
             }
             failure.kind = Failure::Kind::readFailed;
             failure.detail = "Vantrel's service gave an answer that can't be read.";
             return drivekit::Unexpected(failure);
+        }
+        // A scan by capture that didn't scan says why as the careful check would.
+        if (isError(reply, Protocol::Error::checkFailed)) {
+            if (auto sent = Protocol::decodeFailure(reply.errorMessage().toStdString())) return drivekit::Unexpected(*sent);
         }
         failure.detail = reply.errorMessage().toStdString();
         if (isError(reply, Protocol::Error::notAuthorized)) {

@@ -86,11 +86,23 @@ Outcome run(const Platform& platform, std::string_view device, drivekit::surface
     const std::string model = attribute(platform.sysfs, base + "/device/model").value_or(outcome.kernelName);
     const auto serial = attribute(platform.sysfs, base + "/device/serial");
     std::unique_ptr<drivekit::SCSIDrive> drive;
-    if (platform.capture) {
-        scanByCapture(platform, name, mode, shouldStop, progress, outcome);
-        if (outcome.failure != Outcome::Failure::none) return outcome;
-    } else if (platform.serviceScan) {
-        auto answer = platform.serviceScan(name, mode, shouldStop, progress);
+    // Without root the privileged service takes the USB drive over, when there is one.
+    const bool mayCapture = platform.capture && platform.capture->capture && platform.capture->capture->usb.privileged();
+    const bool inService = platform.serviceScan && (!platform.capture || !mayCapture);
+    if (inService && platform.capture) {
+        // Refused here as the capture would refuse it, before the service is asked.
+        const auto disk = drivekit::Discovery::drive(name, sourcesOf(*platform.capture));
+        if (!disk || disk->transport != drivekit::Transport::usb) {
+            outcome.failure = disk ? Outcome::Failure::cannotOpen : Outcome::Failure::notADisk;
+            if (disk) outcome.captureFailure = Failure{Failure::Kind::notUSB, outcome.kernelName};
+            return outcome;
+        }
+    }
+    if (inService) {
+        const auto steps = [&platform](const std::string& line) {
+            if (platform.captureSteps) platform.captureSteps(line);
+        };
+        auto answer = platform.serviceScan(name, mode, platform.capture != nullptr, shouldStop, progress, steps);
         if (!answer) {
             outcome.failure = Outcome::Failure::service;
             outcome.serviceFailure = std::move(answer.error());
@@ -98,6 +110,9 @@ Outcome run(const Platform& platform, std::string_view device, drivekit::surface
         }
         outcome.result = std::move(answer->result);
         outcome.usage = std::move(answer->usage);
+    } else if (platform.capture) {
+        scanByCapture(platform, name, mode, shouldStop, progress, outcome);
+        if (outcome.failure != Outcome::Failure::none) return outcome;
     } else {
         const OpenSCSI& open = outcome.route == Route::scsi ? platform.openSCSI : platform.openBlockReads;
         if (!open) {

@@ -51,7 +51,7 @@ struct Platform {
     /// what it read is then saved here, in this user's own folder.
     decltype(Machine::serviceScan) serviceScan = nullptr;
     /// Set: the disk is a USB drive scanned by capture, taken through this machine's
-    /// capture platform. Never through the service.
+    /// capture platform as root, or else by the service (`serviceScan`) when there is one.
     Machine* capture = nullptr;
     /// The capture's own steps ("Unmounting sdb…"), before and after the scan's progress.
     std::function<void(const std::string&)> captureSteps = nullptr;

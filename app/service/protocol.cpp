@@ -26,6 +26,9 @@ constexpr std::array methodTable{
     Method{Operation::processWrites, "ProcessWrites", "", "s", Action::writeAccounting, DriveKind::none},
     // A scan answers when it ends, with what it read; a stop leaves that answer partial.
     Method{Operation::surfaceScan, "SurfaceScan", "ss", "s", Action::surfaceScan, DriveKind::any},
+    // The same scan of a USB drive taken from its kernel driver, as the careful check takes
+    // it; its progress and cancel are the scan's, its answer also carries the capture's steps.
+    Method{Operation::captureScan, "CaptureScan", "ss", "s", Action::surfaceScan, DriveKind::usb},
     Method{Operation::scanProgress, "ScanProgress", "s", "s", std::nullopt, DriveKind::any},
     Method{Operation::cancelScan, "CancelScan", "s", "", std::nullopt, DriveKind::any},
 };
@@ -176,13 +179,13 @@ drivekit::Result<Request, Refusal> decode(std::string_view member, std::string_v
         if (!kind) return Unexpected(refusal(Refusal::Kind::invalidArgs, "The test is \"short\" or \"extended\"."));
         request.test = *kind;
     }
-    if (method->operation == Operation::surfaceScan) {
+    if (method->operation == Operation::surfaceScan || method->operation == Operation::captureScan) {
         const std::string* word = stringAt(args, next++);
         const auto mode = word ? modeOf(*word) : std::nullopt;
         if (!mode) return Unexpected(refusal(Refusal::Kind::invalidArgs, "The mode is \"quick\" or \"full\"."));
         request.mode = *mode;
     }
-    if (method->drive == DriveKind::usb) {
+    if (method->operation == Operation::usbCheck) {
         const bool* wake = next < args.size() ? std::get_if<bool>(&args[next]) : nullptr;
         if (!wake) return Unexpected(refusal(Refusal::Kind::invalidArgs, "Whether to wake a sleeping disk is missing."));
         request.wake = *wake;

@@ -73,6 +73,7 @@ enum class Operation {
     usbCheck,
     processWrites,
     surfaceScan,
+    captureScan,
     scanProgress,
     cancelScan,
 };

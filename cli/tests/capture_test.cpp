@@ -13,10 +13,14 @@
 #include "app/scan/scan_run.hpp"
 #include "cli/cli.hpp"
 #include "cli/exit_codes.hpp"
+#include "cli/failure_text.hpp"
+#include "app/usb_check.hpp"
+#include "app/drive_check.hpp"
 #include "cli/watch_command.hpp"
 #include "drivekit/discovery/discovery.hpp"
 #include "drivekit/usb/tests/support/sim_ata_disk.hpp"
 #include "drivekit/usb/tests/support/sim_enclosure.hpp"
+#include "platform/demo/memory_file_store.hpp"
 #include "platform/linux/linux_sysfs.hpp"
 #include "cli/tests/support/outcome.hpp"
 #include "platform/tests/support/doubles.hpp"
@@ -277,6 +281,28 @@ TEST_F(CaptureCommand, ScanByCaptureStoppedMidwayKeepsWhatItReadAndGivesTheDrive
     const auto refused = app::ScanRun::run(platform, "sda", drivekit::surface_scan::Mode::full, {}, {});
     ASSERT_TRUE(app::ScanRun::failureOf(refused));
     EXPECT_EQ(app::ScanRun::failureOf(refused)->kind, app::Failure::Kind::notUSB);
+}
+
+// A stop that comes before the device is taken ends a scan by capture exactly as it ends
+// the careful check: interrupted, nothing taken, nothing scanned or saved, the same sentence.
+TEST_F(CaptureCommand, ScanByCaptureStoppedBeforeTheTakeEndsAsTheCheckDoes) {
+    cli::CapturePlatform capture{volumes, holders, host, [](double) {}, options, [] { return Lines{}; }};
+    cli::Machine machine{sysfs, nvme, drivekit::Locale{"en_US"}, nullptr, &mounts, &probe, nullptr, &clock};
+    machine.capture = &capture;
+    platform::MemoryFileStore files;
+    const app::ScanRun::Platform platform{sysfs, clock, nullptr, nullptr, "/data", files, nullptr, nullptr, &machine, {}};
+    const auto stopped = [] { return true; };
+    const auto outcome = app::ScanRun::run(platform, "sdb", drivekit::surface_scan::Mode::full, stopped, {});
+    const auto scanFailure = app::ScanRun::failureOf(outcome);
+    ASSERT_TRUE(scanFailure);
+    EXPECT_FALSE(files.read("/data/scans.json")) << "nothing read, nothing saved";
+
+    const auto checked = app::captureReading(*drivekit::Discovery::drive("sdb", app::sourcesOf(machine)), machine,
+                                             false, stopped, [](const std::string&) {});
+    ASSERT_FALSE(checked);
+    EXPECT_EQ(*scanFailure, checked.error());
+    EXPECT_EQ(cli::said(*scanFailure).sentence, "interrupted; /dev/sdb was not taken over.");
+    EXPECT_TRUE(enclosure.trace.empty()) << "the enclosure was never spoken to";
 }
 
 }  // namespace

@@ -81,22 +81,47 @@ platform::SCSIDrive::Answer LinuxBlockReadDrive::command(platform::ByteView cdb,
         data.resize(static_cast<std::size_t>(std::clamp<std::int64_t>(dataIn, 0, 8)));
         return data;
     }
-    if (op == 0x28 && cdb.size() >= 10) return read(platform::be32(cdb, 2), platform::be16(cdb, 7), dataIn);
-    if (op == 0x88 && cdb.size() >= 16) return read(platform::be64(cdb, 2), platform::be32(cdb, 10), dataIn);
+    if (auto read = readInto(cdb, dataIn)) {
+        if (!*read) return platform::Unexpected(std::move(read->error()));
+        const auto* start = static_cast<const std::uint8_t*>(buffer_);
+        return platform::Bytes(start, start + **read);
+    }
     log_.note("refused opcode " + std::to_string(op) + ": this drive only reads");
     return refused("The drive refused the command.");
 }
 
-platform::SCSIDrive::Answer LinuxBlockReadDrive::read(std::uint64_t lba, std::uint64_t blocks, std::int64_t dataIn) {
-    if (lba > totalBlocks_ || blocks > totalBlocks_ - lba) return refused("The drive refused the command.");
+platform::Result<std::int64_t, platform::SCSIDrive::Failure> LinuxBlockReadDrive::commandLength(
+    platform::ByteView cdb, std::int64_t dataIn, double timeoutSeconds) {
+    if (!gone_) {
+        if (auto read = readInto(cdb, dataIn)) {
+            if (!*read) return platform::Unexpected(std::move(read->error()));
+            return static_cast<std::int64_t>(**read);
+        }
+    }
+    return SCSIDrive::commandLength(cdb, dataIn, timeoutSeconds);
+}
+
+std::optional<platform::Result<std::size_t, platform::SCSIDrive::Failure>> LinuxBlockReadDrive::readInto(
+    platform::ByteView cdb, std::int64_t dataIn) {
+    if (cdb.empty()) return std::nullopt;
+    if (cdb[0] == 0x28 && cdb.size() >= 10) return read(platform::be32(cdb, 2), platform::be16(cdb, 7), dataIn);
+    if (cdb[0] == 0x88 && cdb.size() >= 16) return read(platform::be64(cdb, 2), platform::be32(cdb, 10), dataIn);
+    return std::nullopt;
+}
+
+platform::Result<std::size_t, platform::SCSIDrive::Failure> LinuxBlockReadDrive::read(std::uint64_t lba,
+                                                                                    std::uint64_t blocks,
+                                                                                    std::int64_t dataIn) {
+    const auto refusedRead = [] { return platform::Unexpected(Failure{"The drive refused the command."}); };
+    if (lba > totalBlocks_ || blocks > totalBlocks_ - lba) return refusedRead();
     const std::size_t bytes = static_cast<std::size_t>(blocks) * blockSize_;
-    if (dataIn < 0 || bytes > static_cast<std::size_t>(dataIn)) return refused("The drive refused the command.");
+    if (dataIn < 0 || bytes > static_cast<std::size_t>(dataIn)) return refusedRead();
     if (bytes > bufferSize_) {
         std::free(buffer_);
         buffer_ = nullptr;
         bufferSize_ = 0;
         const std::size_t rounded = (bytes + alignment - 1) / alignment * alignment;
-        if (::posix_memalign(&buffer_, alignment, rounded) != 0) return refused("Out of memory.");
+        if (::posix_memalign(&buffer_, alignment, rounded) != 0) return platform::Unexpected(Failure{"Out of memory."});
         bufferSize_ = rounded;
     }
     std::size_t done = 0;
@@ -108,13 +133,12 @@ platform::SCSIDrive::Answer LinuxBlockReadDrive::read(std::uint64_t lba, std::ui
             const int error = errno;
             log_.note("read at block " + std::to_string(lba) + " failed: " + errnoText(error));
             if (error == ENODEV || error == ENXIO) gone_ = true;
-            return refused("The drive couldn't read these blocks.");
+            return platform::Unexpected(Failure{"The drive couldn't read these blocks."});
         }
         if (got == 0) break;
         done += static_cast<std::size_t>(got);
     }
-    const auto* start = static_cast<const std::uint8_t*>(buffer_);
-    return platform::Bytes(start, start + done);
+    return done;
 }
 
 }  // namespace platform

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/result.hpp"
@@ -32,6 +33,9 @@ public:
     LinuxBlockReadDrive& operator=(const LinuxBlockReadDrive&) = delete;
 
     Answer command(platform::ByteView cdb, std::int64_t dataIn, double timeoutSeconds) override;
+    /// A read lands in the kept buffer and stays there: no copy is handed over.
+    platform::Result<std::int64_t, Failure> commandLength(platform::ByteView cdb, std::int64_t dataIn,
+                                                          double timeoutSeconds) override;
     platform::DiagnosticsLog& log() override { return log_; }
     bool stoppedAnswering() const override { return gone_; }
 
@@ -40,7 +44,9 @@ public:
 
 private:
     LinuxBlockReadDrive(int fd, std::string node, std::uint32_t blockSize, std::uint64_t totalBlocks);
-    Answer read(std::uint64_t lba, std::uint64_t blocks, std::int64_t dataIn);
+    /// READ (10) or READ (16) into `buffer_`: the bytes that came; nothing for another command.
+    std::optional<platform::Result<std::size_t, Failure>> readInto(platform::ByteView cdb, std::int64_t dataIn);
+    platform::Result<std::size_t, Failure> read(std::uint64_t lba, std::uint64_t blocks, std::int64_t dataIn);
 
     int fd_;
     std::string node_;

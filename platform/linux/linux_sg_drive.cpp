@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <climits>
 #include <cmath>
+#include <cstdlib>
 
 #include "platform/format.hpp"
 #include "platform/scsi_sense.hpp"
@@ -175,10 +176,46 @@ platform::Result<std::unique_ptr<LinuxSGDrive>, int> LinuxSGDrive::open(const st
 
 LinuxSGDrive::LinuxSGDrive(int fd, std::string node) : fd_(fd), node_(std::move(node)) {}
 
-LinuxSGDrive::~LinuxSGDrive() { ::close(fd_); }
+LinuxSGDrive::~LinuxSGDrive() {
+    ::close(fd_);
+    std::free(kept_);
+}
 
 LinuxSGDrive::Answer LinuxSGDrive::command(platform::ByteView cdb, std::int64_t dataIn,
                                            double timeoutSeconds) {
+    // A length out of range is turned down by `send` before anything is allocated.
+    const bool fits = dataIn >= 0 && dataIn <= UINT_MAX;
+    platform::Bytes data(fits ? static_cast<std::size_t>(dataIn) : 0, 0);
+    auto sent = send(cdb, dataIn, timeoutSeconds, data.data());
+    if (!sent) return platform::Unexpected(std::move(sent.error()));
+    if (sent->registers) return std::move(*sent->registers);
+    data.resize(sent->length);
+    return data;
+}
+
+platform::Result<std::int64_t, LinuxSGDrive::Failure> LinuxSGDrive::commandLength(platform::ByteView cdb,
+                                                                                 std::int64_t dataIn,
+                                                                                 double timeoutSeconds) {
+    const auto wanted = static_cast<std::size_t>(std::clamp<std::int64_t>(dataIn, 0, UINT_MAX));
+    if (dataIn <= UINT_MAX && wanted > keptSize_) {
+        // A page holds every alignment a host adapter asks of a buffer it maps.
+        constexpr std::size_t page = 4096;
+        const std::size_t rounded = (wanted + page - 1) / page * page;
+        void* grown = nullptr;
+        if (::posix_memalign(&grown, page, rounded) != 0) return SCSIDrive::commandLength(cdb, dataIn, timeoutSeconds);
+        std::free(kept_);
+        kept_ = grown;
+        keptSize_ = rounded;
+    }
+    auto sent = send(cdb, dataIn, timeoutSeconds, static_cast<unsigned char*>(kept_));
+    if (!sent) return platform::Unexpected(std::move(sent.error()));
+    return static_cast<std::int64_t>(sent->registers ? sent->registers->size() : sent->length);
+}
+
+platform::Result<LinuxSGDrive::Sent, LinuxSGDrive::Failure> LinuxSGDrive::send(platform::ByteView cdb,
+                                                                              std::int64_t dataIn,
+                                                                              double timeoutSeconds,
+                                                                              unsigned char* data) {
     const std::string what = node_ + " " + cdbText(cdb);
     if (gone_) return platform::Unexpected(Failure{"The drive is no longer connected."});
     if (cdb.empty() || cdb.size() > 16 || dataIn < 0 || dataIn > UINT_MAX) {
@@ -192,7 +229,7 @@ LinuxSGDrive::Answer LinuxSGDrive::command(platform::ByteView cdb, std::int64_t 
 
     std::array<unsigned char, 16> command{};
     std::copy(cdb.begin(), cdb.end(), command.begin());
-    platform::Bytes data(static_cast<std::size_t>(dataIn), 0);
+    const auto dataBytes = static_cast<std::size_t>(dataIn);
     std::array<unsigned char, senseCapacity> sense{};
 
     sg_io_hdr_t header{};
@@ -200,8 +237,8 @@ LinuxSGDrive::Answer LinuxSGDrive::command(platform::ByteView cdb, std::int64_t 
     header.dxfer_direction = dataIn > 0 ? SG_DXFER_FROM_DEV : SG_DXFER_NONE;
     header.cmd_len = static_cast<unsigned char>(cdb.size());
     header.cmdp = command.data();
-    header.dxfer_len = static_cast<unsigned>(data.size());
-    header.dxferp = data.empty() ? nullptr : data.data();
+    header.dxfer_len = static_cast<unsigned>(dataBytes);
+    header.dxferp = dataBytes == 0 ? nullptr : data;
     header.mx_sb_len = static_cast<unsigned char>(sense.size());
     header.sbp = sense.data();
     header.timeout = timeoutMilliseconds(timeoutSeconds);
@@ -225,19 +262,18 @@ LinuxSGDrive::Answer LinuxSGDrive::command(platform::ByteView cdb, std::int64_t 
     completion.driverStatus = header.driver_status;
     completion.resid = header.resid;
     completion.sense.assign(sense.begin(), sense.begin() + std::min<std::size_t>(header.sb_len_wr, sense.size()));
-    const SGOutcome result = classify(completion, data.size());
+    const SGOutcome result = classify(completion, dataBytes);
 
     switch (result.kind) {
         case SGOutcome::Kind::data:
-            data.resize(result.length);
             log_.noteSuccess([&] {
-                return what + format(": %zu bytes", data.size()) +
+                return what + format(": %zu bytes", result.length) +
                        (result.detail.empty() ? "" : " (" + result.detail + ")");
             });
-            return data;
+            return Sent{result.length, std::nullopt};
         case SGOutcome::Kind::ataRegisters:
             log_.noteSuccess([&] { return what + ": ATA registers returned"; });
-            return std::move(completion.sense);
+            return Sent{0, std::move(completion.sense)};
         case SGOutcome::Kind::gone:
             gone_ = true;
             [[fallthrough]];

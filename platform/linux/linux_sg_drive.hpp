@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/bytes.hpp"
@@ -87,6 +88,10 @@ public:
     LinuxSGDrive& operator=(const LinuxSGDrive&) = delete;
 
     Answer command(platform::ByteView cdb, std::int64_t dataIn, double timeoutSeconds) override;
+    /// The data land in a page-aligned buffer kept from command to command, which the
+    /// kernel maps instead of copying through a bounce buffer, and no copy is handed over.
+    platform::Result<std::int64_t, Failure> commandLength(platform::ByteView cdb, std::int64_t dataIn,
+                                                          double timeoutSeconds) override;
     platform::DiagnosticsLog& log() override { return log_; }
     /// True once the kernel said the device is gone; commands after that aren't sent.
     bool stoppedAnswering() const override { return gone_; }
@@ -94,10 +99,21 @@ public:
 private:
     LinuxSGDrive(int fd, std::string node);
 
+    /// What a command sent into `data` came to: the bytes that came, or the sense data
+    /// that hold the ATA registers.
+    struct Sent {
+        std::size_t length = 0;
+        std::optional<platform::Bytes> registers;
+    };
+    platform::Result<Sent, Failure> send(platform::ByteView cdb, std::int64_t dataIn, double timeoutSeconds,
+                                         unsigned char* data);
+
     int fd_;
     std::string node_;
     platform::DiagnosticsLog log_;
     bool gone_ = false;
+    void* kept_ = nullptr;  // commandLength's buffer; grows to the largest read, then stays
+    std::size_t keptSize_ = 0;
 };
 
 }  // namespace platform

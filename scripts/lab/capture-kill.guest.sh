@@ -1,5 +1,6 @@
 #!/bin/sh
-# Guest side of the interrupted capture: `vantrel check --capture` is stopped at each step
+# Guest side of the interrupted capture: `vantrel check --capture` (and once `scan
+# --capture`, before the take) is stopped at each step
 # of the careful sequence (before and after the unmount, just after the capture, mid-read,
 # while giving the device back, while waiting for the drive) by SIGTERM, SIGINT or SIGKILL,
 # and after each the USB disk must have its kernel driver and its block device again. A
@@ -52,14 +53,15 @@ prepare() {
   eval "usb_$(echo "$label" | tr - _)=$usb"
 }
 
-# interrupt CASE USB MOUNTPOINT SIGNAL LINE: one interrupted run and what it left.
+# interrupt CASE USB MOUNTPOINT SIGNAL LINE [COMMAND]: one interrupted run (of `check`, or
+# of COMMAND, `scan`) and what it left.
 interrupt() {
-  name=$1 usb=$2 point=$3 sig=$4 line=$5
+  name=$1 usb=$2 point=$3 sig=$4 line=$5 command=${6:-check}
   d=$(disk_at "$usb")
   # A SIGKILL before leaves the volume unmounted: each case starts from a mounted drive.
   [ "$(mounted "$d")" = yes ] || mount "/dev/$d" "$point"
   size=$(cat "/sys/class/block/$d/size")
-  VANTREL_TEST_HOLD_AFTER="$line" vantrel check --capture "$d" >"/tmp/$name.err" 2>&1 &
+  VANTREL_TEST_HOLD_AFTER="$line" vantrel "$command" --capture "$d" >"/tmp/$name.err" 2>&1 &
   pid=$!
   held=no i=0
   while [ $i -lt 1200 ] && kill -0 $pid 2>/dev/null; do
@@ -97,6 +99,8 @@ if [ -n "$bot" ]; then
   interrupt term-release "$bot" /media/lab/LABBOT TERM "Giving the device back to Linux"
   interrupt term-waiting "$bot" /media/lab/LABBOT TERM "Waiting for the drive to come back"
   interrupt kill-after-capture "$bot" /media/lab/LABBOT KILL "Talking to the enclosure over"
+  # A scan by capture stopped before the take ends as the check does.
+  interrupt scan-int-before-take "$bot" /media/lab/LABBOT INT "Taking over the USB device" scan
 fi
 if [ -n "$uas" ]; then
   interrupt int-mid-read "$uas" /media/lab/LABUAS INT "Enclosure reports: "

@@ -1266,6 +1266,21 @@ def service_checks(name, found, tap):
     tap.check("/media/lab/SVCLAB" in after_usb and "kept" in after_usb,
               f"{name}: the bridge comes back mounted where it was, its file intact", after_usb[:200])
 
+    # alice's scan of the bridge by capture, through the service: the whole disk read
+    # through the enclosure (it has no bad sectors), the capture's steps shown, the volume back.
+    scanned, scan_rc, scan_text = parsed(found, "alice-capture-scan")
+    steps = found.get("capture-scan-progress", ("", 1))[0]
+    whole = isinstance(scanned, dict) and scanned.get("readsPlanned", 0) > 0 and \
+        scanned.get("readsDone") == scanned.get("readsPlanned") and scanned.get("unreadable") == [] and \
+        "stopped" not in scanned
+    tap.check(whole and scan_rc == 0, f"{name}: alice's scan by capture of the bridge through the service reads it whole, clean, exit 0",
+              f"rc={scan_rc}: {scan_text[:300]} {steps[-300:]}")
+    tap.check("Taking over the USB device" in steps and "Back as " in steps,
+              f"{name}: the scan by capture shows the capture's steps", steps[-300:])
+    after_scan = found.get("capture-scan-after", ("", 1))[0]
+    tap.check("/media/lab/SVCLAB" in after_scan and "kept" in after_scan,
+              f"{name}: after the scan by capture the bridge is back mounted where it was, its file intact", after_scan[:200])
+
 
 def main():
     name, path = sys.argv[1], sys.argv[2]

@@ -100,5 +100,10 @@ if [ -n "$bridge" ]; then
   block alice-usb-check as_alice "$V check $bridge --capture --json 2>/tmp/usb-check.err"
   block usb-check-progress cat /tmp/usb-check.err
   back usb-after
+  # alice scans the bridge's disk by capture through the service: unmounted, taken from its
+  # driver, read whole through the enclosure, given back and mounted again.
+  block alice-capture-scan as_alice "XDG_DATA_HOME=/tmp/alice-data $V scan $bridge --capture --json 2>/tmp/capture-scan.err"
+  block capture-scan-progress cat /tmp/capture-scan.err
+  back capture-scan-after
 fi
 exit 0

@@ -235,12 +235,6 @@ TEST_F(SurfaceScanTest, CapacityThatCantBeTrusted) {
     EXPECT_TRUE(scan().stopped);
 }
 
-TEST(SurfaceScanCommands, Read10OnlyWhereItReaches) {
-    EXPECT_EQ(*command({false, 0}, 0xFFFF'FFFFULL - 8, 8), read10(0xFFFF'FFFF - 8, 8));
-    EXPECT_FALSE(command({false, 0}, 0xFFFF'FFFFULL - 7, 8));
-    EXPECT_FALSE(command({false, 0}, 0, 65'536));
-}
-
 TEST(SurfaceScanJson, ResultRoundTripsWithKeysInOrder) {
     Result r;
     r.mode = Mode::quick;

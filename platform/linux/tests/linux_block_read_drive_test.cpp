@@ -34,8 +34,13 @@ TEST(LinuxBlockReadDrive, AnswersCapacityAndReadsAndRefusesEverythingElse) {
     EXPECT_EQ((*data)[0], 8);
     EXPECT_EQ(data->back(), 23);
 
+    // The length alone, as the scan asks: the same reads and refusals, no data handed over.
+    EXPECT_EQ(drive.commandLength(read10, 16 * 512, 10).value(), 16 * 512);
+    EXPECT_EQ(drive.commandLength(rc16, 32, 4).value(), 32);
+
     const platform::Bytes pastEnd{0x88, 0, 0, 0, 0, 0, 0, 0, 0, 79, 0, 0, 0, 2, 0, 0};
     EXPECT_FALSE(drive.command(pastEnd, 1024, 10));
+    EXPECT_FALSE(drive.commandLength(pastEnd, 1024, 10));
     EXPECT_FALSE(drive.command(platform::Bytes{0x12, 0, 0, 0, 36, 0}, 36, 4));       // INQUIRY
     EXPECT_FALSE(drive.command(platform::Bytes{0x2A, 0, 0, 0, 0, 0, 0, 0, 1, 0}, 0, 4));  // WRITE (10)
     EXPECT_FALSE(drive.stoppedAnswering());
