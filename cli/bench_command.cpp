@@ -86,7 +86,7 @@ int exitFor(bench::Failure failure, int error) {
 
 }  // namespace
 
-int runBenchCommand(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out,
+int runBenchCommand(const std::vector<std::string_view>& args, Machine& machine, bool demo, std::ostream& out,
                     std::ostream& err) {
     bool json = false;
     std::optional<std::string_view> directory;
@@ -128,7 +128,7 @@ int runBenchCommand(const std::vector<std::string_view>& args, Machine& machine,
         [&](const bench::Live& l) {
             if (live) err << progressLine(l) << std::flush;
         },
-        app::ScanStore::dataFolder(environment));
+        demo ? app::ScanStore::dataFolder(environment) / "demo" : app::ScanStore::dataFolder(environment));
     if (live) err << '\n';
 
     const bench::Outcome& outcome = run.outcome;

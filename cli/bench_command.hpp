@@ -12,8 +12,9 @@
 
 namespace cli {
 
-/// `args` are the words after "bench".
-int runBenchCommand(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out,
+/// `args` are the words after "bench". On the demo machine (`demo`) the result is kept
+/// apart from the real drives' results, as the store keeps its files.
+int runBenchCommand(const std::vector<std::string_view>& args, Machine& machine, bool demo, std::ostream& out,
                     std::ostream& err);
 
 }  // namespace cli

@@ -77,6 +77,12 @@ int outputChecked(int code) {
 
 // Commands that parse their own words and read the store's files, so --demo keeps them
 // apart from this computer's.
+// scan, writes, bench, eject and mount parse their own arguments.
+bool parsesOwnArguments(std::string_view command) {
+    return command == "scan" || command == "writes" || command == "bench" || command == "eject" ||
+           command == "mount";
+}
+
 bool isStoreCommand(std::string_view command) {
     return command == "monitor" || command == "history" || command == "report" || command == "card" ||
            command == "readings";
@@ -121,10 +127,9 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
         }
         if (command == "readings") return runReadingsCommand(rest, demo, out, printableErr);
     }
-    // scan, writes, bench, eject and mount parse their own arguments.
-    const std::string_view command = args.empty() ? std::string_view() : args.front();
-    const bool ownArguments = command == "scan" || command == "writes" || command == "bench" ||
-                              command == "eject" || command == "mount";
+    const std::size_t first = demo ? 1 : 0;
+    const std::string_view command = args.size() > first ? args[first] : std::string_view();
+    const bool ownArguments = parsesOwnArguments(command);
     const ParseResult parsed = ownArguments ? ParseResult{} : parseArguments(args);
     // Everything but a JSON document passes through the terminal filter: strings from
     // drives, file systems and processes are printed in many places, and this is the one
@@ -134,12 +139,12 @@ int run(const std::vector<std::string_view>& args, Machine& machine, std::ostrea
     PrintableStream printableOut(out, !json);
     PrintableStream printableErr(err, true);
     if (ownArguments) {
-        const std::vector<std::string_view> rest(args.begin() + 1, args.end());
+        const std::vector<std::string_view> rest(args.begin() + static_cast<std::ptrdiff_t>(first) + 1, args.end());
         if (command == "writes") return runWritesCommand(rest, machine, printableOut, printableErr);
-        if (command == "bench") return runBenchCommand(rest, machine, printableOut, printableErr);
+        if (command == "bench") return runBenchCommand(rest, machine, demo, printableOut, printableErr);
         if (command == "eject") return runEjectCommand(rest, machine, printableOut, printableErr);
         if (command == "mount") return runMountCommand(rest, machine, printableOut, printableErr);
-        return runScanCommand(rest, machine, printableOut, printableErr);
+        return runScanCommand(rest, machine, demo, printableOut, printableErr);
     }
     return runParsed(parsed, machine, printableOut, printableErr);
 }
@@ -152,7 +157,8 @@ int main(int argc, char** argv) {
     if (busParts() == nullptr && asksForBus(args, ::geteuid() == 0, diskServiceInstalled)) {
         return handOverToBus(argv, std::cerr);
     }
-    if (args.size() > 1 && args.front().starts_with("--demo") && isStoreCommand(args[1])) {
+    if (args.size() > 1 && args.front().starts_with("--demo") &&
+        (isStoreCommand(args[1]) || parsesOwnArguments(args[1]))) {
         const auto file = args.front() == "--demo" ? std::string() : std::string(args.front().substr(7));
         return outputChecked(runDemo(args, file, std::cout, std::cerr));
     }

@@ -45,7 +45,10 @@ bool asksForBus(const std::vector<std::string_view>& args, bool root, bool (*dis
                        command == "bench" || command == "watch";
     const bool asksHelp = std::any_of(args.begin(), args.end(), [](auto arg) { return arg == "--help" || arg == "-h"; });
     if (!reads || asksHelp) return false;
-    return !root || ((command == "check" || command == "watch") && diskService());
+    // What takes a USB drive from its driver unmounts through the disk service where it runs.
+    const bool captures = command == "check" || command == "watch" ||
+                          (command == "scan" && std::find(args.begin(), args.end(), "--capture") != args.end());
+    return !root || (captures && diskService());
 }
 
 bool diskServiceInstalled() {

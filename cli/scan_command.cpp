@@ -38,7 +38,7 @@ void printTable(const app::ScanRun::Outcome& outcome, std::ostream& out) {
 
 }  // namespace
 
-int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out,
+int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, bool demo, std::ostream& out,
                    std::ostream& err) {
     Mode mode = Mode::full;
     bool json = false;
@@ -86,7 +86,7 @@ int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, 
                                           *machine.clock,
                                           machine.openSCSI,
                                           machine.openBlockReads,
-                                          app::ScanStore::dataFolder(environment),
+                                          demo ? app::ScanStore::dataFolder(environment) / "demo" : app::ScanStore::dataFolder(environment),
                                           files,
                                           machine.procFiles.get(),
                                           machine.serviceScan,

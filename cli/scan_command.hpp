@@ -11,8 +11,9 @@
 
 namespace cli {
 
-/// `args` are the words after "scan".
-int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, std::ostream& out,
+/// `args` are the words after "scan". On the demo machine (`demo`) the result is kept
+/// apart from the real drives' results, as the store keeps its files.
+int runScanCommand(const std::vector<std::string_view>& args, Machine& machine, bool demo, std::ostream& out,
                    std::ostream& err);
 
 }  // namespace cli

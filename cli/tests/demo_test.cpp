@@ -47,6 +47,16 @@ TEST(DemoOption, ChecksTheShippedDrivesLikeRealOnes) {
     EXPECT_EQ(absent.code, cli::exitNoDevice);
 }
 
+// The commands that parse their own words run on the demo machine too, rather than being
+// taken for unknown commands after --demo.
+TEST(DemoOption, ScanAndBenchRunOnTheDemoMachine) {
+    const Outcome scan = runDemo({"--demo", "scan", "sdz"});
+    EXPECT_EQ(scan.code, cli::exitNoDevice) << scan.err;
+    EXPECT_NE(scan.err.find("no such device: /dev/sdz"), std::string::npos) << scan.err;
+    const Outcome bench = runDemo({"--demo", "bench", "/nonexistent"});
+    EXPECT_NE(bench.err.find("/nonexistent isn't a folder"), std::string::npos) << bench.err;
+}
+
 // Every sentence a user reads on Linux says the Linux truth: no Mac, no macOS, none of its
 // registry's fields in the full report.
 TEST(DemoOption, NoOutputNamesTheMac) {

@@ -35,6 +35,9 @@ TEST(HandOver, TheBusTakesWhatNeedsItAndNothingARootListNeeds) {
     EXPECT_FALSE(asksForBus(Words{"list", "--json"}, root, installed));
     EXPECT_FALSE(asksForBus(Words{"check", "sda"}, root, absent));
     EXPECT_TRUE(asksForBus(Words{"check", "sda"}, root, installed));
+    // A scan unmounts through the disk service only when it takes the drive.
+    EXPECT_FALSE(asksForBus(Words{"scan", "sdb"}, root, installed));
+    EXPECT_TRUE(asksForBus(Words{"scan", "sdb", "--capture"}, root, installed));
     EXPECT_TRUE(asksForBus(Words{"list", "--json"}, !root, absent));
     EXPECT_TRUE(asksForBus(Words{"scan", "sda"}, !root, absent));
     EXPECT_FALSE(asksForBus(Words{"--demo", "list"}, !root, absent));
