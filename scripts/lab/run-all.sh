@@ -18,10 +18,6 @@ fi
 work=${HWLAB_WORK_ROOT:-/tmp/vantrel-lab}
 mkdir -p "$work"
 
-# vantrel hands the commands that need Qt or the system bus to vantrel-bus, found beside it.
-parts=(-f "$vantrel")
-[[ -x "$(dirname "$vantrel")/vantrel-bus" ]] && parts+=(-f "$(dirname "$vantrel")/vantrel-bus")
-
 passed=0; failed=0; skipped=0
 # scenario NAME GUEST-SCRIPT [run-lab options...]
 scenario() {
@@ -29,6 +25,10 @@ scenario() {
   [[ "$only" == "  " || "$only" == *" $name "* ]] || return 0
   local started=$SECONDS
   local log="$work/$name.log"
+  # The binary of this scenario (capture-kill runs the one with the lab's hooks), and the
+  # vantrel-bus beside it, to which vantrel hands what needs Qt or the system bus.
+  local parts=(-f "$vantrel")
+  [[ -x "$(dirname "$vantrel")/vantrel-bus" ]] && parts+=(-f "$(dirname "$vantrel")/vantrel-bus")
   "$lab/run-lab.sh" -b 60 -t 300 -s 1 -w "$work/$name" "${parts[@]}" "$@" "$here/$guest" >"$log" 2>&1
   local rc=$?
   if [[ $rc -ge 2 ]]; then
@@ -93,10 +93,11 @@ scenario capture-bridge capture.guest.sh -d none -H "$lab/guest/hooks" -U "$(sat
 # The careful check interrupted at each of its steps by SIGTERM, SIGINT and SIGKILL: the
 # disk's driver, block device and volume come back every time. It holds vantrel at a step
 # through a test hook that only the `lab` preset builds in: VANTREL_LAB_BINARY, else
-# build/lab/cli/vantrel, built here when missing.
+# build/lab/cli/vantrel, built here.
 if [[ "$only" == "  " || "$only" == *" capture-kill "* ]]; then
   hooked=${VANTREL_LAB_BINARY:-$here/../../build/lab/cli/vantrel}
-  if [[ ! -x "$hooked" ]]; then
+  if [[ -z "${VANTREL_LAB_BINARY:-}" ]]; then
+    # Built every time (a no-op when nothing changed): a stale hooked binary would test old code.
     (cd "$here/../.." && cmake --preset lab >/dev/null && cmake --build --preset lab --target vantrel >/dev/null)
   fi
   release=$vantrel
