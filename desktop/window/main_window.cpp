@@ -21,12 +21,11 @@
 #include "desktop/window/pages.hpp"
 #include "desktop/window/run_pages.hpp"
 #include "desktop/window/settings_page.hpp"
+#include "desktop/window/widgets.hpp"
 
 namespace desktop {
 
 namespace {
-
-QString q(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
 
 constexpr int kPageRole = Qt::UserRole + 1;
 

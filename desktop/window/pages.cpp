@@ -30,6 +30,7 @@
 #include "app/writes/app_writes.hpp"
 #include "desktop/window/appearance.hpp"
 #include "desktop/window/job.hpp"
+#include "desktop/window/widgets.hpp"
 #include "drivekit/core/version.hpp"
 #include "reports/gather.hpp"
 #include "reports/report_plan.hpp"
@@ -37,36 +38,6 @@
 namespace desktop {
 
 namespace {
-
-QString q(const std::string& text) { return QString::fromStdString(text); }
-QString q(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
-
-QLabel* label(QWidget* parent, double points = 0, bool bold = false) {
-    auto* label = new QLabel(parent);
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    if (points != 0 || bold) {
-        QFont font = label->font();
-        if (points != 0) font.setPointSizeF(font.pointSizeF() * points);
-        font.setBold(bold);
-        label->setFont(font);
-    }
-    return label;
-}
-
-void clear(QFormLayout* form) {
-    while (form->rowCount() > 0) form->removeRow(0);
-}
-
-void addFacts(QFormLayout* form, const std::vector<Fact>& facts) {
-    for (const auto& fact : facts) {
-        auto* value = new QLabel(q(fact.value));
-        value->setWordWrap(true);
-        value->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        value->setAccessibleName(q(fact.label));
-        form->addRow(q(fact.label), value);
-    }
-}
 
 QTableWidget* table(QWidget* parent, const QStringList& headers, const QString& name) {
     auto* table = new QTableWidget(0, static_cast<int>(headers.size()), parent);

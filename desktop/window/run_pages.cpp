@@ -18,27 +18,12 @@
 #include "desktop/model/page_wording.hpp"
 #include "desktop/window/appearance.hpp"
 #include "desktop/window/job.hpp"
+#include "desktop/window/widgets.hpp"
 #include "platform/file_store.hpp"
 
 namespace desktop {
 
 namespace {
-
-QString q(const std::string& text) { return QString::fromStdString(text); }
-QString q(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
-
-QLabel* label(QWidget* parent, double points = 0, bool bold = false) {
-    auto* label = new QLabel(parent);
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    if (points != 0 || bold) {
-        QFont font = label->font();
-        if (points != 0) font.setPointSizeF(font.pointSizeF() * points);
-        font.setBold(bold);
-        label->setFont(font);
-    }
-    return label;
-}
 
 QPushButton* button(QWidget* parent, std::string_view text) {
     auto* button = new QPushButton(q(text), parent);
@@ -54,14 +39,8 @@ QProgressBar* progressBar(QWidget* parent, std::string_view name) {
 }
 
 void showFacts(QFormLayout* form, const std::vector<Fact>& facts) {
-    while (form->rowCount() > 0) form->removeRow(0);
-    for (const auto& fact : facts) {
-        auto* value = new QLabel(q(fact.value));
-        value->setWordWrap(true);
-        value->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        value->setAccessibleName(q(fact.label));
-        form->addRow(q(fact.label), value);
-    }
+    clear(form);
+    addFacts(form, facts);
 }
 
 void say(QLabel* label, const std::string& text) {

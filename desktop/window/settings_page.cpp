@@ -16,13 +16,12 @@
 #include "desktop/model/autostart.hpp"
 #include "desktop/model/page_wording.hpp"
 #include "desktop/window/appearance.hpp"
+#include "desktop/window/widgets.hpp"
 #include "reports/share_item.hpp"
 
 namespace desktop {
 
 namespace {
-
-QString q(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
 
 std::optional<std::string> environment(const char* name) {
     const char* value = std::getenv(name);
