@@ -16,12 +16,6 @@ namespace {
 
 const Locale en{"en_US"};
 const Locale de{"de_DE"};
-const Locale fr{"fr_FR"};
-const Locale ja{"ja_JP"};
-
-// Separators as ICU's locale data has them.
-const std::string nbsp = "\xC2\xA0";            // U+00A0, before % in de and fr
-const std::string narrowNbsp = "\xE2\x80\xAF";  // U+202F, the French group separator
 
 TEST(LocalFormat, DecimalRoundsHalvesAwayFromZero) {
     EXPECT_EQ(LocalFormat::decimal(-2.25, 1, en), "-2.3");

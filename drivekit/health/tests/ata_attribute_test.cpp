@@ -60,17 +60,5 @@ TEST(ATAAttribute, PageSizesAtTheEdge) {
     EXPECT_FALSE(unthresholded[0].isFailingNow());
 }
 
-TEST(ATAAttribute, FailingNowOnlyAgainstARealThreshold) {
-    auto row = [](std::uint8_t value, std::uint8_t threshold) {
-        ATAAttribute a;
-        a.value = value;
-        a.threshold = threshold;
-        return a;
-    };
-    EXPECT_TRUE(row(253, 253).isFailingNow());
-    EXPECT_FALSE(row(1, 254).isFailingNow());
-    EXPECT_FALSE(row(0, 0).isFailingNow());
-}
-
 }  // namespace
 }  // namespace drivekit

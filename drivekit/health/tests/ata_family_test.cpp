@@ -20,14 +20,6 @@ Kind kindOf(std::string_view model, std::optional<bool> isSSD = true) {
     return familyFor(model, std::nullopt, {}, isSSD).kind;
 }
 
-// The Crucial pattern takes BX300 and BX500; the Silicon Motion one only BX100 and BX200.
-// Matching ignores case.
-TEST(ATAFamily, OnlyTheMX500CountsOnePendingSectorAsNoise) {
-    EXPECT_EQ(familyFor("ct2000mx500ssd1", std::nullopt, {}, std::nullopt).pendingNoise, 1u);
-    EXPECT_EQ(familyFor("CT1000BX500SSD1", std::nullopt, {}, true).pendingNoise, 0u);
-    EXPECT_EQ(familyFor("CT500MX300SSD1", std::nullopt, {}, true).pendingNoise, 0u);
-}
-
 TEST(ATAFamily, ARotatingDriveIsAHardDriveWhateverItsName) {
     EXPECT_EQ(kindOf("ST2000DM008-2FR102", false), Kind::hardDrive);
     EXPECT_EQ(kindOf("CT500MX500SSD1", false), Kind::hardDrive);

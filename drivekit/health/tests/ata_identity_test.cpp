@@ -64,14 +64,6 @@ TEST(ATAIdentity, AnswersThatAreNoIdentityGiveNothing) {
     EXPECT_TRUE(ATAIdentity::decode(almost));
 }
 
-TEST(ATAIdentity, RotationRateAndSolidState) {
-    auto rated = [](std::uint16_t rate) {
-        return ATAIdentity::decode(typicalSSD().word(217, rate).sealed()).value();
-    };
-    EXPECT_EQ(rated(7200).isSSD(), false);
-    EXPECT_EQ(rated(0xFFFF).isSSD(), std::nullopt);
-}
-
 TEST(ATAIdentity, SectorsPrefer48BitCountAndFallBackTo28Bit) {
     // All four words count: a value above 32 bits must not be cut.
     auto big = ATAIdentity::decode(

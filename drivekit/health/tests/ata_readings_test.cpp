@@ -69,30 +69,6 @@ TEST(ATAReadings, LifeAttributeInOrderOfTrustAndOnlyAsAPercentage) {
     EXPECT_EQ(read({attr(231, 101, 0)}).life, std::nullopt);
 }
 
-TEST(ATAReadings, RawCountersAreReadAtTheirOwnWidths) {
-    const ATAReadings r = read(
-        {
-            attr(5, 100, 0x0001'0002'0003),   // 16 bits
-            attr(197, 100, 0x0001'0002'0003), // 32 bits
-            attr(198, 100, 0x0001'0000'0004), // 32 bits
-            attr(187, 100, 0x0001'0000'0005), // 32 bits
-            attr(188, 100, 0x0001'0002'0006), // 16 bits
-            attr(10, 100, 0x0001'0000'0007),  // 32 bits
-            attr(199, 100, 0x0001'0000'0008), // 32 bits
-            attr(9, 100, 0x0001'0000'0010),   // 24 bits
-        },
-        genericModel, false);
-    EXPECT_EQ(r.reallocated, 3u);
-    EXPECT_EQ(r.pending, 0x0002'0003u);
-    EXPECT_EQ(r.offlineUncorrectable, 4u);
-    EXPECT_EQ(r.reportedUncorrectable, 5u);
-    EXPECT_EQ(r.commandTimeouts, 6u);
-    EXPECT_EQ(r.spinRetries, 7u);
-    EXPECT_EQ(r.crcErrors, 8u);
-    EXPECT_EQ(r.powerOnHours, 16u);
-    EXPECT_EQ(r.dataErrors(), 9u);
-}
-
 TEST(ATAReadings, IgnoredIdsAreGoneButStillCountForFailingNow) {
     const ATAReadings r = read({attr(197, 100, 8), attr(10, 100, 3), attr(7, 5, 0, 30),
                                 attr(231, 88, 0)},
@@ -189,23 +165,6 @@ TEST(ATAReadings, WearLevelingHoldsItsAverageInTheHighHalf) {
         attributeTable({attr(241, 100, 20'000), attr(173, 100, 5000), attr(167, 100, 50)}),
         generic, TB);
     EXPECT_EQ(both, 20'000ull * 1'073'741'824u);
-}
-
-// The spare rule's margins: a threshold of 90 is none, and the highest usable one still
-// reaches above 89.
-TEST(ATAReadings, SpareVerdicts) {
-    auto verdict = [](int spare, std::optional<int> threshold) {
-        ATAReadings r;
-        r.spare = spare;
-        r.spareThreshold = threshold;
-        return r.spareVerdict();
-    };
-    EXPECT_EQ(verdict(95, 90), Verdict::healthy);
-    EXPECT_EQ(verdict(15, 10), Verdict::failing);
-    EXPECT_EQ(verdict(71, 50), Verdict::watch);
-    EXPECT_EQ(verdict(90, std::nullopt), Verdict::healthy);
-    EXPECT_EQ(verdict(89, 89), Verdict::failed);
-    EXPECT_EQ(verdict(94, 89), Verdict::failing);
 }
 
 // Figures no drive can have, on models no quirk names: dropped or read in the unit that

@@ -20,23 +20,6 @@ TEST(Forecast, BootstrapNeedsWritesAMonthOfPowerAndLifeLeft) {
     EXPECT_FALSE(LifeForecast::bootstrap(100, TB, 10'000, 1'000'000'000'000));
 }
 
-TEST(Forecast, BootstrapOfAnATADriveNeedsLifeWritesAndHours) {
-    ATAReadings readings;
-    readings.life = 90;
-    readings.writtenBytes = 10 * TB;
-    readings.powerOnHours = 8760;
-    EXPECT_TRUE(LifeForecast::bootstrap(readings, 1'000'000'000'000));
-    EXPECT_EQ(LifeForecast::bootstrap(readings, 1'000'000'000'000),
-              LifeForecast::bootstrap(10, 10 * TB, 8760, 1'000'000'000'000));
-    for (auto absent : {&ATAReadings::writtenBytes, &ATAReadings::powerOnHours}) {
-        ATAReadings without = readings;
-        without.*absent = std::nullopt;
-        EXPECT_FALSE(LifeForecast::bootstrap(without, 1'000'000'000'000));
-    }
-    readings.life.reset();
-    EXPECT_FALSE(LifeForecast::bootstrap(readings, 1'000'000'000'000));
-}
-
 TEST(Forecast, BootstrapFromMeasuredWear) {
     // 10% used after 10 TB in a powered year: 1 TB a percent, 90 percent left at 10 TB a
     // year is 9 years, spread by 1 + 0.5/10.

@@ -57,13 +57,6 @@ Finding finding(Verdict verdict, std::string message) {
     return Finding{verdict, std::move(message), Finding::Signal::drive};
 }
 
-Drive driveOn(Transport transport) {
-    Drive drive;
-    drive.bsdName = "sda";
-    drive.transport = transport;
-    return drive;
-}
-
 TEST(DocumentWording, LineTellsTheWorstFindingOrTheFigures) {
     using DocumentWording::line;
     const std::optional<LifeForecast> forecast = LifeForecast{5.0, 9.0};
@@ -85,15 +78,6 @@ TEST(DocumentWording, LineTellsTheWorstFindingOrTheFigures) {
     // Nothing to say at all.
     EXPECT_EQ(line(Tier::limited, std::nullopt, std::nullopt, std::nullopt, {}, en),
               "Vantrel couldn't read this drive's health data.");
-}
-
-// The document and the report say the same of a live read, and an internal disk is not
-// said to be read over USB.
-TEST(DocumentWording, ReadSourceOfALiveReadIsTheReportsOwn) {
-    using DocumentWording::readSource;
-    EXPECT_EQ(ReadingSource::ataLive(Transport::usb),
-              readSource(ReadMethod::ataSMARTLive, driveOn(Transport::usb)));
-    EXPECT_NE(ReadingSource::ataLive(Transport::sata), ReadingSource::ataLive(Transport::usb));
 }
 
 // Every sentence a user can read says the Linux truth. The tables are read row by row;
@@ -141,20 +125,12 @@ TEST(Sentences, NoneNamesTheMac) {
     EXPECT_GT(literals, 2000u);
 }
 
-TEST(DocumentWording, PrettyNamesRaidAndVolumes) {
+TEST(DocumentWording, PrettyNamesAndVolumes) {
     using DocumentWording::prettyName;
     EXPECT_EQ(prettyName("1TB"), "1TB");  // nothing would remain
     EXPECT_EQ(prettyName("Portable SSD 1.5 TB"), "Portable SSD");
     EXPECT_EQ(prettyName("Disk 2  TB"), "Disk 2  TB");  // at most one blank before the unit
     EXPECT_EQ(prettyName("Model X.5TB"), "Model X.");   // a fraction needs digits before it
-
-    RAIDInfo raid;
-    raid.setName = "Raid2TB";
-    raid.level = "Mirror";
-    raid.status = "Online";
-    raid.memberCount = 2;
-    EXPECT_EQ(DocumentWording::raidSentence(raid),
-              " One of 2 drives in the Raid2TB mirror (RAID 1), which is online.");
 
     const std::vector<Volume> volumes{
         {"sda1", "Data", "/", "ext4"},
