@@ -35,17 +35,5 @@ TEST(DriveSummaryKeys, USBIdentityAndItsFallbacks) {
     EXPECT_EQ(summary.stableKey(), "S5GXNF0R123456");
 }
 
-TEST(DriveSummaryKeys, USBCheckIsOfferedOnlyToALimitedUSBDrive) {
-    DriveSummary summary;
-    summary.kind = DriveKind::usb;
-    summary.tier = Tier::limited;
-    EXPECT_TRUE(summary.offersUSBCheck(true));
-    EXPECT_FALSE(summary.offersUSBCheck(false));
-
-    DriveSummary nvmeBridge = summary;
-    nvmeBridge.usbNVMeBridge = true;
-    EXPECT_FALSE(nvmeBridge.offersUSBCheck(true));
-}
-
 }  // namespace
 }  // namespace app

@@ -48,8 +48,6 @@ TEST(EjectJob, AMemberTakesItsWholeSetAndADriveOfNoKnownSetGoesAlone) {
     const EjectJob alone = Eject::job(noArray, drives);
     ASSERT_EQ(alone.members.size(), 1u);
     EXPECT_EQ(Eject::title(alone), "Disk sdd");
-    EXPECT_EQ(Eject::safeToUnplug(set.members.size()), "Both drives are safe to unplug now.");
-    EXPECT_EQ(Eject::safeToUnplug(3), "3 drives are safe to unplug now.");
 }
 
 TEST(EjectRun, ArraysAreUnmountedAndStoppedBeforeEachMemberIsUnmountedAndPoweredOff) {
@@ -91,25 +89,6 @@ TEST(EjectRun, ABusyVolumeNamesWhoHoldsItAndStopsTheJob) {
     EXPECT_EQ(Eject::reason(unnamed),
               "Something is still using this drive. Close any files or windows on it, then try again.");
     EXPECT_EQ(Eject::logLine(unnamed), "Eject refused: a file on the drive is open.");
-}
-
-TEST(EjectRun, RefusalsTimeOutsAndPermissionsEachHaveTheirWords) {
-    const DriveSummary usb = drive("sdb");
-    FakeHolders holders;
-    const auto outcomeOf = [&](Failure failure) {
-        FakeVolumes volumes;
-        volumes.failures["power off sdb"] = failure;
-        return Eject::run(Eject::job(usb, {usb}), volumes, holders, {});
-    };
-
-    const auto unanswered = outcomeOf(Failure{Failure::Kind::timeout, "", ETIMEDOUT});
-    EXPECT_EQ(Eject::reason(unanswered), "Linux didn't answer in time. Try again.");
-    const auto forbidden = outcomeOf(Failure{Failure::Kind::refused, "Not authorized to perform operation", EPERM});
-    EXPECT_EQ(Eject::reason(forbidden), "Linux didn't let Vantrel eject this drive. Eject it in the file manager.");
-    EXPECT_EQ(Eject::logLine(forbidden), "Eject refused: Vantrel isn't allowed to eject it.");
-    const auto worded = outcomeOf(Failure{Failure::Kind::refused, "the drive is not removable", 0});
-    EXPECT_EQ(Eject::reason(worded), "The drive is not removable.");
-    EXPECT_EQ(Eject::reason(outcomeOf(Failure{Failure::Kind::refused, "", 0})), "The drive couldn't be ejected.");
 }
 
 TEST(EjectRefusal, ACheckUnderWayOrTheStartupVolumeRefusesTheWholeSet) {

@@ -67,21 +67,6 @@ TEST_F(StateFilesTest, DamagedOrNewerFilesAreKeptAsideAndReadAsDefaults) {
     EXPECT_TRUE(fs::exists(folder / "readings.json.damaged"));
 }
 
-TEST_F(StateFilesTest, WritesMakeTheirFoldersAndReadBack) {
-    const StatePaths paths{folder / "data", folder / "config"};
-    Prefs prefs;
-    prefs.checkMinutes = 0;
-    prefs.appearance = Prefs::Appearance::lab;
-    prefs.approvedUSB = {"0781:5583:64000000000"};
-    ASSERT_TRUE(StateFiles::writePrefs(paths.prefs(), prefs));
-    EXPECT_EQ(StateFiles::readPrefs(paths.prefs()), prefs);
-
-    KnownDrives known;
-    known.merge(std::vector{drive("sdb", drivekit::DriveKind::usb, drivekit::Tier::limited)}, at(0));
-    ASSERT_TRUE(StateFiles::writeKnownDrives(paths.knownDrives(), known));
-    EXPECT_EQ(StateFiles::readKnownDrives(paths.knownDrives()), known);
-}
-
 TEST(Readings, OnePerDriveAnHourAndNothingOlderThanKeepDays) {
     using drivekit::DriveKind;
     using drivekit::Tier;
