@@ -7,21 +7,6 @@ namespace {
 
 const drivekit::Locale en{"en_US"};
 
-TEST(RunViews, StartNeedsSomethingToRunOnAndNothingUnderWayCancelOnlyWhileRunning) {
-    EXPECT_FALSE(runControls(RunState::idle, false).start);
-    EXPECT_TRUE(runControls(RunState::idle, true).start);
-    EXPECT_FALSE(runControls(RunState::idle, true).cancel);
-    // A finished or failed run can be run again.
-    EXPECT_TRUE(runControls(RunState::finished, true).start);
-    EXPECT_TRUE(runControls(RunState::failed, true).choose);
-    const auto running = runControls(RunState::running, true);
-    EXPECT_TRUE(running.cancel);
-    EXPECT_FALSE(running.start || running.choose);
-    // Once asked to stop, nothing can be pressed until the run has ended.
-    const auto stopping = runControls(RunState::stopping, true);
-    EXPECT_FALSE(stopping.start || stopping.cancel || stopping.choose);
-}
-
 TEST(RunViews, AScanWithNothingPlannedIsAtNothingAndOneUnreadableBlockColoursIt) {
     drivekit::surface_scan::Result result;
     const auto before = scanShown(result);

@@ -174,13 +174,5 @@ TEST(ArrivalCard, ACheckableDriveIsOfferedOnceWhileItStaysAndFollowedWhileItIsAw
     EXPECT_EQ(done->dismiss, "Close");
 }
 
-TEST(LastRefresh, AgesFromMinutesToHoursToADate) {
-    const auto at = drivekit::json::SystemTime{} + 24h * 20'000;
-    EXPECT_EQ(lastRefreshText(std::nullopt, at), "Not checked yet");
-    EXPECT_EQ(lastRefreshText(at - 59s, at), "Checked just now");
-    EXPECT_EQ(lastRefreshText(at - 61min, at), "Checked 1 hour ago");
-    EXPECT_EQ(lastRefreshText(at - 50h, at), "Checked on 2024-10-01");
-}
-
 }  // namespace
 }  // namespace tray
