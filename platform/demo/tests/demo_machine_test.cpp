@@ -13,7 +13,6 @@
 #include <fstream>
 #include <map>
 
-#include "drivekit/discovery/discovery.hpp"
 #include "drivekit/health/ata_commands.hpp"
 #include "drivekit/health/ata_smart_lib.hpp"
 #include "drivekit/health/nvme_reader.hpp"
@@ -39,16 +38,6 @@ class ShippedMachine : public ::testing::Test {
         machine = nullptr;
     }
 
-    static std::vector<Drive> drives() {
-        return Discovery::allDrives({machine->sysfs(), machine->mounts(), machine->blockProbe(),
-                                     machine->workingDirectory(), Locale{"en_US"}});
-    }
-    static const Drive& named(const std::vector<Drive>& all, std::string_view name) {
-        const auto it =
-            std::find_if(all.begin(), all.end(), [&](const Drive& d) { return d.bsdName == name; });
-        EXPECT_NE(it, all.end()) << name;
-        return *it;
-    }
     static std::unique_ptr<SCSIDrive> open(std::string_view name) {
         auto opened = machine->openSCSI(name);
         EXPECT_TRUE(opened) << name;
@@ -63,31 +52,6 @@ class ShippedMachine : public ::testing::Test {
 
     static inline DemoMachine* machine = nullptr;
 };
-
-TEST_F(ShippedMachine, DiscoveryFindsEveryDriveWithItsAttachment) {
-    const auto all = drives();
-    EXPECT_EQ(all.size(), 8u);
-    EXPECT_EQ(named(all, "nvme1n1").transport, Transport::externalNVMe);
-
-    const Drive& system = named(all, "nvme0n1");
-    EXPECT_TRUE(system.hostsBootVolume);
-    EXPECT_FALSE(system.hostsCurrentDirectory);  // the user's folder lies on "/", which never counts
-    EXPECT_TRUE(named(all, "sdb").isRAIDMember);
-    ASSERT_TRUE(named(all, "sdd").usb);
-    EXPECT_EQ(named(all, "sdd").usb->locationID, 0x02100000u);
-    EXPECT_EQ(Discovery::displayName(named(all, "sde")).name, "Backup");
-}
-
-TEST_F(ShippedMachine, NVMeDrivesAnswerThroughTheAdminInterface) {
-    const auto internal = NVMeReader::read("nvme0n1", machine->nvme());
-    ASSERT_TRUE(internal);
-    EXPECT_EQ(internal->percentageUsed, 4);
-
-    const auto notNVMe = machine->nvme().smartLog("sda");
-    ASSERT_FALSE(notNVMe);
-    EXPECT_EQ(notNVMe.error().code,
-              static_cast<std::uint32_t>(ENODEV));
-}
 
 TEST_F(ShippedMachine, FailingSATADiskAnswersLikeADrive) {
     auto drive = open("sda");
@@ -133,13 +97,6 @@ TEST_F(ShippedMachine, BridgeThatDoesNotPassATARefusesWithIllegalRequest) {
     const auto absent = machine->openSCSI("sdz");
     ASSERT_FALSE(absent);
     EXPECT_EQ(absent.error(), ENOENT);
-}
-
-TEST_F(ShippedMachine, FreeSpaceComesFromTheDescription) {
-    const auto root = machine->volumeSpace().space("/");
-    ASSERT_TRUE(root);
-    EXPECT_LT(root->free, root->total);
-    EXPECT_FALSE(machine->volumeSpace().space("/nowhere"));
 }
 
 // ---------------------------------------------------------------- damaged descriptions
