@@ -17,7 +17,6 @@
 #include "app/self_test_run.hpp"
 #include "app/service/protocol.hpp"
 #include "drivekit/discovery/discovery.hpp"
-#include "drivekit/health/ata_identity.hpp"
 #include "platform/demo/memory_file_store.hpp"
 #include "platform/linux/linux_proc_files.hpp"
 #include "platform/tests/support/child_process.hpp"
@@ -199,29 +198,6 @@ class ServiceOnPrivateBus : public ::testing::Test {
 };
 
 const QVariant sixteen = QVariant::fromValue(uchar{16});
-
-TEST_F(ServiceOnPrivateBus, EveryReadOperationAnswersFromTheDrive) {
-    allowAll();
-    EXPECT_EQ(bytesOf(call("NVMeHealthLog", {"nvme0n1"})).size(), 512);
-    EXPECT_EQ(bytesOf(call("NVMeIdentify", {"nvme0n1"})).size(), 4096);
-    const QByteArray identify = bytesOf(call("ATAIdentify", {"sda", sixteen}));
-    const auto identity = drivekit::ATAIdentity::decode(drivekit::Bytes(identify.begin(), identify.end()));
-    ASSERT_TRUE(identity);
-    EXPECT_FALSE(identity->model.empty());
-    for (const char* page : {"ATASmartData", "ATASmartThresholds", "ATASelfTestLog"}) {
-        EXPECT_EQ(bytesOf(call(page, {"sda", sixteen})).size(), 512) << page;
-    }
-    // The two non-data commands answer with the sense data that holds the registers.
-    EXPECT_FALSE(bytesOf(call("ATASmartStatus", {"sda", sixteen})).isEmpty());
-    EXPECT_FALSE(bytesOf(call("ATAPowerMode", {"sda", sixteen})).isEmpty());
-    EXPECT_EQ(call("StartSelfTest", {"sda", "short", sixteen}).type(), QDBusMessage::ReplyMessage);
-
-    const auto writes = call("ProcessWrites");
-    ASSERT_EQ(writes.type(), QDBusMessage::ReplyMessage);
-    const auto list = drivekit::json::parse(writes.arguments().front().toString().toStdString());
-    ASSERT_TRUE(list && list->is_array());
-    EXPECT_FALSE(list->empty());
-}
 
 TEST_F(ServiceOnPrivateBus, EachOperationAsksItsOwnActionAndARefusalReadsNothing) {
     authority_.allowed.insert(std::string(Protocol::actionId(Protocol::Action::readHealth)));
