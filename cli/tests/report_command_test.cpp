@@ -58,11 +58,4 @@ TEST_F(ReportCommand, RefusesWhatItCantMake) {
     EXPECT_EQ(demo({"readings"}).code, cli::exitUsage);
 }
 
-TEST_F(ReportCommand, ReadingsOfTheDemoMachineStayApart) {
-    // Nothing kept yet: the header alone.
-    const Outcome empty = demo({"readings", "--csv"});
-    EXPECT_EQ(empty.code, cli::exitOK) << empty.err;
-    EXPECT_EQ(empty.out, "date,drive,status,health,life_left_percent,temperature_c,data_written_bytes\n");
-}
-
 }  // namespace
