@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "platform/demo/memory_file_store.hpp"
+#include "platform/demo/sim_ata_disk.hpp"
 #include "platform/linux/linux_sysfs.hpp"
 
 namespace app {
@@ -22,25 +23,6 @@ public:
         return t;
     }
     mutable std::chrono::steady_clock::time_point t{};
-};
-
-/// 4096 blocks of 512 bytes; block 3000 doesn't read.
-class SmallDrive final : public drivekit::SCSIDrive {
-public:
-    Answer command(drivekit::ByteView cdb, std::int64_t dataIn, double) override {
-        if (cdb[0] == 0x9E) return drivekit::Bytes{0, 0, 0, 0, 0, 0, 0x0F, 0xFF, 0, 0, 2, 0};
-        if (cdb[0] == 0x28) {
-            const std::uint32_t lba = drivekit::be32(cdb, 2);
-            const std::uint16_t blocks = drivekit::be16(cdb, 7);
-            if (lba <= 3000 && lba + blocks > 3000) return drivekit::Unexpected(Failure{"medium error"});
-            return drivekit::Bytes(static_cast<std::size_t>(dataIn), 0);
-        }
-        return drivekit::Unexpected(Failure{"refused"});
-    }
-    drivekit::DiagnosticsLog& log() override { return log_; }
-
-private:
-    drivekit::DiagnosticsLog log_;
 };
 
 class ScanRunTest : public ::testing::Test {
@@ -61,10 +43,14 @@ protected:
 TEST_F(ScanRunTest, ScansANamedDiskThroughItsRouteAndSavesTheLatest) {
     const platform::LinuxSysfs sysfs(root);
     const StepClock clock;
+    // 4096 blocks of 512 bytes; block 3000 doesn't read.
+    platform::SimATADisk disk;
+    disk.blocks = 4096;
+    disk.unreadableBlocks = {3000};
     std::string opened;
     const app::OpenSCSI open = [&](std::string_view name) -> drivekit::Result<std::unique_ptr<drivekit::SCSIDrive>, int> {
         opened = name;
-        return std::unique_ptr<drivekit::SCSIDrive>(std::make_unique<SmallDrive>());
+        return std::unique_ptr<drivekit::SCSIDrive>(std::make_unique<platform::SimSCSIDrive>(opened, disk));
     };
     platform::MemoryFileStore files;
     const ScanRun::Platform platform{sysfs, clock, nullptr, open, root / "data", files};
