@@ -195,16 +195,6 @@ TEST_F(Commands, FailuresAreOneSentenceAndTheirExitCode) {
     EXPECT_NE(r.err.find("NVMe SMART read failed (NVMe status 0x4002)."), std::string::npos) << r.err;
 }
 
-// A drive that can't be read still has its limited document, as the list shows it.
-TEST_F(Commands, AnUnreadDriveStillHasItsDocument) {
-    const Outcome r = run({"check", "sdb", "--json"});
-    EXPECT_EQ(r.code, cli::exitNotSupported);
-    const auto document = parse(r.out);
-    ASSERT_TRUE(document && document->is_object()) << r.out;
-    EXPECT_EQ((*document)["health"]["tier"], "limited");
-    EXPECT_EQ((*document)["reading"]["method"], "none");
-}
-
 // A monitor reading every few minutes must not keep hard drives spinning.
 TEST_F(Commands, ASleepingDiskIsAskedNothingMoreUnlessWoken) {
     sata.powerMode = 0x00;
