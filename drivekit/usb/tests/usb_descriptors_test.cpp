@@ -28,14 +28,6 @@ TEST(USBDescriptors, ReadsSettingsAndEndpoints) {
     EXPECT_EQ(uas->endpoints.size(), 4u);
 }
 
-TEST(USBDescriptors, MapsUASPipesToTheEndpointBeforeThem) {
-    const Bytes d = twoSettings();
-    EXPECT_EQ(USBDescriptors::pipeTable(d, 0, 1),
-              (std::map<int, std::uint8_t>{{1, 0x04}, {2, 0x83}, {3, 0x85}, {4, 0x06}}));
-    EXPECT_TRUE(USBDescriptors::pipeTable(d, 0, 0).empty());
-    EXPECT_TRUE(USBDescriptors::pipeTable(d, 1, 1).empty());
-}
-
 TEST(USBDescriptors, StopsAtBrokenLengthsAndNeverReadsPastTheEnd) {
     Bytes d = twoSettings();
     const Bytes whole = d;
