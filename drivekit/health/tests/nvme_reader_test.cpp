@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -65,56 +66,42 @@ TEST(NVMeReader, ReadsTheLogThenTheIdentifyData) {
     EXPECT_EQ(admin.calls, (std::vector<std::string>{"log nvme1n1", "identify nvme1n1"}));
 }
 
-TEST(NVMeReader, NoControllerIsNoSMARTServiceAndKeepsItsErrno) {
-    for (const int error : {ENODEV, EACCES}) {
+// Whichever command fails, and however, the reading fails with one kind, the status or
+// errno it came with, and nothing more asked of the drive after a failed log.
+TEST(NVMeReader, EachFailureKeepsItsKindStatusAndErrno) {
+    const std::nullopt_t good = std::nullopt;  // FakeAdmin's own good answer
+    struct Case {
+        std::optional<NVMeAdminReply> log;
+        std::optional<NVMeAdminReply> identify;
+        NVMeReader::Failure failure;
+        std::size_t calls;
+        std::string text;
+    };
+    const Case cases[] = {
+        {noController(ENODEV), good, {Kind::noSMARTService, 0, ENODEV}, 1, "This drive doesn't expose NVMe SMART."},
+        {noController(EACCES), good, {Kind::noSMARTService, 0, EACCES}, 1, ""},
+        {systemError(EIO), good, {Kind::ioError, 5, EIO}, 1, "NVMe SMART read failed: Input/output error."},
+        // Do Not Retry, Invalid Field in Command
+        {commandStatus(0x4002), good, {Kind::ioError, 0x4002, 0}, 1, "NVMe SMART read failed (NVMe status 0x4002)."},
+        {good, commandStatus(0x0002), {Kind::ioError, 0x0002, 0}, 2, ""},
+        // The controller went between the commands.
+        {good, noController(ENODEV), {Kind::noSMARTService, 0, ENODEV}, 2, ""},
+        {Bytes(511, 0), good, {Kind::ioError, 0xE00002BC, 0}, 2,
+         "NVMe SMART read failed: the drive's answer was cut short."},
+        // The identify answer is the fetch's result: its failure wins over the short log.
+        {Bytes(511, 0), systemError(ETIMEDOUT), {Kind::ioError, static_cast<std::uint32_t>(ETIMEDOUT), ETIMEDOUT}, 2, ""},
+    };
+    for (const Case& c : cases) {
         FakeAdmin admin;
-        admin.log = noController(error);
+        if (c.log) admin.log = *c.log;
+        if (c.identify) admin.identify = *c.identify;
         const auto failure = failureOf(admin);
-        EXPECT_EQ(failure.kind, Kind::noSMARTService);
-        EXPECT_EQ(failure.status, 0u);
-        EXPECT_EQ(failure.errorNumber, error);
-        EXPECT_EQ(failure.text(), "This drive doesn't expose NVMe SMART.");
-        EXPECT_EQ(admin.calls.size(), 1u) << "nothing more is asked after the log failed";
+        EXPECT_EQ(failure, c.failure) << failure.text();
+        EXPECT_EQ(admin.calls.size(), c.calls) << failure.text();
+        if (!c.text.empty()) {
+            EXPECT_EQ(failure.text(), c.text);
+        }
     }
-}
-
-TEST(NVMeReader, FailingLogCommandIsIOErrorWithItsStatus) {
-    FakeAdmin admin;
-    admin.log = systemError(EIO);
-    auto failure = failureOf(admin);
-    EXPECT_EQ(failure.kind, Kind::ioError);
-    EXPECT_EQ(failure.status, 5u);
-    EXPECT_EQ(failure.errorNumber, EIO);
-    EXPECT_EQ(failure.text(), "NVMe SMART read failed: Input/output error.");
-
-    admin.log = commandStatus(0x4002);  // Do Not Retry, Invalid Field in Command
-    failure = failureOf(admin);
-    EXPECT_EQ(failure.kind, Kind::ioError);
-    EXPECT_EQ(failure.status, 0x4002u);
-    EXPECT_EQ(failure.errorNumber, 0);
-    EXPECT_EQ(failure.text(), "NVMe SMART read failed (NVMe status 0x4002).");
-}
-
-TEST(NVMeReader, FailingIdentifyFailsTheReadingAfterAGoodLog) {
-    FakeAdmin admin;
-    admin.identify = commandStatus(0x0002);
-    EXPECT_EQ(failureOf(admin), (NVMeReader::Failure{Kind::ioError, 0x0002, 0}));
-    EXPECT_EQ(admin.calls.size(), 2u);
-
-    admin.identify = noController(ENODEV);  // the controller went between the commands
-    EXPECT_EQ(failureOf(admin), (NVMeReader::Failure{Kind::noSMARTService, 0, ENODEV}));
-}
-
-TEST(NVMeReader, ShortLogIsTheGeneralIOError) {
-    FakeAdmin admin;
-    admin.log = Bytes(511, 0);
-    const auto failure = failureOf(admin);
-    EXPECT_EQ(failure, (NVMeReader::Failure{Kind::ioError, 0xE00002BC, 0}));
-    EXPECT_EQ(failure.text(), "NVMe SMART read failed: the drive's answer was cut short.");
-
-    // The identify answer is the fetch's result: its failure wins over the short log.
-    admin.identify = systemError(ETIMEDOUT);
-    EXPECT_EQ(failureOf(admin).status, static_cast<std::uint32_t>(ETIMEDOUT));
 }
 
 }  // namespace
