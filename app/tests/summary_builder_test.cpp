@@ -120,16 +120,5 @@ TEST(SummaryBuilder, RAIDMembersSDCardsAndStackedDisks) {
     EXPECT_TRUE(cardSummary.notMounted());
 }
 
-TEST(SummaryBuilder, MountFactsComeFromTheFresherRecord) {
-    Drive drive = fixtures::usbDrive();
-    const auto before = summarize(drive, Reading{}, around());
-    drive.volumes[0].mountPoint.reset();
-    const auto after = SummaryBuilder::withMountFacts(before, drive, around());
-    EXPECT_TRUE(after.notMounted());
-    EXPECT_FALSE(after.mountPoint || after.volumeName || after.space);
-    EXPECT_EQ(after.hasVolumes, true);
-    EXPECT_EQ(after.line, before.line);
-}
-
 }  // namespace
 }  // namespace app
