@@ -30,17 +30,6 @@ IdentifyPage typicalSSD() {
     return p;
 }
 
-TEST(ATAIdentity, DecodesATypicalDrive) {
-    const auto id = ATAIdentity::decode(typicalSSD().sealed());
-    ASSERT_TRUE(id);
-    EXPECT_EQ(id->model, "Samsung SSD 860 EVO 500GB");
-    EXPECT_EQ(id->serial, "S3Z9NB0K123456X");
-    EXPECT_EQ(id->firmware, "RVT04B6Q");
-    EXPECT_EQ(id->capacityBytes(), 500'107'862'016);
-    EXPECT_TRUE(id->smartSupported && id->smartEnabled);
-    EXPECT_EQ(id->sataLink, (SATALink{SATALink::Speed::gen3, SATALink::Speed::gen3}));
-}
-
 // The bytes as they lie on the wire, written out: "Samsung" arrives as "aSsmnu g".
 TEST(ATAIdentity, TextSwapsTheBytesOfEachWordAndTrims) {
     IdentifyPage p;
