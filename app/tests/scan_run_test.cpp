@@ -9,21 +9,12 @@
 #include "platform/demo/memory_file_store.hpp"
 #include "platform/demo/sim_ata_disk.hpp"
 #include "platform/linux/linux_sysfs.hpp"
+#include "platform/tests/support/doubles.hpp"
 
 namespace app {
 namespace {
 
 using namespace drivekit::surface_scan;
-
-class StepClock final : public platform::Clock {
-public:
-    std::chrono::system_clock::time_point now() const override { return std::chrono::system_clock::time_point{} + std::chrono::hours(500'000); }
-    std::chrono::steady_clock::time_point steadyNow() const override {
-        t += std::chrono::milliseconds(1);
-        return t;
-    }
-    mutable std::chrono::steady_clock::time_point t{};
-};
 
 class ScanRunTest : public ::testing::Test {
 protected:
@@ -42,7 +33,8 @@ protected:
 
 TEST_F(ScanRunTest, ScansANamedDiskThroughItsRouteAndSavesTheLatest) {
     const platform::LinuxSysfs sysfs(root);
-    const StepClock clock;
+    platform::doubles::TestClock clock{std::chrono::system_clock::time_point{} + std::chrono::hours(500'000)};
+    clock.tick = std::chrono::milliseconds(1);
     // 4096 blocks of 512 bytes; block 3000 doesn't read.
     platform::SimATADisk disk;
     disk.blocks = 4096;
