@@ -1,12 +1,19 @@
 #pragma once
 // A drive's model or firmware name against the tables of known drives: POSIX extended
-// regular expressions (with the C library's \b and \w) compiled by the C library. The
-// tables were std::regex once, whose compiler builds a 256-entry cache for every bracket
-// expression and \d: compiling them took longer than reading the drives in a one-shot
-// `vantrel list`. Case is ignored for ASCII letters only, whatever the process locale:
-// model names are ASCII by standard, and a Turkish dotless i must not decide a match.
+// regular expressions (with the C library's \b and \w) compiled by the C library. Case is
+// ignored for ASCII letters only, whatever the process locale: model names are ASCII by
+// standard, and a Turkish dotless i must not decide a match.
+//
+// A one-shot command reads a handful of drives that almost never match any of the tables'
+// expressions, so compiling them all cost more than reading the drives. Each expression is
+// therefore compiled only when a name could match it: every branch of an expression names
+// text that any match must contain (the letters outside groups, brackets and repeats), and
+// a name holding none of those texts is turned away without the C library.
 #include <memory>
+#include <mutex>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace drivekit {
 
@@ -20,14 +27,24 @@ class NamePattern {
     NamePattern(NamePattern&&) noexcept;
     NamePattern& operator=(NamePattern&&) noexcept;
 
-    bool valid() const noexcept { return compiled_ != nullptr; }
+    /// Whether the expression compiles (compiling it now if no match has yet).
+    bool valid() const;
     /// Whether the pattern matches somewhere in `text` (`anywhere`) or all of it (`whole`).
     /// Safe to call from several threads at once.
     bool matches(std::string_view text) const;
 
+    /// For each top-level branch of `ere`, lowercased, the longest text every match of
+    /// that branch contains; an empty string for a branch that requires none.
+    static std::vector<std::string> requiredTexts(std::string_view ere);
+
   private:
     struct Compiled;
-    std::unique_ptr<Compiled> compiled_;
+    const Compiled* compiled() const;
+
+    std::string pattern_;
+    std::vector<std::string> required_;
+    mutable std::unique_ptr<std::once_flag> once_;
+    mutable std::unique_ptr<Compiled> compiled_;
 };
 
 }  // namespace drivekit
