@@ -1,12 +1,15 @@
 // ICU's code is linked into vantrel, its data is not: the data is the system's
 // libicudata, 30 MB that a copy in the program would only duplicate. ICU's code refers to
 // its data by one symbol; an empty table of contents answers to that name, and the
-// system's table is handed to ICU before main, so every lookup finds it first.
+// system's table is handed to ICU before DriveKit first asks ICU for locale or time-zone
+// data, so every lookup finds it first. A run in plain English never opens it.
 #include <dlfcn.h>
 #include <unicode/udata.h>
 #include <unicode/uvernum.h>
 
 #include <cstdint>
+
+#include "drivekit/core/icu_data.hpp"
 
 namespace {
 
@@ -35,7 +38,7 @@ void handSystemDataToICU() {
     udata_setCommonData(data, &status);
 }
 
-const bool handedOver = (handSystemDataToICU(), true);
+const bool loaderSet = (drivekit::ICUData::setLoader(handSystemDataToICU), true);
 
 }  // namespace
 

@@ -1,5 +1,7 @@
 #include "drivekit/core/local_format.hpp"
 
+#include "drivekit/core/icu_data.hpp"
+
 #include <unicode/locid.h>
 #include <unicode/numberformatter.h>
 #include <unicode/unistr.h>
@@ -114,6 +116,7 @@ std::shared_ptr<const Formatters> formattersFor(const Locale& locale) {
         if (const auto found = cache->find(locale.id); found != cache->end()) return found->second;
     }
     // Built outside the lock; when two threads race, the first one stored wins.
+    ICUData::ensure();
     std::shared_ptr<const Formatters> made = build(resolve(locale.id));
     const std::lock_guard lock(*mutex);
     if (cache->size() >= kMaxCachedLocales) return made;

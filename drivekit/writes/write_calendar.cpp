@@ -5,6 +5,8 @@
 
 #include <memory>
 
+#include "drivekit/core/icu_data.hpp"
+
 namespace drivekit {
 
 struct WriteCalendar::Zone {
@@ -12,6 +14,7 @@ struct WriteCalendar::Zone {
 };
 
 WriteCalendar::WriteCalendar(std::string id) : id_(std::move(id)) {
+    ICUData::ensure();
     auto zone = std::make_shared<Zone>();
     zone->zone.reset(id_.empty() ? icu::TimeZone::createDefault()
                                  : icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(id_)));
