@@ -42,12 +42,12 @@ std::size_t afterBracket(std::string_view ere, std::size_t at) {
 
 }  // namespace
 
-std::vector<std::string> NamePattern::requiredTexts(std::string_view ere) {
-    std::vector<std::string> branches;
-    std::string best;
+std::vector<std::vector<std::string>> NamePattern::requiredTexts(std::string_view ere) {
+    std::vector<std::vector<std::string>> branches;
+    std::vector<std::string> texts;
     std::string run;
     const auto endRun = [&] {
-        if (run.size() > best.size()) best = run;
+        if (!run.empty()) texts.push_back(lowered(run));
         run.clear();
     };
     int depth = 0;
@@ -70,8 +70,8 @@ std::vector<std::string> NamePattern::requiredTexts(std::string_view ere) {
             ++i;  // inside a group, which may be optional or one of several
         } else if (c == '|') {
             endRun();
-            branches.push_back(lowered(best));
-            best.clear();
+            branches.push_back(std::move(texts));
+            texts.clear();
             ++i;
         } else if (c == '?' || c == '*' || c == '{') {
             // The letter before may be absent: it leaves the run.
@@ -93,7 +93,7 @@ std::vector<std::string> NamePattern::requiredTexts(std::string_view ere) {
         }
     }
     endRun();
-    branches.push_back(lowered(best));
+    branches.push_back(std::move(texts));
     return branches;
 }
 
@@ -129,8 +129,10 @@ bool NamePattern::valid() const { return compiled() != nullptr; }
 
 bool NamePattern::matches(std::string_view text) const {
     const std::string name = lowered(text);
-    const bool possible = std::any_of(required_.begin(), required_.end(), [&](const std::string& part) {
-        return name.find(part) != std::string::npos;
+    const bool possible = std::any_of(required_.begin(), required_.end(), [&](const auto& texts) {
+        return std::all_of(texts.begin(), texts.end(), [&](const std::string& part) {
+            return name.find(part) != std::string::npos;
+        });
     });
     if (!possible) return false;
     const Compiled* regex = compiled();

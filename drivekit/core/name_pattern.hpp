@@ -7,8 +7,9 @@
 // A one-shot command reads a handful of drives that almost never match any of the tables'
 // expressions, so compiling them all cost more than reading the drives. Each expression is
 // therefore compiled only when a name could match it: every branch of an expression names
-// text that any match must contain (the letters outside groups, brackets and repeats), and
-// a name holding none of those texts is turned away without the C library.
+// the texts any match of it must contain (the letters outside groups, brackets and
+// repeats), and a name that lacks one of each branch's texts is turned away without the C
+// library.
 #include <memory>
 #include <mutex>
 #include <string>
@@ -33,16 +34,16 @@ class NamePattern {
     /// Safe to call from several threads at once.
     bool matches(std::string_view text) const;
 
-    /// For each top-level branch of `ere`, lowercased, the longest text every match of
-    /// that branch contains; an empty string for a branch that requires none.
-    static std::vector<std::string> requiredTexts(std::string_view ere);
+    /// For each top-level branch of `ere`, lowercased, the texts every match of that
+    /// branch contains; none for a branch that requires none.
+    static std::vector<std::vector<std::string>> requiredTexts(std::string_view ere);
 
   private:
     struct Compiled;
     const Compiled* compiled() const;
 
     std::string pattern_;
-    std::vector<std::string> required_;
+    std::vector<std::vector<std::string>> required_;
     mutable std::unique_ptr<std::once_flag> once_;
     mutable std::unique_ptr<Compiled> compiled_;
 };

@@ -71,8 +71,9 @@ const std::array<Entry, 9>& entries() {
         // other firmware of the same models count hours.
         {R"(SAMSUNG SP(04[05]1|08[0124]2|12[0145]3|16[0145]4)[CN])", R"(.*-(2[5-9]|3[0-4]))",
          powerOnIn(Unit::halfMinutes)},
-        // "Smart Storage Systems XceedSecure2 SSDs": preset "-v 9,sec2hour".
-        {R"((SMART|Adtron) ([AIS]25FBS|S35FCS).*)", nullptr, powerOnIn(Unit::seconds)},
+        // "Smart Storage Systems XceedSecure2 SSDs": preset "-v 9,sec2hour". One branch per
+        // maker's name, so that a name without either never compiles the expression.
+        {R"(SMART ([AIS]25FBS|S35FCS).*|Adtron ([AIS]25FBS|S35FCS).*)", nullptr, powerOnIn(Unit::seconds)},
         // "SanDisk based SSDs" (the older SanDisk controller): 241 keeps the default
         // Total_LBAs_Written, so it counts 512-byte blocks. These drives report 230, 233
         // and 234 as well, which is the signature of the family that counts gibibytes.

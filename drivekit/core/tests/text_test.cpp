@@ -132,16 +132,17 @@ TEST(NamePattern, MatchesTheWayTheDriveTablesExpect) {
     EXPECT_FALSE(broken.valid());
 }
 
-// A name is turned away before the expression compiles when it holds none of these
-// texts, so each must be in every match: a letter that may repeat or be absent, or one
-// inside a group, bracket or escape, must not be counted.
+// A name is turned away before the expression compiles when it lacks one of a branch's
+// texts, so each must be in every match of its branch: a letter that may repeat or be
+// absent, or one inside a group, bracket or escape, must not be counted.
 TEST(NamePattern, RequiresOnlyTextEveryMatchHolds) {
-    using Texts = std::vector<std::string>;
+    using Texts = std::vector<std::vector<std::string>>;
     EXPECT_EQ(NamePattern::requiredTexts(R"(Crucial_CT|\bCT[0-9]+(MX|BX)SSD|\bMicron[_ ])"),
-              (Texts{"crucial_ct", "ssd", "micron"}));
-    EXPECT_EQ(NamePattern::requiredTexts("TEAM ?L5|ab+cd|xy{2}z|SD(5|6)"), (Texts{"team", "ab", "x", "sd"}));
-    EXPECT_EQ(NamePattern::requiredTexts(R"(^S[]89]F\.x.*-(2|3)$)"), (Texts{"s"}));
-    EXPECT_EQ(NamePattern::requiredTexts("WD Blue|"), (Texts{"wd blue", ""}));  // the empty branch takes any name
+              (Texts{{"crucial_ct"}, {"ct", "ssd"}, {"micron"}}));
+    EXPECT_EQ(NamePattern::requiredTexts("TEAM ?L5|ab+cd|xy{2}z|SD(5|6)"),
+              (Texts{{"team", "l5"}, {"ab", "cd"}, {"x", "z"}, {"sd"}}));
+    EXPECT_EQ(NamePattern::requiredTexts(R"(^S[]89]F\.x.*-(2|3)$)"), (Texts{{"s", "f", "x", "-"}}));
+    EXPECT_EQ(NamePattern::requiredTexts("WD Blue|"), (Texts{{"wd blue"}, {}}));  // the empty branch takes any name
     // The texts only ever turn names away: every name the expression matches still does.
     const NamePattern tables(R"(KINGSTON ?(SUV300|SV310)|ADATA[ _]SU(630|800)|\bNT-(64|128)\b)", NamePattern::Span::anywhere);
     for (const char* name : {"KINGSTONSUV300S37A", "ADATA_SU800", "nt-64 disk"}) {
