@@ -2,9 +2,9 @@
 
 #include <blkid.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
+
+#include "platform/linux/whole_file.hpp"
 
 namespace platform {
 
@@ -89,10 +89,8 @@ BlockContent LinuxBlockProbe::probe(std::string_view name, unsigned major, unsig
     key += ':';
     key += std::to_string(minor);
     const auto record = root_ / "run/udev/data" / key;
-    if (std::ifstream in(record); in) {
-        std::ostringstream text;
-        text << in.rdbuf();
-        if (auto content = fromUdevRecord(text.str())) return *content;
+    if (const auto text = readWholeFile(record.string())) {
+        if (auto content = fromUdevRecord(*text)) return *content;
     }
     if (name.empty() || name.find('/') != std::string_view::npos || name == "." || name == "..") {
         return {};

@@ -1,9 +1,9 @@
 #include "platform/linux/linux_mounts.hpp"
 
 #include <charconv>
-#include <fstream>
-#include <sstream>
 #include <string>
+
+#include "platform/linux/whole_file.hpp"
 
 namespace platform {
 
@@ -59,11 +59,9 @@ LinuxMounts::LinuxMounts(std::filesystem::path root)
     : file_(std::move(root) / "proc/self/mountinfo") {}
 
 std::vector<Mount> LinuxMounts::list() const {
-    std::ifstream in(file_);
-    if (!in) return {};
-    std::ostringstream text;
-    text << in.rdbuf();
-    return parse(text.str());
+    const auto text = readWholeFile(file_.string());
+    if (!text) return {};
+    return parse(*text);
 }
 
 std::vector<Mount> LinuxMounts::parse(std::string_view text) {
