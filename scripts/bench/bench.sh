@@ -8,11 +8,11 @@
 # the 1,755,648 bytes left to 1 GB (0.2% more), which count in its bytes and its time.
 # One cost stays fio's own: each fio job is a new process whose read buffer is first
 # touched by its first read, 2-5 ms inside the clock; on a volume in memory, where a
-# sequential pass lasts ~0.2 s, that is 1-2% of fio's read figure, on a disk nothing. Three runs of each, averaged, and the
-# ratio vantrel / fio for each test (the aim: each within 5%, 0.95 to 1.05). A shared or
-# virtual disk varies from second to second, so the two take turns: ROUNDS (default 2)
-# rounds of one `vantrel bench` (three runs) and three fio runs, each side first in every
-# other round, and the medians of all runs are compared.
+# sequential pass lasts ~0.2 s, that is 1-2% of fio's read figure, on a disk nothing.
+# Three runs of each, averaged, and the ratio vantrel / fio for each test (the aim: each
+# within 5%, 0.95 to 1.05). A shared or virtual disk varies from second to second, so the
+# two take turns: ROUNDS (default 2) rounds of one `vantrel bench` (three runs) and three
+# fio runs, each side first in every other round, and the medians of all runs are compared.
 #
 #   [ROUNDS=N] scripts/bench/bench.sh DIRECTORY [VANTREL]   (default: build/release/cli/vantrel)
 #
