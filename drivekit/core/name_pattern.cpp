@@ -4,18 +4,14 @@
 
 #include <algorithm>
 
+#include "drivekit/core/text.hpp"
+
 namespace drivekit {
 
 namespace {
 
 char asciiLower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-std::string lowered(std::string_view text) {
-    std::string out(text);
-    for (char& c : out) c = asciiLower(c);
-    return out;
 }
 
 // Letters lowered except the one after a backslash, which names an operator (\b, \w).
@@ -47,7 +43,7 @@ std::vector<std::vector<std::string>> NamePattern::requiredTexts(std::string_vie
     std::vector<std::string> texts;
     std::string run;
     const auto endRun = [&] {
-        if (!run.empty()) texts.push_back(lowered(run));
+        if (!run.empty()) texts.push_back(text::asciiLowered(run));
         run.clear();
     };
     int depth = 0;
@@ -128,7 +124,7 @@ const NamePattern::Compiled* NamePattern::compiled() const {
 bool NamePattern::valid() const { return compiled() != nullptr; }
 
 bool NamePattern::matches(std::string_view text) const {
-    const std::string name = lowered(text);
+    const std::string name = text::asciiLowered(text);
     const bool possible = std::any_of(required_.begin(), required_.end(), [&](const auto& texts) {
         return std::all_of(texts.begin(), texts.end(), [&](const std::string& part) {
             return name.find(part) != std::string::npos;

@@ -114,6 +114,14 @@ std::string repairedUTF8(ByteView bytes) {
     return out;
 }
 
+std::string asciiLowered(std::string_view text) {
+    std::string out(text);
+    for (char& c : out) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return out;
+}
+
 std::string printable(std::string_view text) {
     std::string out;
     out.reserve(text.size());

@@ -36,6 +36,11 @@ std::string field(ByteView buffer, std::size_t offset, std::size_t length);
 /// move the cursor, retitle the window nor fake a line of output.
 std::string printable(std::string_view text);
 
+/// The text with ASCII letters lowered and every other byte kept, whatever the process
+/// locale: model names and the words compared are ASCII, and a Turkish dotless i or a
+/// text in another script must not change what matches.
+std::string asciiLowered(std::string_view text);
+
 /// The text, or nothing when there is none or it is empty: a drive that reports a blank
 /// field hasn't reported it.
 inline std::optional<std::string> nonEmpty(std::optional<std::string> text) {

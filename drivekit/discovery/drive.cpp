@@ -7,6 +7,8 @@
 #include <limits>
 #include <utility>
 
+#include "drivekit/core/text.hpp"
+
 namespace drivekit {
 
 namespace {
@@ -65,18 +67,9 @@ constexpr std::array<WordRow, 6> memberStatusTable{{
     {"unknown", "Unknown", "raid.member.unknown", ""},
 }};
 
-// Only ASCII letters change: the words compared are English, and a stored text in another
-// script must come back byte for byte when no row matches.
-std::string asciiLower(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c; });
-    return lower;
-}
-
 template <std::size_t N>
 const WordRow* find(const std::array<WordRow, N>& table, std::string_view stored) {
-    const std::string lower = asciiLower(stored);
+    const std::string lower = text::asciiLowered(stored);
     for (const auto& row : table) {
         if (row.word == lower) return &row;
     }

@@ -1,6 +1,7 @@
 #include "drivekit/health/ata_family.hpp"
 
 #include "drivekit/core/name_pattern.hpp"
+#include "drivekit/core/text.hpp"
 
 #include <algorithm>
 #include <array>
@@ -76,15 +77,6 @@ const CompiledRules& rules() {
 
 bool holdsAll(const ATAAttributeTable& table, std::initializer_list<std::uint8_t> ids) {
     return std::all_of(ids.begin(), ids.end(), [&](std::uint8_t id) { return table.contains(id); });
-}
-
-// ASCII only, whatever the process locale: model texts are ASCII by standard.
-std::string lowercased(std::string_view text) {
-    std::string out(text);
-    for (char& c : out) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return out;
 }
 
 }  // namespace
@@ -172,7 +164,7 @@ ATAFamily familyFor(std::string_view model, std::optional<std::string_view> firm
         }
     }
 
-    const std::string lower = lowercased(model);
+    const std::string lower = text::asciiLowered(model);
     if (lower.find("kingston") != std::string::npos) return ATAFamily::of(Kind::kingston);
     if (lower.find("intel") != std::string::npos) return ATAFamily::of(Kind::intel);
     return ATAFamily::of(Kind::generic);

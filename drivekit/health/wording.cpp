@@ -4,6 +4,7 @@
 #include <cctype>
 #include <utility>
 
+#include "drivekit/core/text.hpp"
 #include "drivekit/health/placeholders.hpp"
 #include "drivekit/health/report.hpp"
 #include "drivekit/health/sentences.hpp"
@@ -41,13 +42,6 @@ constexpr std::string_view kBullets = "••••";
 std::string capitalised(std::string text) {
     if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') {
         text[0] = static_cast<char>(text[0] - 'a' + 'A');
-    }
-    return text;
-}
-
-std::string asciiLower(std::string text) {
-    for (char& c : text) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
     }
     return text;
 }
@@ -258,7 +252,7 @@ std::string raidSentence(const RAIDInfo& raid) {
     std::string kind = RAIDWording::levelText(raid);
     if (kind == "RAID 1 mirror") kind = "mirror (RAID 1)";
     return fillPlaceholders(kRaidSentence, {std::to_string(raid.memberCount), raid.setName, kind,
-                                            asciiLower(RAIDWording::statusLabel(raid))});
+                                            text::asciiLowered(RAIDWording::statusLabel(raid))});
 }
 
 std::vector<Volume> volumeNames(std::span<const Volume> volumes) {
