@@ -11,6 +11,8 @@
 #include <deque>
 #include <system_error>
 
+#include "platform/linux/whole_file.hpp"
+
 namespace platform {
 
 namespace {
@@ -102,32 +104,8 @@ std::optional<std::filesystem::path> LinuxSysfs::hostPath(std::string_view path,
 std::optional<std::string> LinuxSysfs::read(std::string_view path) const {
     const auto host = hostPath(path, true);
     if (!host) return std::nullopt;
-    const int fd = ::open(host->c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return std::nullopt;
-
-    std::string text;
-    char buffer[4096];
-    bool failed = false;
-    for (;;) {
-        const ssize_t got = ::read(fd, buffer, sizeof buffer);
-        if (got < 0) {
-            if (errno == EINTR) continue;
-            failed = true;  // EISDIR for a folder, EIO for a device that went away
-            break;
-        }
-        if (got == 0) break;
-        text.append(buffer, static_cast<std::size_t>(got));
-        if (text.size() > maxAttributeBytes) {
-            failed = true;
-            break;
-        }
-        // An attribute comes whole from one read; asking again only to hear "end of file"
-        // would double the system calls of a discovery pass.
-        if (static_cast<std::size_t>(got) < sizeof buffer) break;
-    }
-    ::close(fd);
-    if (failed) return std::nullopt;
-    if (!text.empty() && text.back() == '\n') text.pop_back();
+    auto text = readWholeFile(host->string(), maxAttributeBytes, FileEnd::shortRead);
+    if (text && !text->empty() && text->back() == '\n') text->pop_back();
     return text;
 }
 

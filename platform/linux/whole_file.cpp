@@ -7,11 +7,12 @@
 
 namespace platform {
 
-std::optional<std::string> readWholeFile(const std::string& path, std::size_t limit) {
+std::optional<std::string> readWholeFile(const std::string& path, std::size_t limit, FileEnd end) {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return std::nullopt;
     std::string text;
-    char buffer[16384];
+    // A page: what sysfs gives in one read, so that a read as long as the buffer says "more".
+    char buffer[4096];
     bool failed = false;
     for (;;) {
         const ssize_t got = ::read(fd, buffer, sizeof buffer);
@@ -20,14 +21,13 @@ std::optional<std::string> readWholeFile(const std::string& path, std::size_t li
             failed = true;
             break;
         }
-        // A file of /proc may come in several reads, each ending short of the buffer; only
-        // a read of nothing is its end.
         if (got == 0) break;
         text.append(buffer, static_cast<std::size_t>(got));
         if (text.size() > limit) {
             failed = true;
             break;
         }
+        if (end == FileEnd::shortRead && static_cast<std::size_t>(got) < sizeof buffer) break;
     }
     ::close(fd);
     if (failed) return std::nullopt;
