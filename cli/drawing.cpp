@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <iostream>
+#include <string_view>
 
 #ifndef VANTREL_DRAWING_FROM_BIN
 #define VANTREL_DRAWING_FROM_BIN "../libexec/vantrel/vantrel-draw"
@@ -83,24 +84,26 @@ std::filesystem::path part(const char* name, const char* fromBin, const char* bu
     return (folder / fromBin).lexically_normal();
 }
 
-}  // namespace
-
-int handOverToDrawing(char** argv, std::ostream& err) {
-    const auto helper = part("vantrel-draw", VANTREL_DRAWING_FROM_BIN, "cli");
+// Replaces this process by the part `helper` with the same words; returns only when it
+// couldn't start, after saying so: "vantrel: <what> <helper>, which couldn't be started: <why>."
+int handOver(const std::filesystem::path& helper, std::string_view what, std::string_view after, char** argv,
+             std::ostream& err) {
     std::cout.flush();
     ::execv(helper.c_str(), argv);
-    err << "vantrel: reports and cards are drawn by " << helper.string() << ", which couldn't be started: "
-        << std::strerror(errno) << ".\n";
+    err << "vantrel: " << what << ' ' << helper.string() << ", which couldn't be started: " << std::strerror(errno)
+        << '.' << after << '\n';
     return exitNotSupported;
 }
 
+}  // namespace
+
+int handOverToDrawing(char** argv, std::ostream& err) {
+    return handOver(part("vantrel-draw", VANTREL_DRAWING_FROM_BIN, "cli"), "reports and cards are drawn by", "",
+                    argv, err);
+}
+
 int handOverToBus(char** argv, std::ostream& err) {
-    const auto helper = part("vantrel-bus", VANTREL_BUS_FROM_BIN, "cli");
-    std::cout.flush();
-    ::execv(helper.c_str(), argv);
-    err << "vantrel: this command runs in " << helper.string() << ", which couldn't be started: "
-        << std::strerror(errno) << ".\n";
-    return exitNotSupported;
+    return handOver(part("vantrel-bus", VANTREL_BUS_FROM_BIN, "cli"), "this command runs in", "", argv, err);
 }
 
 bool asksForDesktop(const std::vector<std::string_view>& args) {
@@ -112,12 +115,8 @@ bool asksForDesktop(const std::vector<std::string_view>& args) {
 }
 
 int handOverToDesktop(char** argv, std::ostream& err) {
-    const auto desktop = part("vantrel-desktop", VANTREL_DESKTOP_FROM_BIN, "desktop");
-    std::cout.flush();
-    ::execv(desktop.c_str(), argv);
-    err << "vantrel: the window is " << desktop.string() << ", which couldn't be started: " << std::strerror(errno)
-        << ". The commands work without it: vantrel --help.\n";
-    return exitNotSupported;
+    return handOver(part("vantrel-desktop", VANTREL_DESKTOP_FROM_BIN, "desktop"), "the window is",
+                    " The commands work without it: vantrel --help.", argv, err);
 }
 
 }  // namespace cli
