@@ -14,7 +14,9 @@
 # two take turns: ROUNDS (default 2) rounds of one `vantrel bench` (three runs) and three
 # fio runs, each side first in every other round, and the medians of all runs are compared.
 #
-#   [ROUNDS=N] scripts/bench/bench.sh DIRECTORY [VANTREL]   (default: build/release/cli/vantrel)
+#   [ROUNDS=N] [BENCH_RAW=1] scripts/bench/bench.sh DIRECTORY [VANTREL]
+#
+# VANTREL defaults to build/release/cli/vantrel; BENCH_RAW=1 also prints every run's figure.
 #
 # DIRECTORY must be on a real file system (not tmpfs) with 2 GB free.
 set -euo pipefail
@@ -136,4 +138,9 @@ for key, _, _ in tests:
     worst = max(worst, abs(ratio - 1))
     print(f"{key:10} {mine:13.1f} {theirs:10.1f} {ratio:7.3f} {spread(ours[key]):6.0f}%/{spread(fio[key]):3.0f}%")
 print(f"largest difference {worst * 100:.1f}% (aim: within 5%)")
+# Every run's figure in the order they ran (round by round), to see a drift in time.
+if os.environ.get("BENCH_RAW"):
+    for key, _, _ in tests:
+        print(f"{key:10} vantrel", " ".join(f"{value:.0f}" for value in ours[key]))
+        print(f"{key:10} fio    ", " ".join(f"{value:.0f}" for value in fio[key]))
 PY
