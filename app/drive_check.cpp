@@ -216,10 +216,28 @@ std::optional<json::Object> fullReport(const DriveRead& read) {
     return object;
 }
 
-HealthDocument documentOf(const DriveRead& read, const Machine& machine) {
+namespace {
+
+HealthDocument documentOf(const HealthDocument::Source& source, const Machine& machine) {
     const auto now = machine.clock ? machine.clock->now() : std::chrono::system_clock::now();
-    return HealthDocument::make(documentSource(read), std::chrono::time_point_cast<std::chrono::seconds>(now),
-                                false);
+    return HealthDocument::make(source, std::chrono::time_point_cast<std::chrono::seconds>(now), false);
+}
+
+}  // namespace
+
+HealthDocument documentOf(const DriveRead& read, const Machine& machine) {
+    return documentOf(documentSource(read), machine);
+}
+
+std::vector<DocumentedDrive> documentEveryDrive(const Machine& machine, bool wake) {
+    ReadContext context = readContextOf(machine);
+    context.wake = wake;
+    std::vector<DocumentedDrive> documents;
+    for (const auto& one : readReadings({}, true, context)) {
+        documents.push_back(DocumentedDrive{documentOf(documentSource(one.drive, one.reading), machine),
+                                            needsCare(one.reading)});
+    }
+    return documents;
 }
 
 std::optional<DriveRead> readDriveHolding(Machine& machine, const std::string& folder) {

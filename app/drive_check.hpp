@@ -64,6 +64,16 @@ std::vector<DriveRead> readEveryDrive(const Machine& machine, bool wake);
 /// masked: a document is made to be shared.
 drivekit::HealthDocument documentOf(const DriveRead& read, const Machine& machine);
 
+/// A drive's health document and whether the drive needs its user's care.
+struct DocumentedDrive {
+    drivekit::HealthDocument document;
+    bool needsCare = false;
+};
+
+/// Every shown drive's health document, read as `readEveryDrive` reads but without the
+/// summaries, which a front end that prints only documents would throw away.
+std::vector<DocumentedDrive> documentEveryDrive(const Machine& machine, bool wake);
+
 /// The checks a name gets before anything is sent to a drive: that it is a disk of this
 /// machine (`noSuchDevice`) and a whole one (`partition`).
 std::optional<Failure> refuseName(const Machine& machine, const std::string& name);

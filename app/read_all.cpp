@@ -75,8 +75,11 @@ Result<SummaryBuilder::Reading, ATASMARTLib::IdentifyFailure> readATA(
     return reading;
 }
 
-std::optional<DriveRead> readDrive(const Drive& drive, const USBReports& reports, bool live,
-                                   const ReadContext& context) {
+namespace {
+
+// What one drive reads as; nothing for a drive that isn't shown.
+std::optional<SummaryBuilder::Reading> readingOf(const Drive& drive, const USBReports& reports, bool live,
+                                                 const ReadContext& context) {
     const auto kept =
         drive.transport == Transport::usb ? reports.find(usbKey(drive)) : reports.end();
     SummaryBuilder::Reading reading;
@@ -98,7 +101,16 @@ std::optional<DriveRead> readDrive(const Drive& drive, const USBReports& reports
         case SummaryBuilder::ReadStep::notShown:
             return std::nullopt;
     }
-    return summarized(drive, std::move(reading), context);
+    return reading;
+}
+
+}  // namespace
+
+std::optional<DriveRead> readDrive(const Drive& drive, const USBReports& reports, bool live,
+                                   const ReadContext& context) {
+    auto reading = readingOf(drive, reports, live, context);
+    if (!reading) return std::nullopt;
+    return summarized(drive, std::move(*reading), context);
 }
 
 std::optional<DriveRead> summarized(const Drive& drive, SummaryBuilder::Reading reading,
@@ -110,44 +122,53 @@ std::optional<DriveRead> summarized(const Drive& drive, SummaryBuilder::Reading 
     return DriveRead{drive, std::move(reading), std::move(summary)};
 }
 
-std::vector<DriveRead> readDrives(const USBReports& reports, bool live,
-                                  const ReadContext& context) {
+std::vector<DriveReading> readReadings(const USBReports& reports, bool live, const ReadContext& context) {
     const auto mountedBefore = context.discovery.mounts.list();
     const MountsRead mountsRead(mountedBefore);
     const Discovery::Sources first{context.discovery.sysfs, mountsRead, context.discovery.probe,
                                    context.discovery.workingDirectory, context.discovery.locale};
-    std::vector<DriveRead> reads;
+    std::vector<DriveReading> readings;
     if (context.concurrent) {
         // Each drive is read on the thread that described it, as soon as it is known.
         std::mutex lock;
-        std::map<std::string, DriveRead, std::less<>> done;
-        const auto drives = Discovery::allDrivesConcurrently(first, [&](const Drive& drive) {
-            auto read = readDrive(drive, reports, live, context);
-            if (!read) return;
+        std::map<std::string, SummaryBuilder::Reading, std::less<>> done;
+        auto drives = Discovery::allDrivesConcurrently(first, [&](const Drive& drive) {
+            auto reading = readingOf(drive, reports, live, context);
+            if (!reading) return;
             const std::lock_guard hold(lock);
-            done.emplace(drive.bsdName, std::move(*read));
+            done.emplace(drive.bsdName, std::move(*reading));
         });
-        for (const auto& drive : drives) {
-            if (auto found = done.find(drive.bsdName); found != done.end()) reads.push_back(std::move(found->second));
+        for (auto& drive : drives) {
+            if (auto found = done.find(drive.bsdName); found != done.end()) {
+                readings.push_back(DriveReading{std::move(drive), std::move(found->second)});
+            }
         }
     } else {
-        for (const auto& drive : Discovery::allDrives(first)) {
-            if (auto read = readDrive(drive, reports, live, context)) reads.push_back(std::move(*read));
+        for (auto& drive : Discovery::allDrives(first)) {
+            if (auto reading = readingOf(drive, reports, live, context)) {
+                readings.push_back(DriveReading{std::move(drive), std::move(*reading)});
+            }
         }
     }
     // Only a mount table that changed during the reads asks for a second pass.
-    if (context.discovery.mounts.list() == mountedBefore) return reads;
+    if (context.discovery.mounts.list() == mountedBefore) return readings;
     const auto fresh = Discovery::allDrives(context.discovery);
-    for (auto& read : reads) {
+    for (auto& one : readings) {
         const auto same = std::find_if(fresh.begin(), fresh.end(), [&](const Drive& drive) {
-            return drive.bsdName == read.drive.bsdName;
+            return drive.bsdName == one.drive.bsdName;
         });
         if (same == fresh.end()) continue;
-        read.summary = SummaryBuilder::withMountFacts(std::move(read.summary), *same,
-                                                      surroundings(*same, context));
-        read.drive.volumes = same->volumes;
-        read.drive.hostsBootVolume = same->hostsBootVolume;
-        read.drive.hostsCurrentDirectory = same->hostsCurrentDirectory;
+        one.drive.volumes = same->volumes;
+        one.drive.hostsBootVolume = same->hostsBootVolume;
+        one.drive.hostsCurrentDirectory = same->hostsCurrentDirectory;
+    }
+    return readings;
+}
+
+std::vector<DriveRead> readDrives(const USBReports& reports, bool live, const ReadContext& context) {
+    std::vector<DriveRead> reads;
+    for (auto& one : readReadings(reports, live, context)) {
+        if (auto read = summarized(one.drive, std::move(one.reading), context)) reads.push_back(std::move(*read));
     }
     return reads;
 }
@@ -174,11 +195,12 @@ bool needsCare(const DriveRead& read) {
            tier == Tier::failed;
 }
 
-HealthDocument::Source documentSource(const DriveRead& read) {
-    const bool wasRead = read.reading.report.has_value();
-    return HealthDocument::Source{
-        read.drive, read.reading.report, wasRead ? read.reading.nvme : std::nullopt,
-        wasRead ? read.reading.method : ReadMethod::none, read.reading.smartStatus};
+HealthDocument::Source documentSource(const Drive& drive, const SummaryBuilder::Reading& reading) {
+    const bool wasRead = reading.report.has_value();
+    return HealthDocument::Source{drive, reading.report, wasRead ? reading.nvme : std::nullopt,
+                                  wasRead ? reading.method : ReadMethod::none, reading.smartStatus};
 }
+
+HealthDocument::Source documentSource(const DriveRead& read) { return documentSource(read.drive, read.reading); }
 
 }  // namespace app

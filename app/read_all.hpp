@@ -47,6 +47,13 @@ struct ReadContext {
     bool concurrent = false;
 };
 
+/// One drive of a pass before its summary: the record discovery gave once the read was
+/// over, and what reading it came to.
+struct DriveReading {
+    drivekit::Drive drive;
+    SummaryBuilder::Reading reading;
+};
+
 /// One drive of a pass: the record discovery gave once the read was over, what reading
 /// it came to, and its summary.
 struct DriveRead {
@@ -76,10 +83,14 @@ std::optional<DriveRead> readDrive(const drivekit::Drive& drive, const USBReport
 std::optional<DriveRead> summarized(const drivekit::Drive& drive, SummaryBuilder::Reading reading,
                                     const ReadContext& context);
 
-/// Every shown drive, in discovery's order. When the mount table changed during the reads
-/// (a read can take seconds, and a drive may have been mounted or unmounted meanwhile),
-/// discovery is asked again and each drive takes up its fresh mount facts; a drive gone
-/// by then keeps what it had.
+/// Every shown drive read, in discovery's order, without summaries: for a front end that
+/// shows only health documents. When the mount table changed during the reads (a read can
+/// take seconds, and a drive may have been mounted or unmounted meanwhile), discovery is
+/// asked again and each drive takes up its fresh mount facts; a drive gone by then keeps
+/// what it had.
+std::vector<DriveReading> readReadings(const USBReports& reports, bool live, const ReadContext& context);
+
+/// `readReadings`, each drive summarized.
 std::vector<DriveRead> readDrives(const USBReports& reports, bool live, const ReadContext& context);
 
 /// The summaries of `readDrives`.
@@ -92,6 +103,8 @@ bool needsCare(const SummaryBuilder::Reading& reading);
 bool needsCare(const DriveRead& read);
 
 /// What the health document of a drive read by this pass is made from.
+drivekit::HealthDocument::Source documentSource(const drivekit::Drive& drive,
+                                                const SummaryBuilder::Reading& reading);
 drivekit::HealthDocument::Source documentSource(const DriveRead& read);
 
 }  // namespace app

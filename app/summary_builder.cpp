@@ -234,9 +234,4 @@ DriveSummary summarize(const Drive& drive, const Reading& reading, const Surroun
     return summary;
 }
 
-DriveSummary withMountFacts(DriveSummary summary, const Drive& fresh, const Surroundings& around) {
-    takeMountFacts(summary, fresh, around);
-    return summary;
-}
-
 }  // namespace app::SummaryBuilder

@@ -69,10 +69,4 @@ struct Surroundings {
 DriveSummary summarize(const drivekit::Drive& drive, const Reading& reading,
                        const Surroundings& around);
 
-/// The summary with the mount facts of a fresher record of the same drive: volumes, the
-/// main volume and its space, `hasVolumes`, `hostsBootVolume` and `disksOnTop`. A read
-/// can take seconds, and the drive may have mounted or unmounted meanwhile.
-DriveSummary withMountFacts(DriveSummary summary, const drivekit::Drive& fresh,
-                            const Surroundings& around);
-
 }  // namespace app::SummaryBuilder

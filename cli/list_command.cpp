@@ -15,20 +15,23 @@ int runList(const Arguments& arguments, Machine& machine, std::ostream& out, std
         out << listUsageText();
         return exitOK;
     }
+    int code = exitOK;
+    if (arguments.json) {
+        drivekit::json::Object documents = drivekit::json::Object::array();
+        for (const auto& drive : app::documentEveryDrive(machine, arguments.wake)) {
+            documents.push_back(drive.document.toJSON());
+            if (drive.needsCare) code = exitNeedsCare;
+        }
+        out << drivekit::json::dump(std::move(documents), drivekit::json::Layout::prettySorted) << '\n';
+        return code;
+    }
     const auto reads = app::readEveryDrive(machine, arguments.wake);
-    if (reads.empty() && !arguments.json) {
+    if (reads.empty()) {
         const Said says = said(app::Failure{app::Failure::Kind::noDrives});
         err << "vantrel: " << says.sentence << '\n';
         return says.exitCode;
     }
-    if (arguments.json) {
-        drivekit::json::Object documents = drivekit::json::Object::array();
-        for (const auto& read : reads) documents.push_back(app::documentOf(read, machine).toJSON());
-        out << drivekit::json::dump(std::move(documents), drivekit::json::Layout::prettySorted) << '\n';
-    } else {
-        printDriveList(reads, arguments.wide, out);
-    }
-    int code = exitOK;
+    printDriveList(reads, arguments.wide, out);
     for (const auto& read : reads) {
         if (app::needsCare(read)) code = exitNeedsCare;
     }

@@ -140,6 +140,7 @@ TEST_F(Commands, AFailingSMARTStatusNeedsCareInCheckAndList) {
     EXPECT_EQ(check.code, cli::exitNeedsCare);
     EXPECT_NE(check.out.find("Health: Healthy"), std::string::npos) << check.out;
     EXPECT_EQ(run({"list"}).code, cli::exitNeedsCare);
+    EXPECT_EQ(run({"list", "--json"}).code, cli::exitNeedsCare);
 }
 
 // A dying disk: IDENTIFY times out. With SMART still readable the drive is rated from it;
