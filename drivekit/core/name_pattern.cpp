@@ -10,17 +10,13 @@ namespace drivekit {
 
 namespace {
 
-char asciiLower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 // Letters lowered except the one after a backslash, which names an operator (\b, \w).
 std::string loweredPattern(std::string_view ere) {
     std::string out;
     out.reserve(ere.size() + 4);
     bool escaped = false;
     for (const char c : ere) {
-        out += escaped ? c : asciiLower(c);
+        out += escaped ? c : text::asciiLower(c);
         escaped = !escaped && c == '\\';
     }
     return out;

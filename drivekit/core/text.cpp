@@ -116,9 +116,7 @@ std::string repairedUTF8(ByteView bytes) {
 
 std::string asciiLowered(std::string_view text) {
     std::string out(text);
-    for (char& c : out) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
+    for (char& c : out) c = asciiLower(c);
     return out;
 }
 

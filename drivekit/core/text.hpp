@@ -39,6 +39,7 @@ std::string printable(std::string_view text);
 /// The text with ASCII letters lowered and every other byte kept, whatever the process
 /// locale: model names and the words compared are ASCII, and a Turkish dotless i or a
 /// text in another script must not change what matches.
+constexpr char asciiLower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 std::string asciiLowered(std::string_view text);
 
 /// The text, or nothing when there is none or it is empty: a drive that reports a blank
