@@ -6,22 +6,30 @@
 # options kept on mount-back.
 . /hwlab/lib.sh
 
-d0=$(hwlab_disk_of usb-bot)
-intf=$(readlink -f "/sys/block/$d0" | sed 's#/host[0-9]*/.*##')
-d1=""
-for b in /sys/block/sd*; do
-  case $(readlink -f "$b") in "$intf"/*) [ "${b##*/}" = "$d0" ] || d1=${b##*/} ;; esac
-done
+intf=$(readlink -f "/sys/block/$(hwlab_disk_of usb-bot)" | sed 's#/host[0-9]*/.*##')
 usbintf=${intf##*/}
 
+# lun_disk N: the disk of the reader's LUN N, by its SCSI address. Kernel names are given
+# in the order the LUNs are probed, which can differ each time the driver binds again.
+lun_disk() {
+  for b in /sys/block/sd*; do
+    case $(readlink -f "$b") in
+      "$intf"/*) case $(basename "$(readlink -f "$b/device")") in *:"$1") echo "${b##*/}"; return 0 ;; esac ;;
+    esac
+  done
+  return 1
+}
+d0=$(lun_disk 0); d1=$(lun_disk 1)
+
 driver() { [ -e "/sys/bus/usb/devices/$usbintf/driver" ] && basename "$(readlink -f "/sys/bus/usb/devices/$usbintf/driver")" || echo none; }
-# Waits up to 20 s for both disks to be back after a capture.
+# Waits up to 20 s for both disks to be back after a capture, and takes up their names.
 both_back() {
   i=0
   while [ $i -lt 80 ]; do
-    [ -e "/sys/block/$d0" ] && [ -e "/sys/block/$d1" ] && return 0
+    lun_disk 0 >/dev/null && lun_disk 1 >/dev/null && break
     sleep 0.25; i=$((i + 1))
   done
+  d0=$(lun_disk 0); d1=$(lun_disk 1)
 }
 wait_for() {  # FILE TEXT: up to 30 s
   i=0
@@ -98,6 +106,7 @@ pid=$!
 # While the drive is held its folder is empty: a user swaps it for a link.
 wait_for /tmp/link.err "Taking over" && rmdir /media/lab/CARDB && ln -s /root/target /media/lab/CARDB
 wait $pid; echo "rc=$?"
+both_back
 cat /tmp/link.err
 echo "target-entries=$(ls -A /root/target | wc -l)"
 grep -c " /root/target " /proc/mounts | sed 's/^/target-mounts=/'
